@@ -1,0 +1,25 @@
+#pragma once
+
+#include <optional>
+#include <string>
+
+namespace platform {
+
+/// Whose folder is asked for.
+enum class FolderDomain {
+  user,    ///< the user's own
+  local,   ///< this computer's, shared by its users
+  system,  ///< the operating system's
+};
+
+/// The standard folders. An answer is an absolute path without a trailing "/"; the folder need not exist.
+/// No value when the domain has no such folder (for instance a user without a home folder).
+
+[[nodiscard]] std::optional<std::string> homeFolder();
+/// The user's Library folder.
+[[nodiscard]] std::optional<std::string> libraryFolder();
+[[nodiscard]] std::optional<std::string> applicationsFolder(FolderDomain domain);
+/// The user's Desktop folder.
+[[nodiscard]] std::optional<std::string> desktopFolder();
+
+}  // namespace platform

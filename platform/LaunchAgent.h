@@ -1,0 +1,28 @@
+#pragma once
+
+#include <chrono>
+#include <string>
+#include <vector>
+
+#include "platform/Error.h"
+
+namespace platform {
+
+/// A program that the user's session starts from time to time.
+struct LaunchAgent {
+  std::string label;                   ///< for instance "com.korvane.Vantora.VNTUpdate"
+  std::vector<std::string> arguments;  ///< program path first
+  std::chrono::seconds interval{3600};
+};
+
+/// Writes the agent's plist ("LaunchAgents/<label>.plist" in the user's Library folder) and has the session
+/// start it at every interval. Removing the plist is enough to stop that for good.
+Error installLaunchAgent(const LaunchAgent& agent);
+
+/// Removes what `installLaunchAgent` wrote; what is already gone is not an error.
+Error removeLaunchAgent(const std::string& label);
+
+/// The program and its arguments that the plist at `path` names.
+Error readLaunchAgent(const std::string& path, LaunchAgent& agent);
+
+}  // namespace platform

@@ -1,0 +1,65 @@
+#pragma once
+
+#include <array>
+#include <chrono>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+/// Child processes, as the kernel knows them.
+namespace platform::process {
+
+using ProcessId = std::int32_t;
+
+/// A system call that failed: which one, and the errno value. A number of 0 means "no failure".
+struct [[nodiscard]] SystemCallFailure {
+  const char* call = "";
+  int number = 0;
+  explicit operator bool() const noexcept { return number != 0; }
+};
+
+/// What a child gets as its standard input, output and error: a descriptor of this process, or -1 for none.
+/// Each is duplicated onto 0, 1 or 2 in the child and then closed there.
+struct StreamPlan {
+  std::uint16_t flags = 0;  ///< posix_spawn attribute flags
+  std::array<int, 3> descriptors{0, 1, 2};
+};
+
+struct SpawnRequest {
+  std::string path;
+  std::vector<std::string> arguments;    ///< without the program path itself
+  std::vector<std::string> environment;  ///< "NAME=VALUE" entries, the child's whole environment
+  std::optional<StreamPlan> streams;
+  bool startSuspended = false;  ///< the child runs nothing of the new program until it gets SIGCONT
+  bool searchPath = false;      ///< look `path` up in PATH when it holds no "/"
+};
+
+/// Starts a child. That the program cannot be executed (missing, not executable) is reported here, also for a
+/// suspended start. Descriptors of this process that are not in the plan do not reach the child (0, 1, 2 do
+/// when there is no plan). Any thread; cost does not grow with this process's memory.
+SystemCallFailure spawn(const SpawnRequest& request, ProcessId& child);
+
+enum class WaitOutcome { exited, timedOut };
+
+/// Waits until `child` has ended (it need not be this process's child) or `limit` has passed (none: no
+/// limit). An ended child that nobody has collected yet counts as ended at once. Does not collect the exit
+/// status. A signal restarts the wait with the full limit. Any thread; takes no lock. Fails: "kqueue" when no
+/// watch can be made; "kevent" when it cannot be set on the process (ESRCH: it is gone).
+SystemCallFailure waitForExit(ProcessId child, std::optional<std::chrono::milliseconds> limit,
+                              WaitOutcome& outcome);
+
+/// Sends SIGKILL ("kill" fails).
+SystemCallFailure sendKill(ProcessId process);
+/// Sends SIGCONT ("kill" fails).
+SystemCallFailure sendContinue(ProcessId process);
+
+/// The running processes.
+SystemCallFailure listProcesses(std::vector<ProcessId>& processes);
+/// Absolute path of a process's executable ("proc_pidpath" fails).
+SystemCallFailure executablePath(ProcessId process, std::string& path);
+
+/// This process's environment as "NAME=VALUE" entries.
+[[nodiscard]] std::vector<std::string> currentEnvironment();
+
+}  // namespace platform::process

@@ -1,0 +1,120 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "platform/Error.h"
+#include "platform/Url.h"
+
+namespace platform {
+
+/// A GET request.
+struct UrlRequest {
+  Url url;
+  /// The longest time without any progress (connecting, waiting, between two pieces of the body).
+  std::chrono::seconds idleTimeout{60};
+  std::vector<std::pair<std::string, std::string>> headers;
+  /// Ask caches on the way for a fresh answer.
+  bool ignoresCache = false;
+};
+
+/// What the server announced before the body.
+struct UrlResponse {
+  Url url;
+  int statusCode = 0;
+  std::int64_t expectedContentLength = -1;  ///< bytes; -1 when not announced
+  std::string suggestedFilename;
+  std::string mimeType;
+  std::string textEncodingName;
+  std::string description;  ///< one line for a log
+};
+
+/// Who asks for credentials.
+struct ProtectionSpace {
+  std::string authenticationMethod;
+  std::string host;
+  bool isProxy = false;
+  std::uint16_t port = 0;
+  std::string protocol;
+  std::string realm;
+};
+
+class UrlDownload;
+
+/// Told how a download goes, on the thread that started it, while its run loop runs. The last call is
+/// `didFinish` or `didFail`, never both.
+class UrlDownloadDelegate {
+ public:
+  virtual ~UrlDownloadDelegate() = default;
+  virtual void didBegin(UrlDownload& download) = 0;
+  /// Before the first request and before each redirected one (`redirect` is then the answer that caused it).
+  /// Answers the request to send.
+  virtual UrlRequest willSendRequest(UrlDownload& download, UrlRequest request,
+                                     const UrlResponse* redirect) = 0;
+  virtual bool canAuthenticateAgainst(UrlDownload& download, const ProtectionSpace& space) = 0;
+  virtual void didCancelAuthenticationChallenge(UrlDownload& download) = 0;
+  virtual bool shouldUseCredentialStorage(UrlDownload& download) = 0;
+  virtual void didReceiveResponse(UrlDownload& download, const UrlResponse& response) = 0;
+  virtual void decideDestination(UrlDownload& download, const std::string& suggestedFilename) = 0;
+  virtual void didCreateDestination(UrlDownload& download, const std::string& path) = 0;
+  /// Whether a body that arrives encoded (gzip) is decoded before it is stored.
+  virtual bool shouldDecodeSourceData(UrlDownload& download, const std::string& mimeType) = 0;
+  virtual void didReceiveData(UrlDownload& download, std::uint64_t bytes) = 0;
+  virtual void didFinish(UrlDownload& download) = 0;
+  /// `error` is of the URL domain, with one of the codes below.
+  virtual void didFail(UrlDownload& download, const Error& error) = 0;
+};
+
+/// A download of one URL into a file. Redirects over http and https are followed as far as the delegate
+/// allows, 20 at most. Destroying it stops it.
+class UrlDownload {
+ public:
+  /// Starts a download; its events arrive when the calling thread's run loop runs. Null when it cannot be
+  /// started. `delegate` outlives the download.
+  [[nodiscard]] static std::unique_ptr<UrlDownload> start(UrlRequest request, UrlDownloadDelegate& delegate);
+
+  virtual ~UrlDownload() = default;
+  /// Where the body goes. Call before the run loop runs. An existing file is replaced only when `overwrite`
+  /// is set, and not before the body begins to arrive.
+  virtual void setDestination(const std::string& path, bool overwrite) = 0;
+  /// Whether a partial file is removed when the download fails.
+  virtual void setDeletesFileUponFailure(bool deletes) = 0;
+};
+
+/// Sends the request on the calling thread and waits for the whole body. Redirects over http and https are
+/// followed, 20 at most. A body of no bytes is a success with an empty `body`; one beyond `limitBytes` fails
+/// (-1103).
+Error sendSynchronousRequest(const UrlRequest& request, std::uint64_t limitBytes, UrlResponse& response,
+                             std::string& body);
+
+/// Codes of the URL domain that the service reports.
+enum class UrlErrorCode : std::int64_t {
+  badUrl = -1000,
+  timedOut = -1001,
+  unsupportedUrl = -1002,
+  cannotFindHost = -1003,
+  cannotConnectToHost = -1004,
+  networkConnectionLost = -1005,
+  tooManyRedirects = -1007,
+  notConnectedToInternet = -1009,
+  badServerResponse = -1011,
+  zeroByteResource = -1014,
+  dataLengthExceedsMaximum = -1103,
+  secureConnectionFailed = -1200,
+  certificateHasBadDate = -1201,
+  certificateUntrusted = -1202,
+  certificateHasUnknownRoot = -1203,
+  certificateNotYetValid = -1204,
+  cannotCreateFile = -3000,
+  cannotOpenFile = -3001,
+  cannotCloseFile = -3002,
+  cannotWriteToFile = -3003,
+  cannotRemoveFile = -3004,
+  cannotMoveFile = -3005,
+};
+
+}  // namespace platform

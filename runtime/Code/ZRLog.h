@@ -1,0 +1,84 @@
+#pragma once
+
+#include <boost/shared_ptr.hpp>
+#include <cstdarg>
+#include <cstdint>
+
+#include "runtime/Code/ZRResult.h"
+
+/// Levels of log entries. Level 4 is not written at all.
+struct ZRLogLevel {
+  enum Level : std::int32_t {
+    eNone = -1,
+    eDebug = 0,
+    eInformation = 1,
+    eWarning = 2,
+    eError = 3,
+    eStatus = 5,
+    eCritical = 6,
+  };
+};
+
+/// One entry: its level and its five texts. The texts belong to the caller.
+struct ZRLogEntry {
+  std::int32_t level;
+  const char* processTag;
+  const char* threadTag;
+  const char* context;
+  const char* function;
+  const char* message;
+};
+
+/// Where finished lines go. Any thread; a target that fails loses the line.
+class ILogTarget {
+ public:
+  virtual ~ILogTarget() = default;
+  virtual void writeLine(const char* line) = 0;
+};
+
+struct timeval;
+
+/// Receives every entry before it is formatted. Any thread.
+class ILogListener {
+ public:
+  virtual ~ILogListener() = default;
+  virtual void onEntry(const ZRLogEntry& entry, const timeval& time) = 0;
+  /// A target was added in a mode that hands it to the listener; `primary` is set for mode 2.
+  virtual void onTargetAdded(const boost::shared_ptr<ILogTarget>& target, bool primary) = 0;
+};
+
+/// The process-wide log. Writing never fails towards the caller.
+namespace zrrt {
+
+/// Writes an entry: level, function name and context (each may be null), and a printf-style message, cut at
+/// 65,534 bytes. A null or empty format writes nothing. Any thread.
+[[gnu::format(printf, 4, 5)]] void logEntry(std::int32_t level, const char* function, const char* context,
+                                            const char* format, ...);
+
+/// An entry without function name and context.
+[[gnu::format(printf, 2, 3)]] void log(std::int32_t level, const char* format, ...);
+
+/// Names the calling thread in the log; with `appendThreadNumber` as "name_1A2B".
+void nameCurrentThread(const char* name, bool appendThreadNumber);
+/// The calling thread's name, or its number in lower-case hexadecimal.
+[[nodiscard]] const char* currentThreadTag();
+
+/// Puts the target into the primary slot. Mode 1 or 2 also hands it to the first listener.
+/// Fails: eBadParameter for a null target; eExists when the slot is taken.
+ZRResult addLogTarget(const boost::shared_ptr<ILogTarget>& target, int mode);
+void clearLogTarget();
+/// Lines go here as well while it is set; null ends that.
+void setConsoleTarget(const boost::shared_ptr<ILogTarget>& target);
+/// Slot 0 or 1; null empties it.
+ZRResult setLogListener(int slot, const boost::shared_ptr<ILogListener>& listener);
+
+/// Starts the log in a file: creates its folder if needed, opens it (appending unless `truncate`; a file that
+/// is not there yet is created), makes it the target, switches debug messages on, and names the calling
+/// thread "main".
+ZRResult startLog(const ZRString& path, bool truncate);
+/// Writes what is pending, closes the file and empties the target slot.
+void stopLog();
+/// Whether level 0 is written.
+void setDebugLogging(bool on);
+
+}  // namespace zrrt
