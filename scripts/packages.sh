@@ -1,0 +1,31 @@
+# Sourced by ./run and ./test: installs, by name, the Debian packages that are not there yet.
+
+# require_packages <name>...
+require_packages() {
+  local missing=() package
+  for package in "$@"; do
+    dpkg-query -W -f='${db:Status-Status}' "$package" 2>/dev/null | grep -qx installed || missing+=("$package")
+  done
+  [ ${#missing[@]} -eq 0 ] && return 0
+
+  local as_root=()
+  if [ "$(id -u)" -ne 0 ]; then
+    command -v sudo >/dev/null || {
+      echo "missing packages: ${missing[*]} (install them as root, or install sudo)" >&2
+      return 1
+    }
+    as_root=(sudo)
+  fi
+  echo "Installing: ${missing[*]}"
+  "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get update -qq &&
+    "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
+      apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
+}
+
+# What the agent and its operator programs are built with and run with.
+build_packages=(
+  g++ cmake ninja-build libboost-dev libcurl4-openssl-dev libssl-dev libexpat1-dev libsqlite3-dev
+  bsdiff tar gzip zip unzip ca-certificates
+)
+# What the tests need beside that.
+test_packages=(libgtest-dev libgmock-dev clang clang-format git attr util-linux)
