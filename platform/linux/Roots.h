@@ -1,0 +1,22 @@
+#pragma once
+
+#include <optional>
+#include <string>
+
+namespace platform {
+
+/// What stands in front of the computer's own folders ("VANTORA_SYSTEM_ROOT", which works like "DESTDIR"),
+/// without a trailing "/"; empty for the real ones. No value when the variable holds a relative path: falling
+/// back on the real folders would touch what the variable was set to protect.
+[[nodiscard]] std::optional<std::string> systemRoot();
+
+/// The home folder that the password database gives the user.
+[[nodiscard]] std::optional<std::string> accountHomeFolder();
+
+/// "$`variable`" when it holds an absolute path, else "`home`/`fallback`"; none without a home folder.
+[[nodiscard]] std::optional<std::string> baseFolder(const char* variable, const char* fallback);
+
+/// The path without trailing "/" (the root itself becomes the empty text).
+[[nodiscard]] std::string withoutTrailingSlashes(std::string path);
+
+}  // namespace platform
