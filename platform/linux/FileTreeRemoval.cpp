@@ -1,0 +1,152 @@
+#include <dirent.h>
+#include <fcntl.h>
+#include <stdio.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <memory>
+
+#include "platform/linux/FileDescriptor.h"
+#include "platform/linux/FileTree.h"
+#include "platform/linux/Roots.h"
+
+namespace platform {
+namespace {
+
+/// Each level of the walk holds a descriptor; a folder that lies deeper is first moved up to the top.
+constexpr int kMaxOpenLevels = 64;
+
+/// Gives the user all access to a folder that is about to go. What is not the user's own stays as it is: the
+/// removal then says what is wrong.
+void openForChanges(const FileDescriptor& folder) {
+  struct stat status {};
+  if (fstat(folder.get(), &status) == 0 && (status.st_mode & S_IRWXU) != S_IRWXU) {
+    fchmod(folder.get(), (status.st_mode & 07777) | S_IRWXU);
+  }
+}
+
+FileDescriptor openFolder(int parent, const std::string& name) {
+  constexpr int kFlags = O_RDONLY | O_DIRECTORY | O_NOFOLLOW;
+  FileDescriptor folder = openAt(parent, name.c_str(), kFlags);
+  if (!folder.isOpen() && errno == EACCES &&
+      fchmodat(parent, name.c_str(), S_IRWXU, AT_SYMLINK_NOFOLLOW) == 0) {
+    folder = openAt(parent, name.c_str(), kFlags);
+  }
+  if (folder.isOpen()) openForChanges(folder);
+  return folder;
+}
+
+class TreeRemoval {
+ public:
+  Error remove(const std::string& path) {
+    const FileDescriptor top = openFolder(AT_FDCWD, path);
+    if (!top.isOpen()) return posixError(errno, path);
+    _top = top.get();
+    do {
+      _movedUp = false;
+      if (auto error = empty(_top, path, 1)) return error;
+    } while (_movedUp);
+    return rmdir(path.c_str()) == 0 ? Error{} : posixError(errno, path);
+  }
+
+ private:
+  Error empty(int folder, const std::string& path, int level) {
+    std::vector<std::string> names;
+    if (!namesInFolder(folder, names)) return posixError(errno, path);
+    for (const auto& name : names) {
+      if (unlinkat(folder, name.c_str(), 0) == 0) continue;
+      const std::string itemPath = path + "/" + name;
+      if (errno != EISDIR) return posixError(errno, itemPath);
+      if (auto error = removeFolder(folder, name, itemPath, level)) return error;
+    }
+    return {};
+  }
+
+  Error removeFolder(int parent, const std::string& name, const std::string& path, int level) {
+    const FileDescriptor folder = openFolder(parent, name);
+    if (!folder.isOpen()) return posixError(errno, path);
+    if (level == kMaxOpenLevels) return moveUp(parent, name, path);
+    if (auto error = empty(folder.get(), path, level + 1)) return error;
+    return unlinkat(parent, name.c_str(), AT_REMOVEDIR) == 0 ? Error{} : posixError(errno, path);
+  }
+
+  Error moveUp(int parent, const std::string& name, const std::string& path) {
+    _movedUp = true;
+    do {
+      const std::string freeName = "removed-" + std::to_string(++_lastNumber);
+      if (renameat2(parent, name.c_str(), _top, freeName.c_str(), RENAME_NOREPLACE) == 0) return {};
+    } while (errno == EEXIST);
+    return posixError(errno, path);
+  }
+
+  int _top = -1;
+  bool _movedUp = false;
+  unsigned _lastNumber = 0;
+};
+
+bool isProtectedBySticky(const struct stat& folder, const struct stat& item) {
+  const uid_t user = geteuid();
+  return (folder.st_mode & S_ISVTX) != 0 && user != 0 && folder.st_uid != user && item.st_uid != user;
+}
+
+bool isLocked(const std::string& path) {
+  struct statx status {};
+  return statx(AT_FDCWD, path.c_str(), AT_SYMLINK_NOFOLLOW, 0, &status) == 0 &&
+         (status.stx_attributes & (STATX_ATTR_IMMUTABLE | STATX_ATTR_APPEND)) != 0;
+}
+
+}  // namespace
+
+std::string parentFolder(const std::string& path) {
+  const std::string trimmed = withoutTrailingSlashes(path);
+  const auto slash = trimmed.rfind('/');
+  if (slash == std::string::npos) return ".";
+  return slash == 0 ? "/" : trimmed.substr(0, slash);
+}
+
+std::string lastComponent(const std::string& path) {
+  const std::string trimmed = withoutTrailingSlashes(path);
+  return trimmed.substr(trimmed.rfind('/') + 1);
+}
+
+bool namesInFolder(int folder, std::vector<std::string>& names) {
+  FileDescriptor duplicate(fcntl(folder, F_DUPFD_CLOEXEC, 0));
+  const std::unique_ptr<DIR, int (*)(DIR*)> stream(fdopendir(duplicate.get()), &closedir);
+  if (!stream) return false;
+  static_cast<void>(duplicate.release());  // the stream closes it
+  rewinddir(stream.get());
+  names.clear();
+  errno = 0;
+  while (const dirent* entry = readdir(stream.get())) {
+    const char* name = static_cast<const char*>(entry->d_name);
+    if (strcmp(name, ".") != 0 && strcmp(name, "..") != 0) names.emplace_back(name);
+    errno = 0;
+  }
+  return errno == 0;
+}
+
+Error checkRemovable(const std::string& path) {
+  struct stat item {};
+  struct stat folder {};
+  const std::string parent = parentFolder(path);
+  if (lstat(path.c_str(), &item) != 0) return posixError(errno, path);
+  if (stat(parent.c_str(), &folder) != 0 ||
+      faccessat(AT_FDCWD, parent.c_str(), W_OK | X_OK, AT_EACCESS) != 0) {
+    return posixError(errno, path);
+  }
+  if (isProtectedBySticky(folder, item) || isLocked(path)) return posixError(EPERM, path);
+  return {};
+}
+
+Error removeTree(const std::string& path) {
+  const std::string item = withoutTrailingSlashes(path);
+  const std::string name = lastComponent(item);
+  if (name == "." || name == "..") return posixError(EINVAL, path);
+  if (auto error = checkRemovable(item)) return error;
+  if (unlink(item.c_str()) == 0) return {};
+  return errno == EISDIR ? TreeRemoval().remove(item) : posixError(errno, path);
+}
+
+}  // namespace platform
