@@ -1,0 +1,147 @@
+#include "platform/Preferences.h"
+
+#include <cerrno>
+#include <map>
+#include <mutex>
+
+#include "platform/FileManager.h"
+#include "platform/Folders.h"
+#include "platform/linux/FileLock.h"
+#include "platform/linux/FileTree.h"
+#include "platform/linux/Roots.h"
+
+namespace platform::preferences {
+namespace {
+
+using Changes = std::map<std::string, std::optional<plist::Value>>;
+
+constexpr std::uint64_t kMaxHostBytes = 256;
+
+/// What `setValue` changed and no `synchronize` has written yet, by application and store.
+class PendingChanges {
+ public:
+  static PendingChanges& instance() {
+    static PendingChanges pending;
+    return pending;
+  }
+
+  void set(const std::string& application, const std::string& store, const std::string& key,
+           const std::optional<plist::Value>& value) {
+    const std::lock_guard lock(_mutex);
+    _stores[application][store][key] = value;
+  }
+
+  [[nodiscard]] Changes in(const std::string& application, const std::string& store) {
+    const std::lock_guard lock(_mutex);
+    const auto stores = _stores.find(application);
+    if (stores == _stores.end()) return {};
+    const auto changes = stores->second.find(store);
+    return changes == stores->second.end() ? Changes() : changes->second;
+  }
+
+  [[nodiscard]] std::map<std::string, Changes> take(const std::string& application) {
+    const std::lock_guard lock(_mutex);
+    auto node = _stores.extract(application);
+    return node.empty() ? std::map<std::string, Changes>() : std::move(node.mapped());
+  }
+
+ private:
+  std::mutex _mutex;
+  std::map<std::string, std::map<std::string, Changes>> _stores;
+};
+
+std::string hostName() {
+  std::string text;
+  if (readFile("/etc/machine-id", kMaxHostBytes, text).failed()) return "localhost";
+  text.erase(text.find_last_not_of(" \n") + 1);
+  const bool isId = !text.empty() && text.find_first_not_of("0123456789abcdefABCDEF-") == std::string::npos;
+  return isId ? text : "localhost";
+}
+
+bool isFileName(const std::string& name) {
+  return !name.empty() && name.find('/') == std::string::npos && name.find('\0') == std::string::npos;
+}
+
+/// The file of a scope; none for a name that no file can have, or a user without a home folder.
+std::optional<std::string> storeOf(const Scope& scope) {
+  if (!isFileName(scope.application)) return std::nullopt;
+  const auto folder = scope.user == User::current ? libraryFolder() : systemRoot();
+  if (!folder) return std::nullopt;
+  const bool thisHost = scope.host == Host::current;
+  if (scope.user == User::any) {
+    const char* place = thisHost ? "/Library/Preferences/" : "/Network/Library/Preferences/";
+    return *folder + place + scope.application + ".plist";
+  }
+  if (!thisHost) return *folder + "/Preferences/" + scope.application + ".plist";
+  return *folder + "/Preferences/ByHost/" + scope.application + "." + hostName() + ".plist";
+}
+
+/// A store that is not there yet is an empty one. False when it cannot be read.
+bool readStore(const std::string& store, plist::Dictionary& values) {
+  plist::Value list;
+  const Error error = plist::read(store, list);
+  if (error.domain == kPosixErrorDomain && error.code == ENOENT) return true;
+  auto* dictionary = list.as<plist::Dictionary>();
+  if (error.failed() || dictionary == nullptr) return false;
+  values = std::move(*dictionary);
+  return true;
+}
+
+void applyChanges(const Changes& changes, plist::Dictionary& values) {
+  for (const auto& [key, value] : changes) {
+    if (value) {
+      values.insert_or_assign(key, *value);
+    } else {
+      values.erase(key);
+    }
+  }
+}
+
+bool writeChanges(const std::string& store, const Changes& changes) {
+  if (defaultFileManager().createFolder(parentFolder(store)).failed()) return false;
+  const FileLock lock(store);
+  plist::Dictionary before;
+  if (!lock.isHeld() || !readStore(store, before)) return false;
+  plist::Dictionary after = before;
+  applyChanges(changes, after);
+  return after == before || !plist::write(store, after).failed();
+}
+
+plist::Dictionary currentValues(const Scope& scope) {
+  plist::Dictionary values;
+  const auto store = storeOf(scope);
+  // An unreadable store counts as empty here; `synchronize` is where that is told.
+  if (!store || !readStore(*store, values)) values.clear();
+  if (store) applyChanges(PendingChanges::instance().in(scope.application, *store), values);
+  return values;
+}
+
+}  // namespace
+
+std::optional<plist::Value> copyValue(const std::string& key, const Scope& scope) {
+  const plist::Dictionary values = currentValues(scope);
+  const plist::Value* value = plist::find(values, key);
+  return value != nullptr ? std::optional(*value) : std::nullopt;
+}
+
+void setValue(const std::string& key, const std::optional<plist::Value>& value, const Scope& scope) {
+  // A scope without a file keeps its changes under no name, so that `synchronize` fails for them.
+  PendingChanges::instance().set(scope.application, storeOf(scope).value_or(std::string()), key, value);
+}
+
+bool synchronize(const std::string& application) {
+  bool allWritten = true;
+  for (const auto& [store, changes] : PendingChanges::instance().take(application)) {
+    if (store.empty() || !writeChanges(store, changes)) allWritten = false;
+  }
+  return allWritten;
+}
+
+std::vector<std::string> copyKeyList(const Scope& scope) {
+  std::vector<std::string> keys;
+  for (const auto& [key, value] : currentValues(scope))
+    keys.push_back(key);
+  return keys;
+}
+
+}  // namespace platform::preferences
