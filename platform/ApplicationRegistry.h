@@ -17,6 +17,9 @@ namespace platform::applications {
 /// The same for a bundle identifier (compared without regard to case).
 [[nodiscard]] std::vector<std::string> applicationsForBundleIdentifier(const std::string& identifier);
 
+/// The URL schemes that the known bundles declare, in lower case, ascending, each once.
+[[nodiscard]] std::vector<std::string> declaredUrlSchemes();
+
 /// Registers the bundle at `path`, or brings what is known of it up to date. Fails when there is no bundle
 /// with a readable information dictionary at the path, or the registry cannot be written (domain OSStatus).
 Error registerApplication(const std::string& path);

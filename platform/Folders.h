@@ -19,6 +19,8 @@ enum class FolderDomain {
 /// The user's Library folder.
 [[nodiscard]] std::optional<std::string> libraryFolder();
 [[nodiscard]] std::optional<std::string> applicationsFolder(FolderDomain domain);
+/// The folder where the computer's boot volume begins; never empty.
+[[nodiscard]] std::string bootVolumeFolder();
 /// The user's Desktop folder.
 [[nodiscard]] std::optional<std::string> desktopFolder();
 

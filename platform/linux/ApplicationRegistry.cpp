@@ -167,6 +167,13 @@ std::vector<std::string> applicationsForBundleIdentifier(const std::string& iden
   return pathsOf([&wanted](const Application& application) { return application.identifier == wanted; });
 }
 
+std::vector<std::string> declaredUrlSchemes() {
+  std::set<std::string> schemes;
+  for (const auto& application : currentApplications())
+    schemes.insert(application.schemes.begin(), application.schemes.end());
+  return {schemes.begin(), schemes.end()};
+}
+
 Error registerApplication(const std::string& path) {
   const std::string bundle = absolutePath(path);
   if (defaultFileManager().itemKind(bundle) == ItemKind::none) {

@@ -62,6 +62,11 @@ std::optional<std::string> applicationsFolder(FolderDomain domain) {
   return below(domain == FolderDomain::user ? homeFolder() : systemRoot(), "Applications");
 }
 
+std::string bootVolumeFolder() {
+  const std::string root = systemRoot().value_or(std::string());
+  return root.empty() ? "/" : root;
+}
+
 std::optional<std::string> desktopFolder() {
   return below(homeFolder(), "Desktop");
 }
