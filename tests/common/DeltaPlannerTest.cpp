@@ -1,0 +1,227 @@
+#include "Code/Common/DeltaPlanner.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <numeric>
+#include <random>
+#include <string>
+
+#include "tests/support/LogCapture.h"
+
+namespace {
+
+using Numbers = std::vector<std::uint32_t>;
+
+DeltaPackage deltaFrom(std::uint32_t source, std::uint32_t size) {
+  DeltaPackage package;
+  package.fromBuildNumber = source;
+  package.macDownloadSize = size;
+  return package;
+}
+
+ActiveBuild build(std::uint32_t number, std::uint32_t size, std::vector<DeltaPackage> packages = {}) {
+  ActiveBuild made;
+  made.buildNumber = number;
+  made.macDownloadSize = size;
+  made.deltaPackages = std::move(packages);
+  return made;
+}
+
+/// The plan computed in the plainest way: each order from scratch. What it logs goes to `lines`.
+DeltaPlan plainPlan(std::vector<ActiveBuild> missing, const Numbers& installed,
+                    std::vector<std::string>& lines) {
+  for (ActiveBuild& one : missing) {
+    std::stable_sort(one.deltaPackages.begin(), one.deltaPackages.end(),
+                     [](const auto& a, const auto& b) { return a.macDownloadSize < b.macDownloadSize; });
+  }
+  const auto sizeOf = [&](const Numbers& order) {
+    Numbers available = installed;
+    std::uint32_t total = 0;
+    for (const std::uint32_t index : order) {
+      std::uint32_t size = missing[index].macDownloadSize;
+      for (const DeltaPackage& package : missing[index].deltaPackages) {
+        if (package.macDownloadSize - 1u >= 0x7FFFFFFFu) continue;
+        if (std::count(available.begin(), available.end(), package.fromBuildNumber) == 0) continue;
+        size = package.macDownloadSize;
+        break;
+      }
+      total += size;
+      available.push_back(missing[index].buildNumber);
+    }
+    return static_cast<std::int32_t>(total);
+  };
+
+  Numbers order(missing.size());
+  std::iota(order.begin(), order.end(), 0u);
+  DeltaPlan plan{order, sizeOf(order)};
+  const std::int32_t first = plan.totalDownloadSize;
+  lines.push_back("d: Expected total download size: " + std::to_string(first));
+  bool more = std::next_permutation(order.begin(), order.end());
+  int counter = 2;
+  while (more && counter - 1 < 5140) {
+    if (const std::int32_t size = sizeOf(order); size < plan.totalDownloadSize) plan = {order, size};
+    more = std::next_permutation(order.begin(), order.end());
+    ++counter;
+  }
+  if (more) lines.push_back("d: Maximum permutations number reached: " + std::to_string(counter));
+  if (plan.totalDownloadSize < first) {
+    const auto saved = static_cast<std::int32_t>(static_cast<std::uint32_t>(first) -
+                                                 static_cast<std::uint32_t>(plan.totalDownloadSize));
+    lines.push_back("i: Found download size improvement of " + std::to_string(saved) + " bytes");
+  }
+  return plan;
+}
+
+/// Random inputs that make ties, duplicates, self references and sizes at the limits frequent.
+class Scenario {
+ public:
+  explicit Scenario(unsigned seed) : _random(seed) {}
+
+  std::vector<ActiveBuild> missing(std::size_t count) {
+    std::vector<ActiveBuild> builds;
+    for (std::size_t i = 0; i < count; ++i) {
+      std::vector<DeltaPackage> packages;
+      for (std::uint32_t left = upTo(9); left > 0; --left)
+        packages.push_back(deltaFrom(number(), size()));
+      builds.push_back(build(number(), size(), std::move(packages)));
+    }
+    return builds;
+  }
+  Numbers installed() {
+    Numbers numbers(upTo(4));
+    for (std::uint32_t& one : numbers)
+      one = number();
+    return numbers;
+  }
+  std::uint32_t upTo(std::uint32_t limit) {
+    return std::uniform_int_distribution<std::uint32_t>(0, limit)(_random);
+  }
+
+ private:
+  std::uint32_t number() { return 100 + upTo(14); }
+  std::uint32_t size() {
+    constexpr std::uint32_t kSpecial[] = {0, 1, 0x7FFFFFFFu, 0x80000000u, 0x80000001u, 0xFFFFFFFFu};
+    const std::uint32_t choice = upTo(19);
+    if (choice < 6) return kSpecial[choice];
+    return choice < 13 ? 1 + upTo(9) : upTo(0xFFFFFFFFu);
+  }
+
+  std::mt19937 _random;
+};
+
+TEST(DeltaPlanner, AgreesWithTheEvaluationOfEachOrderFromScratch) {
+  for (unsigned seed = 0; seed < 3000; ++seed) {
+    Scenario scenario(seed);
+    // Mostly small inputs, of which all orders are seen; each hundredth one of up to 40 builds.
+    const std::size_t count = seed % 100 == 0 ? 1 + scenario.upTo(39) : 1 + scenario.upTo(5);
+    std::vector<ActiveBuild> missing = scenario.missing(count);
+    const Numbers installed = scenario.installed();
+
+    std::vector<std::string> expectedLines;
+    const DeltaPlan expected = plainPlan(missing, installed, expectedLines);
+    test::LogCapture log;
+    DeltaPlan plan;
+    ASSERT_EQ(planDeltaPath(missing, installed, plan).code(), ZRError::eNoError);
+
+    ASSERT_EQ(plan.order, expected.order) << "seed " << seed << ", " << count << " builds";
+    ASSERT_EQ(plan.totalDownloadSize, expected.totalDownloadSize) << "seed " << seed;
+    ASSERT_EQ(log.messages(), expectedLines) << "seed " << seed;
+    Numbers available = installed;
+    std::int32_t total = 0;
+    ASSERT_EQ(downloadSizeForOrder(missing, available, plan.order, total).code(), ZRError::eNoError);
+    ASSERT_EQ(total, plan.totalDownloadSize) << "seed " << seed;
+  }
+}
+
+TEST(DeltaPlanner, PlansKnownCases) {
+  struct Case {
+    const char* name;
+    std::vector<ActiveBuild> missing;
+    Numbers installed;
+    Numbers order;
+    std::int32_t total;
+    std::vector<std::string> lines;
+  };
+  const Case cases[] = {
+      {"one build", {build(2, 70)}, {1}, {0}, 70, {"d: Expected total download size: 70"}},
+      {"a build that serves as the base of the one before it",
+       {build(20, 100, {deltaFrom(10, 5)}), build(10, 400, {deltaFrom(1, 10)})},
+       {1},
+       {1, 0},
+       15,
+       {"d: Expected total download size: 110", "i: Found download size improvement of 95 bytes"}},
+      {"a tie keeps the document's order",
+       {build(3, 5), build(2, 5)},
+       {},
+       {0, 1},
+       10,
+       {"d: Expected total download size: 10"}},
+      {"a package of no bytes does not count",
+       {build(2, 50, {deltaFrom(1, 0), deltaFrom(1, 9)})},
+       {1},
+       {0},
+       9,
+       {"d: Expected total download size: 9"}},
+      {"a package of 2 GiB does not count",
+       {build(2, 50, {deltaFrom(1, 0x80000000u)})},
+       {1},
+       {0},
+       50,
+       {"d: Expected total download size: 50"}},
+  };
+  for (const Case& c : cases) {
+    test::LogCapture log;
+    std::vector<ActiveBuild> missing = c.missing;
+    DeltaPlan plan;
+    EXPECT_EQ(planDeltaPath(missing, c.installed, plan).code(), ZRError::eNoError) << c.name;
+    EXPECT_EQ(plan.order, c.order) << c.name;
+    EXPECT_EQ(plan.totalDownloadSize, c.total) << c.name;
+    EXPECT_EQ(log.messages(), c.lines) << c.name;
+  }
+}
+
+TEST(DeltaPlanner, SortsThePackagesOfTheUpdateInfoItself) {
+  std::vector<ActiveBuild> missing = {
+      build(9, 1, {deltaFrom(1, 30), deltaFrom(2, 0xFFFFFFFFu), deltaFrom(3, 7), deltaFrom(4, 30)})};
+  DeltaPlan plan;
+  ASSERT_TRUE(planDeltaPath(missing, {}, plan).isSuccess());
+  Numbers sources;
+  for (const DeltaPackage& package : missing[0].deltaPackages)
+    sources.push_back(package.fromBuildNumber);
+  EXPECT_EQ(sources, (Numbers{3, 1, 4, 2}));
+}
+
+TEST(DeltaPlanner, RefusesWhatIsNoOrder) {
+  const std::vector<ActiveBuild> missing = {build(2, 5), build(3, 6)};
+  struct Case {
+    Numbers order;
+    std::uint32_t code;
+  };
+  const Case cases[] = {{{1, 0}, ZRError::eNoError},
+                        {{0}, ZRError::ePreconditionFailed},
+                        {{0, 1, 0}, ZRError::ePreconditionFailed},
+                        {{0, 2}, ZRError::ePreconditionFailed}};
+  for (const Case& c : cases) {
+    test::LogCapture log;
+    Numbers available = {1};
+    std::int32_t total = -1;
+    EXPECT_EQ(downloadSizeForOrder(missing, available, c.order, total).code(), c.code);
+    const bool accepted = c.code == ZRError::eNoError;
+    EXPECT_EQ(total, accepted ? 11 : -1);
+    EXPECT_EQ(available, accepted ? (Numbers{1, 3, 2}) : (Numbers{1}));
+    EXPECT_EQ(log.contains("(2021) \"ZRError::ePreconditionFailed\""), !accepted);
+  }
+
+  test::LogCapture log;
+  std::vector<ActiveBuild> nothing;
+  DeltaPlan plan;
+  EXPECT_EQ(planDeltaPath(nothing, {1}, plan).code(), ZRError::ePreconditionFailed);
+  EXPECT_TRUE(log.contains("Error returned at planDeltaPath, deltaplanner.cpp:"));
+  Numbers available;
+  std::int32_t total = -1;
+  EXPECT_EQ(downloadSizeForOrder(nothing, available, {}, total).code(), ZRError::eNoError);
+  EXPECT_EQ(total, 0);
+}
+
+}  // namespace

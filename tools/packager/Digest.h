@@ -1,0 +1,11 @@
+#pragma once
+
+#include <filesystem>
+#include <string>
+
+namespace packager {
+
+/// The MD5 digest of a whole file as 32 lower-case hexadecimal digits. Throws PackagingError. Any thread.
+[[nodiscard]] std::string md5OfFile(const std::filesystem::path& path);
+
+}  // namespace packager
