@@ -1,6 +1,7 @@
 #include "platform/Thread.h"
 
 #include <pthread.h>
+#include <time.h>
 #include <unistd.h>
 
 namespace platform {
@@ -13,6 +14,15 @@ void setCurrentThreadName(const std::string& name) {
 std::uint64_t currentThreadNumber() {
   thread_local const auto number = static_cast<std::uint64_t>(gettid());
   return number;
+}
+
+int waitOnCondition(pthread_cond_t& condition, pthread_mutex_t& mutex, std::chrono::milliseconds limit) {
+  timespec deadline{};
+  clock_gettime(CLOCK_MONOTONIC, &deadline);
+  const std::chrono::nanoseconds end = std::chrono::nanoseconds(deadline.tv_nsec) + limit;
+  deadline.tv_sec += end / std::chrono::seconds(1);
+  deadline.tv_nsec = (end % std::chrono::seconds(1)).count();
+  return pthread_cond_clockwait(&condition, &mutex, CLOCK_MONOTONIC, &deadline);
 }
 
 }  // namespace platform

@@ -1,0 +1,275 @@
+#include "runtime/Threads/ZRThread.h"
+
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+
+#include "platform/Thread.h"
+#include "runtime/Code/ZRLog.h"
+
+namespace {
+
+constexpr std::uint32_t kTerminateTimeoutMs = 5000;
+
+/// The key under which each thread finds its object.
+pthread_key_t currentThreadKey() {
+  static const pthread_key_t key = [] {
+    pthread_key_t created{};
+    const int error = pthread_key_create(&created, nullptr);
+    if (error != 0) {
+      zrReport(ZRLogLevel::eError, ZRResult::fromSystemError("pthread_key_create", error), "Error occurred",
+               ZR_HERE);
+    }
+    return created;
+  }();
+  return key;
+}
+
+void setCurrentThread(const ZRThread* thread) {
+  const int error = pthread_setspecific(currentThreadKey(), thread);
+  if (error == 0) return;
+  zrReport(ZRLogLevel::eError, ZRResult::fromSystemError("pthread_setspecific", error), "Error occurred",
+           ZR_HERE);
+}
+
+const char* creationFailureReason(int error) {
+  switch (error) {
+    case EAGAIN:
+      return " (too many threads)";
+    case EINVAL:
+      return " (invalid parameter)";
+    default:
+      return " (unexpected value)";
+  }
+}
+
+}  // namespace
+
+ZRThread::ZRThread(const ZRString& name, std::size_t stackSize) {
+  if (!name.isEmpty()) ZRThread::setName(name);
+  createThread(stackSize);
+}
+
+void ZRThread::createThread(std::size_t stackSize) {
+  pthread_attr_t attributes;
+  pthread_attr_init(&attributes);
+  pthread_attr_setdetachstate(&attributes, PTHREAD_CREATE_JOINABLE);
+  if (stackSize != 0) applyStackSize(attributes, stackSize);
+  const int error = pthread_create(&_handle, &attributes, &ZRThread::ThreadProc_, this);
+  pthread_attr_destroy(&attributes);
+  _hasHandle = error == 0;
+  if (error == 0) {
+    _creationResult = ZRError::eNoError;
+    return;
+  }
+  _creationResult = ZRResult::fromSystemError("pthread_create", error).wrapped("Error occurred", ZR_HERE);
+  zrAssertionFailed(ZR_HERE, "pthread_create failed and returned error code: %d%s", error,
+                    creationFailureReason(error));
+}
+
+void ZRThread::applyStackSize(pthread_attr_t& attributes, std::size_t stackSize) const {
+  if (stackSize < kLeastStackSize) {
+    zrrt::log(ZRLogLevel::eError, "Error setting stack size for thread \"%s\". The size must be at least %d.",
+              _name.c_str(), static_cast<int>(kLeastStackSize));
+    return;
+  }
+  const int error = pthread_attr_setstacksize(&attributes, stackSize);
+  if (error != 0) {
+    zrrt::log(ZRLogLevel::eError, "Error %d setting stack size for thread \"%s\".", error, _name.c_str());
+  }
+}
+
+ZRThread::~ZRThread() {
+  if (isCurrent()) {
+    zrrt::log(ZRLogLevel::eDebug, "Thread \"%s\" deleting itself.", name().c_str());
+    const ZRMutex::Guard guard(_handleMutex);
+    if (_hasHandle) pthread_detach(_handle);
+    _hasHandle = false;
+    return;
+  }
+  if (state() == State::running) {
+    zrrt::log(ZRLogLevel::eCritical, "Thread \"%s\" is destroyed while still running.", name().c_str());
+  }
+  if (_creationResult.isFailure() || terminate(kTerminateTimeoutMs).isSuccess()) return;
+  zrrt::log(ZRLogLevel::eCritical, "%s error terminating thread \"%s\", so terminating process.",
+            "virtual ZRThread::~ZRThread()", name().c_str());
+  std::abort();  // the thread would go on in memory that is no longer its own
+}
+
+void* ZRThread::ThreadProc_(void* argument) {
+  if (argument == nullptr) {
+    zrAssertionFailed(ZR_HERE, "NULL thread pointer.");
+    zrrt::log(ZRLogLevel::eCritical, "%s, thread is null.", "static void *ZRThread::ThreadProc_(void *)");
+    return nullptr;
+  }
+  static_cast<ZRThread*>(argument)->live();
+  return nullptr;
+}
+
+void ZRThread::live() {
+  setCurrentThread(this);
+  int previous = 0;
+  pthread_setcancelstate(PTHREAD_CANCEL_ENABLE, &previous);
+  pthread_setcanceltype(PTHREAD_CANCEL_ASYNCHRONOUS, &previous);
+  takeName();
+  static_cast<void>(_startEvent.wait(kNoLimit));  // without a limit there is nothing that it could fail with
+  takeName();
+
+  const bool runsBody = !isStopRequested();
+  static_cast<void>(_startedEvent.set());
+  if (runsBody) {
+    const ZRResult result = run();
+    const Guard guard(*this);
+    _runResult = result;
+  }
+  pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &previous);
+  finish(runsBody);
+}
+
+void ZRThread::finish(bool bodyRan) {
+  if (state() != State::created) setState(State::finished);
+  setCurrentThread(nullptr);
+  static_cast<void>(_joinEvent.set());
+  if (bodyRan) onExit();  // the object is still there: its owner joins the POSIX thread before destroying it
+}
+
+void ZRThread::takeName() const {
+  const ZRString taken = name();
+  if (taken.isEmpty()) return;
+  zrrt::nameCurrentThread(taken.c_str(), false);
+  platform::setCurrentThreadName(taken.str());
+}
+
+ZRResult ZRThread::start() {
+  const ZRMutex::Guard guard(_stateMutex);
+  if (state() != State::created) {
+    zrAssertionFailed(ZR_HERE, "Thread \"%s\" was not ready to run, state=%d", name().c_str(), _state.load());
+    return ZRThreadError::eNotInitialized;
+  }
+  if (_creationResult.code() != ZRError::eNoError) {
+    zrAssertionFailed(ZR_HERE, "Thread \"%s\" handle is not valid.", name().c_str());
+    return _creationResult.wrapped("Error returned", ZR_HERE);
+  }
+  setState(State::running);
+  if (_startEvent.set().isFailure()) {
+    setState(State::created);
+    return ZRError::eSomeError;
+  }
+  static_cast<void>(_startedEvent.wait(kNoLimit));
+  return ZRError::eNoError;
+}
+
+ZRResult ZRThread::join(std::uint32_t timeoutMs, bool failIfNotStarted) {
+  {
+    const ZRMutex::Guard guard(_stateMutex);
+    if (_creationResult.isFailure()) {
+      zrAssertionFailed(ZR_HERE, "Join to thread \"%s\" called on NULL thread.", name().c_str());
+      return _creationResult;
+    }
+    if (state() == State::created) {
+      zrrt::log(ZRLogLevel::eDebug, "join() called on thread \"%s\" before it has been started.",
+                name().c_str());
+      if (failIfNotStarted) return ZRThreadError::eNotRunning;
+    }
+    if (isCurrent()) return ZRThreadError::eCantJoinCurrent;
+  }
+  ZR_RETURN_FAILURE(_joinEvent.wait(timeoutMs));
+  return releaseHandle();
+}
+
+ZRResult ZRThread::releaseHandle() {
+  const ZRMutex::Guard guard(_handleMutex);
+  if (!_hasHandle) return ZRError::eNoError;
+  const int error = pthread_join(_handle, nullptr);
+  _hasHandle = false;
+  return error == 0 || error == ESRCH ? ZRResult() : ZRResult::fromSystemError("pthread_join", error);
+}
+
+ZRResult ZRThread::joinElseTerminate2(std::uint32_t joinTimeoutMs, bool failIfNotStarted,
+                                      std::uint32_t terminateTimeoutMs) {
+  const ZRResult joined = join(joinTimeoutMs, failIfNotStarted);
+  if (joined.code() != ZRError::eTimeout) return joined;
+  const ZRMutex::Guard guard(_stateMutex);
+  zrrt::log(ZRLogLevel::eCritical, "%s join_() timed out for thread \"%s\".",
+            "ZRResult ZRThread::joinElseTerminate2(uint32, bool, uint32)", name().c_str());
+  ZR_RETURN_FAILURE(terminate(terminateTimeoutMs));
+  return ZRError::eNoError;
+}
+
+ZRResult ZRThread::terminate(std::uint32_t timeoutMs) {
+  switch (state()) {
+    case State::running:
+      return cancelRunning();
+    case State::created:
+      return endNeverStarted(timeoutMs);
+    case State::finished:
+      return releaseHandle();
+  }
+  const int unexpected = _state.load();
+  setState(State::finished);
+  return ZRResult(ZRError::eBadStatus, "Thread \"%s\" is in unexpected state %d.", name().c_str(),
+                  unexpected);
+}
+
+ZRResult ZRThread::cancelRunning() {
+  zrrt::log(ZRLogLevel::eCritical, "Thread \"%s\" is being terminated.", name().c_str());
+  const ZRMutex::Guard guard(_handleMutex);
+  if (_hasHandle) pthread_cancel(_handle);
+  const ZRResult released = releaseHandle();
+  setState(State::finished);
+  return released;
+}
+
+ZRResult ZRThread::endNeverStarted(std::uint32_t timeoutMs) {
+  ZR_RETURN_FAILURE(_evStopThread.set());
+  if (_creationResult.isSuccess()) {
+    ZR_RETURN_FAILURE(start());
+    static_cast<void>(timeoutMs);  // it ends at once, so the join needs no limit
+    ZR_RETURN_FAILURE(join(kNoLimit, false));
+  }
+  setState(State::finished);
+  return ZRError::eNoError;
+}
+
+ZRResult ZRThread::sleep(std::uint32_t milliseconds) {
+  ::usleep(milliseconds * 1000);
+  return ZRError::eNoError;
+}
+
+bool ZRThread::isCurrent() const {
+  if (current() == this) return true;
+  const ZRMutex::Guard guard(_handleMutex);
+  return _hasHandle && pthread_equal(pthread_self(), _handle) != 0;
+}
+
+ZRThread* ZRThread::current() {
+  return static_cast<ZRThread*>(pthread_getspecific(currentThreadKey()));
+}
+
+ZRString ZRThread::name() const {
+  const Guard guard(*this);
+  return _name;
+}
+
+ZRResult ZRThread::runResult() const {
+  const Guard guard(*this);
+  return _runResult;
+}
+
+void ZRThread::setName(const ZRString& name) {
+  {
+    const Guard guard(*this);
+    _name = name;
+  }
+  if (isCurrent()) takeName();
+}
+
+ZRResult ZRThread::requestStop() {
+  ZR_RETURN_FAILURE(_evStopThread.set());
+  return _evInterrupt.set();
+}
+
+bool ZRThread::isStopRequested() const {
+  return _evStopThread.isSet();
+}

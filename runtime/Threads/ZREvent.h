@@ -1,0 +1,51 @@
+#pragma once
+
+#include <cstddef>
+#include <list>
+
+#include "runtime/Threads/ZRCondition.h"
+#include "runtime/Threads/ZRMutex.h"
+
+class ZREventWakeup;
+
+/// An event in the manner of Win32: threads wait until it is set. A manual-reset event stays set until it is
+/// reset; an auto-reset event is cleared by the wait that it satisfies, so that one set lets one waiter go.
+/// Any thread.
+class ZREvent {
+ public:
+  enum class Reset { manual, automatic };
+
+  /// `name` is for messages and lives as long as the event.
+  ZREvent(const char* name, Reset reset, bool initiallySet = false);
+  ~ZREvent();
+  ZREvent(const ZREvent&) = delete;
+  ZREvent& operator=(const ZREvent&) = delete;
+
+  ZRResult set();
+  ZRResult reset();
+  [[nodiscard]] bool isSet() const;
+  [[nodiscard]] const char* name() const { return _name; }
+
+  /// Waits for at most `timeoutMs` milliseconds (ZRSync::kNoLimit: no limit). Fails: eTimeout.
+  ZRResult wait(std::uint32_t timeoutMs);
+
+  /// Waits for any of `count` events; the first in order that is set satisfies the wait, and `index` names
+  /// it. Fails: eTimeout; eBadParameter without events; eBadHandle when one does not exist (any more).
+  static ZRResult waitForAny(ZREvent* const* events, std::size_t count, std::uint32_t timeoutMs,
+                             std::size_t& index);
+
+  /// How many events exist in the process.
+  [[nodiscard]] static std::size_t count();
+
+ private:
+  friend class CEventWaiter;
+  friend class CManualResetWaiter;
+  friend class CAutoResetWaiter;
+
+  const char* _name;
+  Reset _reset;
+  bool _isSet;
+  std::list<ZREventWakeup*> _waiters;
+  mutable ZRThreadMutex _mutex{"Internal UNIX ZREvent Mutex"};
+  std::list<ZREvent*>::iterator _tableEntry;
+};
