@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -16,6 +17,9 @@ namespace platform::applications {
 
 /// The same for a bundle identifier (compared without regard to case).
 [[nodiscard]] std::vector<std::string> applicationsForBundleIdentifier(const std::string& identifier);
+
+/// The one bundle with that identifier that the system would open.
+[[nodiscard]] std::optional<std::string> findApplication(const std::string& identifier);
 
 /// The URL schemes that the known bundles declare, in lower case, ascending, each once.
 [[nodiscard]] std::vector<std::string> declaredUrlSchemes();

@@ -167,6 +167,11 @@ std::vector<std::string> applicationsForBundleIdentifier(const std::string& iden
   return pathsOf([&wanted](const Application& application) { return application.identifier == wanted; });
 }
 
+std::optional<std::string> findApplication(const std::string& identifier) {
+  const auto paths = applicationsForBundleIdentifier(identifier);
+  return paths.empty() ? std::nullopt : std::optional(paths.front());
+}
+
 std::vector<std::string> declaredUrlSchemes() {
   std::set<std::string> schemes;
   for (const auto& application : currentApplications())

@@ -1,0 +1,17 @@
+#include "platform/CodeSignature.h"
+
+#include <unistd.h>
+
+#include "platform/Bundle.h"
+#include "platform/linux/FileTree.h"
+
+namespace platform {
+
+std::string codeSignatureTool() {
+  const std::string systemTool = "/usr/bin/codesign";
+  if (access(systemTool.c_str(), X_OK) == 0) return systemTool;
+  // Beside the program and nowhere else: a search path could be turned to a tool that accepts everything.
+  return parentFolder(executablePath()) + "/codesign-verifier";
+}
+
+}  // namespace platform
