@@ -1,0 +1,16 @@
+#pragma once
+
+#include <cstddef>
+
+#include "runtime/Json/ZRJsonValue.h"
+
+/// Parses JSON in UTF-8. Any value may stand at the top. Nesting has no limit.
+class ZRJsonParser {
+ public:
+  /// Parses the text up to its zero byte. Fails as below.
+  static ZRResult parse(const char* text, ZRJsonValue& out);
+
+  /// Parses exactly `length` bytes, which need no zero byte behind them. After a failure `out` is what it
+  /// was. Fails: eBadParameter for a null text; eNoMemory; eBadFormat "Failed to parse the JSON value".
+  static ZRResult parse(const char* text, std::size_t length, ZRJsonValue& out);
+};

@@ -1,0 +1,13 @@
+#pragma once
+
+#include "runtime/Code/ZRMemBlock.h"
+#include "runtime/Code/ZRResult.h"
+#include "runtime/Strings/ZRString.h"
+
+/// Digests of whole files. Any thread; keeps nothing between calls.
+class ZRHash {
+ public:
+  /// The MD5 digest of the file, 16 bytes. Memory does not grow with the file. The file is not created.
+  /// Fails: as `ZRFile::open` (eNotFound for a missing file) and `ZRFile::read`; as `holcrypto::ZRMd5Local`.
+  static ZRResult fileDigest(const ZRString& path, ZRMemBlock& digest);
+};
