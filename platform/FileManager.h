@@ -14,9 +14,9 @@ enum class ItemKind { none, file, folder, other };
 
 /// Attributes to set on an item; one without a value is left alone.
 struct ItemAttributes {
-  std::optional<bool> immutable;
-  std::optional<unsigned> permissions;  ///< POSIX mode bits, for instance 0755
-  std::optional<Date> creationDate;
+  std::optional<bool> immutable = std::nullopt;
+  std::optional<unsigned> permissions = std::nullopt;  ///< POSIX mode bits, for instance 0755
+  std::optional<Date> creationDate = std::nullopt;
 };
 
 /// The file manager: queries and changes of whole items (a file, a symbolic link or a folder tree).

@@ -126,11 +126,11 @@ class TreeCopy {
     struct stat status {};
     if (!source.isOpen() || fstat(source.get(), &status) != 0) return from.failure();
     if (_hasCreated && isSameItem(status, _top)) return posixError(EINVAL, from.path);  // a copy into itself
-    std::vector<std::string> names;
-    if (!namesInFolder(source.get(), names)) return from.failure();
 
     const FileDescriptor target = makeFolder(to);
     if (!target.isOpen()) return to.failure();
+    std::vector<std::string> names;  // with the target's, if it lies here: the walk then ends at it
+    if (!namesInFolder(source.get(), names)) return from.failure();
     for (const auto& name : names) {
       if (auto error = copyItem(from.in(source.get(), name), to.in(target.get(), name))) return error;
     }

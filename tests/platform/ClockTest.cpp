@@ -1,0 +1,93 @@
+#include "platform/Clock.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+
+#include "platform/Random.h"
+
+namespace {
+
+using platform::Date;
+using platform::Seconds;
+
+TEST(Clock, WritesAndReadsDates) {
+  struct Case {
+    double seconds;
+    const char* iso8601;
+    const char* description;
+  };
+  const Case cases[] = {{0, "1970-01-01T00:00:00Z", "1970-01-01 00:00:00 +0000"},
+                        {-1, "1969-12-31T23:59:59Z", "1969-12-31 23:59:59 +0000"},
+                        {951'782'400, "2000-02-29T00:00:00Z", "2000-02-29 00:00:00 +0000"},
+                        {4'107'542'400, "2100-03-01T00:00:00Z", "2100-03-01 00:00:00 +0000"},
+                        {64'092'211'200, "4001-01-01T00:00:00Z", "4001-01-01 00:00:00 +0000"},
+                        {-62'135'596'800, "0001-01-01T00:00:00Z", "0001-01-01 00:00:00 +0000"},
+                        {-62'167'219'201, "-0001-12-31T23:59:59Z", "-0001-12-31 23:59:59 +0000"},
+                        {253'402'300'800, "10000-01-01T00:00:00Z", "10000-01-01 00:00:00 +0000"}};
+  for (const Case& c : cases) {
+    const Date date{Seconds(c.seconds)};
+    EXPECT_EQ(platform::formatIso8601(date), c.iso8601);
+    EXPECT_EQ(platform::describe(date), c.description);
+    Date read;
+    EXPECT_TRUE(platform::parseIso8601(c.iso8601, read)) << c.iso8601;
+    EXPECT_EQ(read, date) << c.iso8601;
+  }
+  EXPECT_EQ(platform::formatIso8601(platform::distantFuture()), "4001-01-01T00:00:00Z");
+  EXPECT_EQ(platform::formatIso8601(Date(Seconds(-0.25))), "1969-12-31T23:59:59Z");
+  for (const double extreme : {1e300, -1e300, std::nan(""), std::numeric_limits<double>::infinity()}) {
+    Date read;
+    EXPECT_TRUE(platform::parseIso8601(platform::formatIso8601(Date(Seconds(extreme))), read)) << extreme;
+  }
+}
+
+TEST(Clock, RefusesWhatIsNoDate) {
+  for (const char* text : {"",
+                           "yesterday",
+                           "2026-13-01T00:00:00Z",
+                           "2026-00-01T00:00:00Z",
+                           "2026-02-30T00:00:00Z",
+                           "2100-02-29T00:00:00Z",
+                           "2026-01-01T24:00:00Z",
+                           "2026-01-01T00:60:00Z",
+                           "2026-12-31T23:59:60Z",
+                           "2026-01-01T00:00:00",
+                           "2026-01-01T00:00:00ZZ",
+                           "2026-01-01 00:00:00Z",
+                           " 2026-01-01T00:00:00Z",
+                           "26-01-01T00:00:00Z",
+                           "02026-01-01T00:00:00Z",
+                           "+2026-01-01T00:00:00Z",
+                           "2026-1-01T00:00:00Z",
+                           "2026-01-01T00:00:-1Z",
+                           "-0000-01-01T00:00:00Z",
+                           "123456789-01-01T00:00:00Z"}) {
+    Date date{Seconds(7)};
+    EXPECT_FALSE(platform::parseIso8601(text, date)) << text;
+    EXPECT_EQ(date, Date(Seconds(7))) << text;
+  }
+}
+
+TEST(Clock, AndRandomSourceAreReplaceable) {
+  class FixedClock : public platform::Clock {
+    [[nodiscard]] Date now() const override { return Date(Seconds(42)); }
+  };
+  class FixedSource : public platform::RandomSource {
+    [[nodiscard]] std::uint32_t next() override { return 7; }
+  };
+  const FixedClock fixedClock;
+  FixedSource fixedSource;
+  platform::setClock(&fixedClock);
+  platform::setRandomSource(&fixedSource);
+  EXPECT_EQ(platform::now(), Date(Seconds(42)));
+  EXPECT_EQ(platform::random32(), 7u);
+  platform::setClock(nullptr);
+  platform::setRandomSource(nullptr);
+  EXPECT_GT(platform::now(), Date(Seconds(1.7e9)));
+  // Three equal numbers in a row would be one chance in 2^64.
+  const auto first = platform::random32();
+  EXPECT_FALSE(first == platform::random32() && first == platform::random32());
+}
+
+}  // namespace

@@ -1,0 +1,180 @@
+#include <gtest/gtest.h>
+#include <spawn.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <sys/xattr.h>
+#include <unistd.h>
+
+#include <cmath>
+#include <cstdlib>
+#include <filesystem>
+#include <map>
+#include <thread>
+
+#include "platform/Bundle.h"
+#include "platform/Folders.h"
+#include "platform/Metadata.h"
+#include "platform/RunningApplications.h"
+#include "platform/SystemVersion.h"
+#include "platform/Thread.h"
+#include "tests/platform/BundleMaker.h"
+#include "tests/platform/Matchers.h"
+#include "tests/support/Environment.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using platform::Date;
+using platform::FolderDomain;
+using platform::Seconds;
+using test::Succeeded;
+using Variables = std::map<std::string, std::optional<std::string>>;
+
+TEST(Folders, FollowTheEnvironment) {
+  struct Case {
+    const char* home;
+    const char* root;
+    std::optional<std::string> library;
+    std::optional<std::string> applications;
+  };
+  const std::string account = [] {
+    const test::ScopedEnvironment environment(Variables{{"HOME", std::nullopt}});
+    return platform::homeFolder().value_or("");
+  }();
+  const Case cases[] = {{"/home/me/", "/root//", "/home/me/Library", "/root/Applications"},
+                        {"/home/me", "", "/home/me/Library", "/Applications"},
+                        {"relative", "relative", account + "/Library", std::nullopt},
+                        {"", "/", account + "/Library", "/Applications"}};
+  for (const Case& c : cases) {
+    const test::ScopedEnvironment environment({{"HOME", c.home}, {"VANTORA_SYSTEM_ROOT", c.root}});
+    EXPECT_EQ(platform::libraryFolder(), c.library) << c.home;
+    EXPECT_EQ(platform::applicationsFolder(FolderDomain::local), c.applications) << c.root;
+    EXPECT_EQ(platform::applicationsFolder(FolderDomain::system), c.applications) << c.root;
+  }
+  const test::ScopedEnvironment environment(Variables{{"HOME", "/home/me"}});
+  EXPECT_EQ(platform::applicationsFolder(FolderDomain::user), "/home/me/Applications");
+  EXPECT_EQ(platform::desktopFolder(), "/home/me/Desktop");
+}
+
+TEST(Thread, TakesLongNamesAndHasANumber) {
+  const auto main = platform::currentThreadNumber();
+  EXPECT_EQ(main, static_cast<std::uint64_t>(getpid()));
+  std::thread([main] {
+    platform::setCurrentThreadName("a name of more than fifteen bytes");
+    char name[32];
+    EXPECT_EQ(pthread_getname_np(pthread_self(), name, sizeof name), 0);
+    EXPECT_STREQ(name, "a name of more ");
+    EXPECT_NE(platform::currentThreadNumber(), main);
+  }).join();
+}
+
+TEST(SystemVersion, IsTheOneWhoseBehaviourIsFollowed) {
+  int major = 0;
+  int minor = 0;
+  int bugFix = 0;
+  EXPECT_TRUE(platform::systemVersion(platform::VersionComponent::major, major));
+  EXPECT_TRUE(platform::systemVersion(platform::VersionComponent::minor, minor));
+  EXPECT_TRUE(platform::systemVersion(platform::VersionComponent::bugFix, bugFix));
+  EXPECT_EQ(std::to_string(major) + "." + std::to_string(minor) + "." + std::to_string(bugFix), "10.15.7");
+}
+
+TEST(Metadata, KeepsDatesOnTheItem) {
+  const test::TemporaryFolder folder;
+  const std::string item = folder / "item";
+  const Date before = platform::now();
+  test::makeFolder(item);
+  EXPECT_EQ(platform::metadata::lastUsedDate(item), std::nullopt);
+  EXPECT_EQ(platform::metadata::creationDate(folder / "none"), std::nullopt);
+  EXPECT_NE(platform::metadata::setLastUsedDate(folder / "none", before).code, 0);
+  const auto birth = platform::metadata::creationDate(item);
+  if (birth) {
+    EXPECT_LT(std::abs((*birth - before).count()), 60);
+  }
+
+  const Date date{Seconds(1'700'000'000)};
+  EXPECT_THAT(platform::metadata::setLastUsedDate(item, date), Succeeded());
+  fs::rename(item, folder / "moved");
+  EXPECT_EQ(platform::metadata::lastUsedDate(folder / "moved"), date);
+  for (const std::string text : {"yesterday", "", "2026-02-30T00:00:00Z"}) {
+    setxattr((folder / "moved").c_str(), "user.vantora.last-used-date", text.data(), text.size(), 0);
+    setxattr((folder / "moved").c_str(), "user.vantora.creation-date", text.data(), text.size(), 0);
+    EXPECT_EQ(platform::metadata::lastUsedDate(folder / "moved"), std::nullopt) << text;
+    EXPECT_EQ(platform::metadata::creationDate(folder / "moved"), birth) << text;
+  }
+}
+
+TEST(Bundle, HasAnInformationDictionary) {
+  const test::TemporaryFolder folder;
+  const std::string bundle = folder / "a.app";
+  EXPECT_EQ(platform::bundleInformation(bundle), std::nullopt);
+  for (const char* text : {"garbage", "<plist><array/></plist>"}) {
+    test::writeFile(bundle + "/Contents/Info.plist", text);
+    EXPECT_EQ(platform::bundleInformation(bundle), std::nullopt) << text;
+  }
+  test::makeApplication(bundle, 7759);
+  const auto information = platform::bundleInformation(bundle);
+  ASSERT_TRUE(information);
+  EXPECT_EQ(platform::plist::find(*information, "CFBundleVersion")->integerValue(), 7759);
+}
+
+int run(const std::string& program, const std::vector<std::string>& arguments, pid_t& child) {
+  std::vector<char*> words{const_cast<char*>(program.c_str())};
+  for (const auto& argument : arguments)
+    words.push_back(const_cast<char*>(argument.c_str()));
+  words.push_back(nullptr);
+  return posix_spawn(&child, program.c_str(), nullptr, nullptr, words.data(), environ);
+}
+
+/// Runs a copy of this very program out of a bundle.
+TEST(Bundle, OfTheRunningProgramIsTheOneThatHoldsIt) {
+  if (getenv("VANTORA_TEST_IN_BUNDLE") != nullptr) {
+    EXPECT_EQ(platform::mainBundleIdentifier(), "com.korvane.Vantora");
+    return;
+  }
+  EXPECT_EQ(platform::mainBundleIdentifier(), std::nullopt);
+  const test::TemporaryFolder folder;
+  test::makeApplication(folder / "a.app", 1);
+  test::makeFolder(folder / "a.app/Contents/MacOS");
+  const std::string program = folder / "a.app/Contents/MacOS/program";
+  fs::copy_file(platform::executablePath(), program);
+  const test::ScopedEnvironment environment(Variables{{"VANTORA_TEST_IN_BUNDLE", "1"}});
+  pid_t child = 0;
+  ASSERT_EQ(run(program, {"--gtest_filter=Bundle.OfTheRunningProgram*", "--gtest_brief=1"}, child), 0);
+  int status = -1;
+  EXPECT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_EQ(status, 0);
+}
+
+TEST(RunningApplications, AreThoseWithTheIdentifier) {
+  const test::TemporaryFolder folder;
+  std::vector<pid_t> children;
+  const auto start = [&](const std::string& program) {
+    fs::create_directories(fs::path(program).parent_path());
+    fs::copy_file("/bin/sleep", program, fs::copy_options::skip_existing);
+    ASSERT_EQ(run(program, {"60"}, children.emplace_back()), 0);
+  };
+  test::writeFile(folder / "a.app/Contents/Info.plist", test::information("org.test.running", "1", {}));
+  test::writeFile(folder / "b.app/Contents/Info.plist", test::information("org.test.other", "1", {}));
+  start(folder / "a.app/Contents/MacOS/program");
+  start(folder / "a.app/Contents/MacOS/program");
+  start(folder / "b.app/Contents/MacOS/program");
+  start(folder / "a.app/Contents/Resources/tool");
+
+  std::vector<pid_t> found;
+  for (const auto& application : platform::runningApplications("org.TEST.running")) {
+    found.push_back(application.processId);
+    EXPECT_EQ(application.bundlePath, folder / "a.app");
+    EXPECT_FALSE(application.isActive);
+  }
+  EXPECT_THAT(found, testing::UnorderedElementsAre(children[0], children[1]));
+  EXPECT_TRUE(std::is_sorted(found.begin(), found.end()));
+  fs::remove(folder / "a.app/Contents/MacOS/program");
+  EXPECT_EQ(platform::runningApplications("org.test.running").size(), 2u) << "its file may be replaced";
+  for (const pid_t child : children) {
+    kill(child, SIGKILL);
+    waitpid(child, nullptr, 0);
+  }
+  EXPECT_TRUE(platform::runningApplications("org.test.running").empty());
+}
+
+}  // namespace
