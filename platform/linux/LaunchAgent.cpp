@@ -187,7 +187,8 @@ Error installLaunchAgent(const LaunchAgent& agent) {
   if (auto error = writeInFolder(files.service, serviceUnit(agent, files))) return error;
   if (auto error = writeInFolder(files.timer, timerUnit(agent))) return error;
   if (auto error = linkTimer(files)) return error;
-  if (auto error = writeInFolder(files.plist, plist::toXml(plistOf(agent)))) return error;
+  if (auto error = defaultFileManager().createFolder(parentFolder(files.plist))) return error;
+  if (auto error = plist::write(files.plist, plistOf(agent))) return error;
   if (isManagerReachable()) {
     tellManager({"daemon-reload"});
     tellManager({"restart", agent.label + ".timer"});
