@@ -7,6 +7,12 @@ namespace {
 
 constexpr std::uint32_t kNever = std::numeric_limits<std::uint32_t>::max();
 
+constexpr std::array<std::uint32_t, 9> kFactorials = {1, 1, 2, 6, 24, 120, 720, 5040, 40320};
+
+std::uint32_t lowestOf(std::uint32_t set) {
+  return static_cast<std::uint32_t>(__builtin_ctz(set));
+}
+
 using Supplies = std::vector<BuildSupply>;
 
 /// Puts the entries of one number together: the earliest certain place, all builds without one.
@@ -118,32 +124,70 @@ std::int32_t DeltaOrderSearch::documentOrderSize() const {
   return static_cast<std::int32_t>(sum);
 }
 
+/// From the last build backwards: the rest of an order costs the same whatever the order of what precedes it.
+void DeltaOrderSearch::fillRests() {
+  const std::uint32_t all = (1u << _moving) - 1;
+  _restSizes[all] = 0;
+  for (std::uint32_t placed = all; placed-- > 0;) {
+    std::uint32_t least = 0;
+    std::uint32_t left = all & ~placed;
+    for (bool first = true; left != 0; left &= left - 1, first = false) {
+      const std::uint32_t mover = lowestOf(left);
+      const std::uint32_t size = _sizes[mover][placed] + _restSizes[placed | 1u << mover];
+      if (!first && size >= least) continue;
+      least = size;
+      _restFirst[placed] = static_cast<std::uint8_t>(mover);
+    }
+    _restSizes[placed] = least;
+  }
+}
+
+bool DeltaOrderSearch::sumsMayWrap() const {
+  std::int64_t most = static_cast<std::int32_t>(_fixedSize);
+  for (std::size_t mover = 0; mover < _moving; ++mover) {
+    const auto begin = _sizes[mover].begin();
+    most += *std::max_element(begin, begin + (1 << _moving));
+  }
+  return most > std::numeric_limits<std::int32_t>::max();
+}
+
 DeltaOrderSearch::Outcome DeltaOrderSearch::run(std::uint32_t maxOrders) {
+  fillRests();
+  _mayWrap = sumsMayWrap();
   _ordersLeft = maxOrders;
   return visit(0, 0, _fixedSize) ? Outcome::allSeen : Outcome::budgetExhausted;
 }
 
-/// Tries what is not placed yet at this depth, smallest index first; false when the budget is used up.
+/// Tries what is not placed yet at this depth, smallest index first; false when the budget does not reach.
+/// Where all the orders that begin like this are within it, their cheapest rest is known, and comparing rests
+/// is comparing whole orders as long as no sum wraps around.
 bool DeltaOrderSearch::visit(std::uint32_t placed, std::size_t depth, std::uint32_t sum) {
-  if (depth == _moving) return closeOrder(sum);
+  if (_ordersLeft == 0) return false;
+  const std::uint32_t orders = kFactorials[_moving - depth];
+  if (orders == 1 || (orders <= _ordersLeft && !_mayWrap)) {
+    _ordersLeft -= orders;
+    consider(placed, depth, sum + _restSizes[placed]);
+    return true;
+  }
   for (std::uint32_t left = ((1u << _moving) - 1) & ~placed; left != 0; left &= left - 1) {
-    const auto mover = static_cast<std::uint8_t>(__builtin_ctz(left));
-    _order[depth] = mover;
+    const std::uint32_t mover = lowestOf(left);
+    _order[depth] = static_cast<std::uint8_t>(mover);
     if (!visit(placed | 1u << mover, depth + 1, sum + _sizes[mover][placed])) return false;
   }
   return true;
 }
 
-bool DeltaOrderSearch::closeOrder(std::uint32_t sum) {
-  if (_ordersLeft == 0) return false;
-  --_ordersLeft;
+/// The cheapest of the orders that begin with what is placed.
+void DeltaOrderSearch::consider(std::uint32_t placed, std::size_t depth, std::uint32_t sum) {
   const auto size = static_cast<std::int32_t>(sum);
-  if (!_seenAny || size < _bestSize) {
-    _seenAny = true;
-    _bestSize = size;
-    _bestOrder = _order;
+  if (_seenAny && size >= _bestSize) return;
+  _seenAny = true;
+  _bestSize = size;
+  _bestOrder = _order;
+  for (; depth < _moving; ++depth) {
+    _bestOrder[depth] = _restFirst[placed];
+    placed |= 1u << _restFirst[placed];
   }
-  return true;
 }
 
 std::vector<std::uint32_t> DeltaOrderSearch::bestOrder() const {

@@ -35,6 +35,22 @@ bool liesBelow(const ZRString& resolved, const ZRString& resolvedFolder) {
   return resolved.startsWith(withTrailingSlash(resolvedFolder).view());
 }
 
+ZRResult resolveTreeTop(const ZRString& folder, ZRString& resolved) {
+  ZRString itself = folder;
+  itself.trimRight("/");  // with a "/" at the end a link would be looked through
+  const TreeEntry entry = treeEntry(itself);
+  if (entry == TreeEntry::linkToFolder || entry == TreeEntry::otherLink) {
+    return ZRResult(ZRError::eNoAccess, "%s is a link", itself.c_str());
+  }
+  return resolvePath(folder, resolved);
+}
+
+ZRResult requireInside(const ZRString& path, const ZRString& resolvedTop) {
+  ZRString resolved;
+  if (resolvePath(path, resolved).isFailure() || liesBelow(resolved, resolvedTop)) return ZRError::eNoError;
+  return ZRResult(ZRError::eNoAccess, "%s leads out of %s", path.c_str(), resolvedTop.c_str());
+}
+
 ZRString withTrailingSlash(const ZRString& path) {
   return path.endsWith("/") ? path : path + "/";
 }

@@ -55,14 +55,17 @@ class PatchTask : public ZRTask {
   ZRString _patchPath;
 };
 
-/// One check: compares the MD5 digest of a file below `folder` with the expected text.
+/// One check: compares the MD5 digest of a file with the expected text. The file has to lie below
+/// `resolvedTop`, the package's folder free of symbolic links and "..".
 class CheckTask : public ZRTask {
  public:
-  CheckTask(ZRString expectedDigest, ZRString filePath, ZRString folder);
+  CheckTask(ZRString expectedDigest, ZRString filePath, ZRString resolvedTop);
   ZRResult run(ZRDynamicPoolWorkerThread& worker) override;
 
  private:
+  [[nodiscard]] ZRResult requireFileInTree() const;
+
   ZRString _expectedDigest;
   ZRString _filePath;
-  ZRString _folder;
+  ZRString _resolvedTop;
 };
