@@ -1,0 +1,256 @@
+#include "platform/Process.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <poll.h>
+#include <signal.h>
+#include <spawn.h>
+#include <sys/ptrace.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <climits>
+#include <cstdlib>
+#include <memory>
+
+#include "platform/linux/FileDescriptor.h"
+
+namespace platform::process {
+namespace {
+
+constexpr int kFirstOwnDescriptor = 3;
+
+std::vector<char*> pointersTo(std::vector<std::string>& texts) {
+  std::vector<char*> pointers;
+  pointers.reserve(texts.size() + 1);
+  for (std::string& text : texts)
+    pointers.push_back(text.data());
+  pointers.push_back(nullptr);
+  return pointers;
+}
+
+/// The argument and environment vectors of a new program; they own their texts.
+struct ProgramVectors {
+  explicit ProgramVectors(const SpawnRequest& request) : environmentTexts(request.environment) {
+    argumentTexts.push_back(request.path);
+    argumentTexts.insert(argumentTexts.end(), request.arguments.begin(), request.arguments.end());
+    arguments = pointersTo(argumentTexts);
+    environment = pointersTo(environmentTexts);
+  }
+
+  std::vector<std::string> argumentTexts;
+  std::vector<std::string> environmentTexts;
+  std::vector<char*> arguments;
+  std::vector<char*> environment;
+};
+
+// ------------------------------------------------------------------------------------------- posix_spawn
+
+class FileActions {
+ public:
+  FileActions() { posix_spawn_file_actions_init(&_actions); }
+  ~FileActions() { posix_spawn_file_actions_destroy(&_actions); }
+  FileActions(const FileActions&) = delete;
+  FileActions& operator=(const FileActions&) = delete;
+
+  SystemCallFailure add(const StreamPlan& plan) {
+    for (int target = 0; target < static_cast<int>(plan.descriptors.size()); ++target) {
+      const int descriptor = plan.descriptors[static_cast<std::size_t>(target)];
+      if (descriptor == target) continue;
+      if (descriptor == -1) {
+        if (const int error = posix_spawn_file_actions_addclose(&_actions, target)) {
+          return {"posix_spawn_file_actions_addclose", error};
+        }
+        continue;
+      }
+      if (const int error = posix_spawn_file_actions_adddup2(&_actions, descriptor, target)) {
+        return {"posix_spawn_file_actions_adddup2", error};
+      }
+      if (isNeededLater(plan, target)) continue;
+      if (const int error = posix_spawn_file_actions_addclose(&_actions, descriptor)) {
+        return {"posix_spawn_file_actions_addclose", error};
+      }
+    }
+    return {};
+  }
+
+  SystemCallFailure closeTheRest() {
+    const int error = posix_spawn_file_actions_addclosefrom_np(&_actions, kFirstOwnDescriptor);
+    return {"posix_spawn_file_actions_addclose", error};
+  }
+
+  [[nodiscard]] const posix_spawn_file_actions_t* get() const { return &_actions; }
+
+ private:
+  /// One descriptor may serve as output and as error; a standard one that was filled before is not a spare
+  /// copy.
+  static bool isNeededLater(const StreamPlan& plan, int target) {
+    const int descriptor = plan.descriptors[static_cast<std::size_t>(target)];
+    const auto later = plan.descriptors.begin() + target + 1;
+    return descriptor <= target ||
+           std::find(later, plan.descriptors.end(), descriptor) != plan.descriptors.end();
+  }
+
+  posix_spawn_file_actions_t _actions;
+};
+
+class SpawnAttributes {
+ public:
+  SpawnAttributes() { posix_spawnattr_init(&_attributes); }
+  ~SpawnAttributes() { posix_spawnattr_destroy(&_attributes); }
+  SpawnAttributes(const SpawnAttributes&) = delete;
+  SpawnAttributes& operator=(const SpawnAttributes&) = delete;
+
+  SystemCallFailure setFlags(std::uint16_t flags) {
+    return {"posix_spawnattr_setflags", posix_spawnattr_setflags(&_attributes, static_cast<short>(flags))};
+  }
+  [[nodiscard]] const posix_spawnattr_t* get() const { return &_attributes; }
+
+ private:
+  posix_spawnattr_t _attributes;
+};
+
+SystemCallFailure spawnRunning(const SpawnRequest& request, ProgramVectors& vectors, ProcessId& child) {
+  FileActions actions;
+  SpawnAttributes attributes;
+  if (request.streams) {
+    if (const SystemCallFailure failure = actions.add(*request.streams)) return failure;
+    if (const SystemCallFailure failure = attributes.setFlags(request.streams->flags)) return failure;
+  }
+  if (const SystemCallFailure failure = actions.closeTheRest()) return failure;
+  const auto spawnFunction = request.searchPath ? posix_spawnp : posix_spawn;
+  return {"posix_spawn", spawnFunction(&child, request.path.c_str(), actions.get(), attributes.get(),
+                                       vectors.arguments.data(), vectors.environment.data())};
+}
+
+// -------------------------------------------------------------------------------------- suspended start
+
+/// In the child of a fork: only calls that are safe there.
+void arrangeStreams(const StreamPlan& plan) {
+  for (int target = 0; target < static_cast<int>(plan.descriptors.size()); ++target) {
+    const int descriptor = plan.descriptors[static_cast<std::size_t>(target)];
+    if (descriptor == target) continue;
+    if (descriptor == -1) {
+      ::close(target);
+    } else {
+      ::dup2(descriptor, target);
+    }
+  }
+}
+
+[[noreturn]] void becomeTracedProgram(const SpawnRequest& request, const ProgramVectors& vectors,
+                                      int reportTo) {
+  if (request.streams) arrangeStreams(*request.streams);
+  ::close_range(kFirstOwnDescriptor, ~0U, CLOSE_RANGE_CLOEXEC);
+  int error = 0;
+  if (::ptrace(PTRACE_TRACEME, 0, nullptr, nullptr) == 0) {
+    if (request.searchPath) {
+      ::execvpe(request.path.c_str(), vectors.arguments.data(), vectors.environment.data());
+    } else {
+      ::execve(request.path.c_str(), vectors.arguments.data(), vectors.environment.data());
+    }
+  }
+  error = errno;
+  static_cast<void>(::write(reportTo, &error, sizeof error) == 0);  // nobody is left to tell if this fails
+  ::_exit(127);
+}
+
+int waitForChild(ProcessId child, int& status) {
+  int collected;
+  do {
+    collected = ::waitpid(child, &status, 0);
+  } while (collected < 0 && errno == EINTR);
+  return collected;
+}
+
+/// The program is executed under trace, so that it stops before its first instruction, and let go stopped.
+SystemCallFailure spawnStopped(const SpawnRequest& request, const ProgramVectors& vectors, ProcessId& child) {
+  int ends[2];
+  if (::pipe2(ends, O_CLOEXEC) != 0) return {"posix_spawn", errno};
+  const FileDescriptor readEnd(ends[0]);
+  FileDescriptor writeEnd(ends[1]);
+  const pid_t forked = ::fork();
+  if (forked < 0) return {"posix_spawn", errno};
+  if (forked == 0) becomeTracedProgram(request, vectors, ends[1]);
+
+  writeEnd.close();
+  int status = 0;
+  int execError = 0;
+  const ssize_t reported = ::read(readEnd.get(), &execError, sizeof execError);
+  waitForChild(forked, status);
+  if (reported == static_cast<ssize_t>(sizeof execError)) return {"posix_spawn", execError};
+  if (!WIFSTOPPED(status)) return {"posix_spawn", ECHILD};
+  if (::ptrace(PTRACE_DETACH, forked, nullptr, SIGSTOP) != 0) return {"posix_spawn", errno};
+  child = forked;
+  return {};
+}
+
+bool isNumber(const char* text) {
+  return *text != '\0' && std::all_of(text, text + std::char_traits<char>::length(text),
+                                      [](char c) { return c >= '0' && c <= '9'; });
+}
+
+}  // namespace
+
+SystemCallFailure spawn(const SpawnRequest& request, ProcessId& child) {
+  ProgramVectors vectors(request);
+  return request.startSuspended ? spawnStopped(request, vectors, child)
+                                : spawnRunning(request, vectors, child);
+}
+
+SystemCallFailure waitForExit(ProcessId child, std::optional<std::chrono::milliseconds> limit,
+                              WaitOutcome& outcome) {
+  const FileDescriptor watch(static_cast<int>(::syscall(SYS_pidfd_open, child, 0)));
+  if (watch.get() < 0) {
+    const bool isAboutProcess = errno == ESRCH || errno == EINVAL;
+    return {isAboutProcess ? "kevent" : "kqueue", errno};
+  }
+  pollfd entry{watch.get(), POLLIN, 0};
+  const auto milliseconds = limit ? std::min<std::int64_t>(limit->count(), INT_MAX) : -1;
+  int ready;
+  do {
+    ready = ::poll(&entry, 1, static_cast<int>(milliseconds));
+  } while (ready < 0 && errno == EINTR);
+  if (ready < 0) return {"kevent", errno};
+  outcome = ready == 0 ? WaitOutcome::timedOut : WaitOutcome::exited;
+  return {};
+}
+
+SystemCallFailure sendKill(ProcessId process) {
+  return {"kill", ::kill(process, SIGKILL) == 0 ? 0 : errno};
+}
+
+SystemCallFailure sendContinue(ProcessId process) {
+  return {"kill", ::kill(process, SIGCONT) == 0 ? 0 : errno};
+}
+
+SystemCallFailure listProcesses(std::vector<ProcessId>& processes) {
+  const std::unique_ptr<DIR, int (*)(DIR*)> folder(::opendir("/proc"), ::closedir);
+  if (!folder) return {"sysctl", errno};
+  processes.clear();
+  while (const dirent* entry = ::readdir(folder.get())) {
+    if (isNumber(entry->d_name)) processes.push_back(static_cast<ProcessId>(std::atoi(entry->d_name)));
+  }
+  return {};
+}
+
+SystemCallFailure executablePath(ProcessId process, std::string& path) {
+  std::string buffer(PATH_MAX, '\0');
+  const std::string link = "/proc/" + std::to_string(process) + "/exe";
+  const ssize_t length = ::readlink(link.c_str(), buffer.data(), buffer.size());
+  if (length < 0) return {"proc_pidpath", errno == ENOENT ? ESRCH : errno};
+  path = buffer.substr(0, static_cast<std::size_t>(length));
+  return {};
+}
+
+std::vector<std::string> currentEnvironment() {
+  std::vector<std::string> entries;
+  for (char** entry = environ; entry != nullptr && *entry != nullptr; ++entry)
+    entries.emplace_back(*entry);
+  return entries;
+}
+
+}  // namespace platform::process
