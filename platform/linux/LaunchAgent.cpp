@@ -71,22 +71,22 @@ std::string withoutSpecifiers(const std::string& text) {
   return result;
 }
 
-/// One word of a command line in a unit file. In all but the program's path "$" begins a variable.
-std::string quotedWord(const std::string& text, bool isProgram) {
+/// One word of a command line in a unit file, where "$" begins a variable.
+std::string quotedWord(const std::string& text) {
   std::string result = "\"";
   for (const char c : withoutSpecifiers(text)) {
     if (c == '"' || c == '\\') result += '\\';
-    if (c == '$' && !isProgram) result += '$';
+    if (c == '$') result += '$';
     result += c;
   }
   return result + "\"";
 }
 
 std::string serviceUnit(const LaunchAgent& agent, const AgentFiles& files) {
-  std::string command;
-  for (const auto& argument : agent.arguments) {
-    command += command.empty() ? quotedWord(argument, true) : " " + quotedWord(argument, false);
-  }
+  // A unit's own program may not have every name that a file can have; the shell's argument may.
+  std::string command = R"(/bin/sh -c "exec \"$$0\" \"$$@\"")";
+  for (const auto& argument : agent.arguments)
+    command += " " + quotedWord(argument);
   // Without its plist the agent counts as removed, as it does where the plist itself is what starts it.
   return "[Unit]\nDescription=" + agent.label + "\nConditionPathExists=" + withoutSpecifiers(files.plist) +
          "\n\n[Service]\nType=oneshot\nExecStart=" + command + "\n";

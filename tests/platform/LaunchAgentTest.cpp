@@ -33,7 +33,7 @@ TEST_F(LaunchAgentTest, IsInstalledReadAndRemoved) {
 
   const std::string service = test::readFile(units + label + ".service");
   EXPECT_NE(service.find("ConditionPathExists=" + plist + "\n"), std::string::npos) << service;
-  EXPECT_NE(service.find(R"(ExecStart="/opt/100%% \"my\" $HOME/VNTUpdate" "a b\\" "$$x")"), std::string::npos)
+  EXPECT_NE(service.find(R"( "/opt/100%% \"my\" $$HOME/VNTUpdate" "a b\\" "$$x")"), std::string::npos)
       << service;
   const std::string timer = test::readFile(units + "timers.target.wants/" + label + ".timer");
   EXPECT_NE(timer.find("OnUnitActiveSec=7200s\n"), std::string::npos) << timer;
