@@ -148,6 +148,7 @@ TEST_F(PackagerTest, RefusesWhatNoAgentCouldInstall) {
   };
   for (const Case& c : cases) {
     fs::remove_all(_folder / "target");
+    test::makeFolder(_folder / "out");
     makeBundle("source", 7);
     const std::string target = makeBundle("target", 8);
     c.spoil(target);

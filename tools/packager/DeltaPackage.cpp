@@ -52,8 +52,11 @@ bool isMadeExecutableAgain(const std::string& path) {
 }
 
 bool mayBePatched(const TreeItem& item, const fs::path& base) {
-  return item.path.find('"') == std::string::npos && (!item.executable || isMadeExecutableAgain(item.path)) &&
-         fs::symlink_status(base).type() == fs::file_type::regular;
+  const bool keepsItsMode = !item.executable || isMadeExecutableAgain(item.path);
+  if (!keepsItsMode || item.path.find('"') != std::string::npos) return false;
+  // The diff tool maps both files into memory, which empty ones refuse.
+  return item.sizeBytes > 0 && fs::symlink_status(base).type() == fs::file_type::regular &&
+         fs::file_size(base) > 0;
 }
 
 /// The tree of one package while it is made.
