@@ -128,10 +128,8 @@ TEST(IncludeFloors, TheCheckSeesEachKindOfFault) {
       {"Code/MacOSX/AgentRun.cpp", "#include \"tools/staging/StagingServer.h\"", false},
       {"platform/linux/UrlLoading.h", "#include <curl/curl.h>", false},
       {"platform/linux/UrlLoading.cpp", "#include <curl/curl.h>", true},
-      {"runtime/File/ZRFile.cpp", "#include <algorithm>
-#include <filesystem>", false},
-      {"platform/linux/FileManager.cpp", "#include <algorithm>
-#include <filesystem>", true},
+      {"runtime/File/ZRFile.cpp", "#include <filesystem>", false},
+      {"platform/linux/FileManager.cpp", "#include <filesystem>", true},
       {"Code/Common/TrustedServers.cpp", "#ifdef __linux__", false},
   };
   for (const Case& c : cases) {
