@@ -1,1 +1,5 @@
-int main() { return 0; }
+#include "Code/MacOSX/AgentRun.h"
+
+int main(int argc, char* argv[]) {
+  return runAgent(argc, argv);
+}

@@ -1,0 +1,121 @@
+#include "Code/MacOSX/VNTUpdate/BuildInventory.h"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <string_view>
+
+#include "platform/ApplicationRegistry.h"
+#include "platform/Bundle.h"
+#include "platform/Folders.h"
+#include "platform/PropertyList.h"
+#include "runtime/Code/ZRLog.h"
+
+namespace {
+
+constexpr std::string_view kProduct = "Vantora";
+/// The registry tells schemes in lower case.
+constexpr std::string_view kProductScheme = "vantora";
+
+/// Where copies of the client lie that nobody starts: the Trash, caches and containers, build output.
+constexpr std::array<const char*, 5> kForeignPlaces = {
+    "/.Trash/", "com.korvane.Vantora", "com.halvardonline.Vantora", "_output/Debug", "_output/Release"};
+
+std::string schemeOf(std::uint32_t buildNumber) {
+  return std::string(kProduct) + std::to_string(static_cast<std::int32_t>(buildNumber)) + "://";
+}
+
+/// The build that a scheme ("vantora7759") carries; none for another scheme, or a number written otherwise
+/// than `schemeOf` writes it.
+std::optional<std::uint32_t> buildOfScheme(std::string_view scheme) {
+  if (!scheme.starts_with(kProductScheme)) return std::nullopt;
+  const std::string_view digits = scheme.substr(kProductScheme.size());
+  std::int32_t number = 0;
+  const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), number);
+  if (error != std::errc() || std::to_string(number) != digits) return std::nullopt;
+  return static_cast<std::uint32_t>(number);
+}
+
+}  // namespace
+
+Endpoints BuildInventory::installedEndpointsForScheme(const std::string& url) const {
+  Endpoints endpoints = platform::applications::applicationsForUrlScheme(url.substr(0, url.find(':')));
+  const auto isForeign = [this](const std::string& path) { return !isEndpoint(path); };
+  endpoints.erase(std::remove_if(endpoints.begin(), endpoints.end(), isForeign), endpoints.end());
+  return endpoints;
+}
+
+bool BuildInventory::isEndpoint(const std::string& path) const {
+  const auto lies = [&path](const char* place) { return path.find(place) != std::string::npos; };
+  return std::none_of(kForeignPlaces.begin(), kForeignPlaces.end(), lies) &&
+         _fileManager.itemKind(path) == platform::ItemKind::folder &&
+         _fileManager.itemKind(path + "/Contents/Resources/developer_build") == platform::ItemKind::none;
+}
+
+Endpoints BuildInventory::allInstalledBuilds() const {
+  return installedEndpointsForScheme(std::string(kProduct) + "://");
+}
+
+std::optional<std::string> BuildInventory::isInstalled(std::uint32_t buildNumber) const {
+  const Endpoints endpoints = installedEndpointsForScheme(schemeOf(buildNumber));
+  if (endpoints.empty()) return std::nullopt;
+  zrrt::log(ZRLogLevel::eDebug, "Found installed endpoint at '%s'.", endpoints.front().c_str());
+  return endpoints.front();
+}
+
+std::vector<std::uint32_t> BuildInventory::declaredBuilds() const {
+  std::vector<std::uint32_t> builds;
+  for (const auto& scheme : platform::applications::declaredUrlSchemes()) {
+    if (const auto build = buildOfScheme(scheme)) builds.push_back(*build);
+  }
+  std::sort(builds.begin(), builds.end());
+  return builds;
+}
+
+std::int32_t BuildInventory::latestInstalledVersion(const Endpoints& endpoints) const {
+  std::int32_t latest = -1;
+  for (const auto& endpoint : endpoints)
+    latest = std::max(latest, bundleBuildNumber(endpoint));
+  return latest;
+}
+
+bool BuildInventory::isActiveBuild(std::uint32_t buildNumber) const {
+  return std::any_of(_parser.activeBuilds.begin(), _parser.activeBuilds.end(),
+                     [buildNumber](const ActiveBuild& build) { return build.buildNumber == buildNumber; });
+}
+
+std::vector<std::string> BuildInventory::possibleInstallPaths() const {
+  using platform::FolderDomain;
+  std::vector<std::string> paths;
+  for (const auto& path : {platform::applicationsFolder(FolderDomain::system),
+                           platform::applicationsFolder(FolderDomain::user), platform::desktopFolder()}) {
+    if (path) paths.push_back(*path);
+  }
+  return paths;
+}
+
+std::optional<std::string> BuildInventory::getOlderVersionsFolder() const {
+  const std::string& folder = _settings.installationPath;
+  if (folder.empty() || !_fileManager.isWritable(folder)) return std::nullopt;
+  const std::string nested = folder + "/" + std::string(kProduct);
+  if (_fileManager.isWritable(nested)) return nested;
+  const auto error = _fileManager.createFolder(nested);
+  if (!error.failed()) return nested;
+  zrrt::log(ZRLogLevel::eError, "Creation of nested Applications folder failed: %s",
+            error.description.c_str());
+  return folder;
+}
+
+std::string bundleVersionText(const std::string& bundlePath) {
+  const auto information = platform::bundleInformation(bundlePath);
+  const auto* version = information ? platform::plist::find(*information, "CFBundleVersion") : nullptr;
+  if (version == nullptr) return {};
+  if (const auto* text = version->as<std::string>()) return *text;
+  const auto number = version->integerValue();
+  return number ? std::to_string(*number) : std::string();
+}
+
+std::int32_t bundleBuildNumber(const std::string& bundlePath) {
+  const auto number = platform::plist::Value(bundleVersionText(bundlePath)).integerValue();
+  return static_cast<std::int32_t>(std::clamp<std::int64_t>(number.value_or(0), INT32_MIN, INT32_MAX));
+}

@@ -1,0 +1,34 @@
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "platform/Clock.h"
+#include "platform/FileManager.h"
+#include "platform/PropertyList.h"
+
+/// The agent's preference file, as a whole in memory. What the agent does not know in it survives every save.
+class AgentPreferences {
+ public:
+  /// Reads the preference file of the user's Library folder. False, logged, when there is none or it cannot
+  /// be read.
+  [[nodiscard]] bool load(const platform::FileManager& fileManager);
+
+  [[nodiscard]] const std::string& plistPath() const { return _plistPath; }
+  [[nodiscard]] const platform::plist::Dictionary& params() const { return _params; }
+
+  /// The values; none, with a warning in the log, when a value has another type.
+  [[nodiscard]] std::optional<platform::Date> date(const char* key) const;
+  [[nodiscard]] std::optional<std::string> text(const char* key) const;
+  [[nodiscard]] std::optional<std::int32_t> integer(const char* key) const;
+  [[nodiscard]] std::optional<bool> boolean(const char* key) const;
+
+  /// Not written before `save`.
+  void setValue(const std::string& key, platform::plist::Value value);
+  /// Writes the file atomically.
+  platform::Error save() const;
+
+ private:
+  std::string _plistPath;
+  platform::plist::Dictionary _params;
+};

@@ -1,0 +1,76 @@
+#include "Code/MacOSX/VNTUpdate/UnpackFolder.h"
+
+#include <vector>
+
+#include "Code/Common/DeltaTree.h"
+#include "runtime/Code/ZRLog.h"
+
+namespace {
+
+/// The walk over one folder tree; it never enters a link.
+class LinkRemoval {
+ public:
+  LinkRemoval(platform::FileManager& fileManager, const std::string& spared)
+      : _fileManager(fileManager), _spared(spared) {}
+
+  [[nodiscard]] bool run(const std::string& folder) {
+    if (resolvePath(folder, _resolvedFolder).isFailure())
+      return true;  // nothing can be unpacked there either
+    return clean(folder);
+  }
+
+ private:
+  [[nodiscard]] bool clean(const std::string& folder) {
+    std::vector<std::string> names;
+    if (_fileManager.contentsOfFolder(folder, names).failed())
+      return true;  // closed to the unpacking tool too
+    bool isClean = true;
+    for (const auto& name : names)
+      isClean = cleanEntry(folder + "/" + name) && isClean;
+    return isClean;
+  }
+
+  [[nodiscard]] bool cleanEntry(const std::string& path) {
+    if (path == _spared) return true;
+    const TreeEntry entry = treeEntry(path);
+    if (entry == TreeEntry::folder) return clean(path);
+    const bool isLink = entry == TreeEntry::linkToFolder || entry == TreeEntry::otherLink;
+    return !isLink || staysInside(path) || removeLink(path);
+  }
+
+  [[nodiscard]] bool staysInside(const std::string& link) const {
+    ZRString target;
+    return resolvePath(link, target).isSuccess() && liesBelow(target, _resolvedFolder);
+  }
+
+  [[nodiscard]] bool removeLink(const std::string& path) {
+    const auto error = _fileManager.removeItem(path);
+    if (!error.failed()) {
+      zrrt::log(ZRLogLevel::eWarning, "Removed link at %s, which leads out of the temporary folder",
+                path.c_str());
+      return true;
+    }
+    zrrt::log(ZRLogLevel::eError, "Unable to remove link at %s, which leads out of the temporary folder: %s",
+              path.c_str(), error.description.c_str());
+    return false;
+  }
+
+  platform::FileManager& _fileManager;
+  const std::string& _spared;
+  ZRString _resolvedFolder;
+};
+
+}  // namespace
+
+bool removeLinksLeadingOutside(platform::FileManager& fileManager, const std::string& folder,
+                               const std::string& spared) {
+  return LinkRemoval(fileManager, spared).run(folder);
+}
+
+bool isRealFolder(const std::string& path) {
+  return treeEntry(path) == TreeEntry::folder;
+}
+
+bool isAbsent(const std::string& path) {
+  return treeEntry(path) == TreeEntry::nothing;
+}

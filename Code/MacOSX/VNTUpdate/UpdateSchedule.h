@@ -1,0 +1,53 @@
+#pragma once
+
+#include <cstdint>
+
+#include "Code/Common/UpdateInfoParser.h"
+#include "Code/MacOSX/VNTUpdate/AgentPreferences.h"
+#include "platform/Clock.h"
+
+/// When the next check is due, and whether updates are enabled at all. Every change is saved in the
+/// preferences.
+class UpdateSchedule {
+ public:
+  enum Mode : std::int32_t { eAfterCheck = 0, ePostpone = 1 };
+
+  explicit UpdateSchedule(AgentPreferences& preferences) : _preferences(preferences) {}
+
+  /// Takes the schedule from the preferences. False, logged, when they hold no date for the next check.
+  [[nodiscard]] bool load();
+
+  /// Whether this run performs a check. May postpone the check, once.
+  [[nodiscard]] bool isTimeForUpdateCheck();
+  /// Sets and saves the next check: one delay from now, or never when updates are disabled.
+  void calculateNextUpdateCheck(std::int32_t mode);
+  /// How many times the due check has been postponed. (The name keeps its spelling.)
+  void setAndSaveResecheduledUpdates(std::int32_t count);
+  /// Takes over whether updates are enabled, and the delays unless they are none.
+  void adoptSettings(const UpdateSettings& settings);
+
+  [[nodiscard]] bool isEnabled() const { return _isEnabled; }
+  [[nodiscard]] platform::Date nextUpdateCheck() const { return _nextUpdateCheck; }
+  void setNextUpdateCheck(platform::Date date) { _nextUpdateCheck = date; }
+  [[nodiscard]] std::int32_t rescheduledUpdateChecks() const { return _rescheduledUpdateChecks; }
+  void setRescheduledUpdateChecks(std::int32_t count) { _rescheduledUpdateChecks = count; }
+
+ private:
+  [[nodiscard]] platform::Date dateAfterDelay(std::int32_t mode);
+
+  AgentPreferences& _preferences;
+  bool _isEnabled = true;
+  bool _alwaysCheck = false;
+  std::int32_t _minDaysBetweenChecks = 1;
+  std::int32_t _maxDaysBetweenChecks = 2;
+  std::int32_t _rescheduleMinHours = 0;
+  std::int32_t _rescheduleMaxHours = 6;
+  platform::Date _nextUpdateCheck{};
+  std::int32_t _rescheduledUpdateChecks = 0;
+};
+
+/// Whether settings of an update info document can be adopted as delays: 0 <= minimum < maximum.
+[[nodiscard]] bool hasUsableDelays(const UpdateSettings& settings);
+
+/// Whether the date lies 90 days or more in the past.
+[[nodiscard]] bool isOlderThan90Days(platform::Date date);
