@@ -1,0 +1,44 @@
+#include "runtime/NewCrypto/ZRHash.h"
+
+#include "runtime/File/ZRFile.h"
+#include "runtime/NewCrypto/ZRMd5Local.h"
+
+namespace {
+
+constexpr std::size_t kPieceBytes = 4096;
+// A system call for each piece shows in the time of a large file; for a small one a buffer would cost more.
+constexpr std::size_t kStreamBufferBytes = 128 * 1024;
+
+ZRResult openForDigest(const ZRString& path, ZRFile& file) {
+  ZR_RETURN_FAILURE(file.open(path, ZRFile::eRead, ZRFile::eOpenExisting));
+  std::uint64_t sizeBytes = 0;
+  ZR_RETURN_FAILURE(file.getSize(sizeBytes));
+  if (sizeBytes > kStreamBufferBytes) ZR_RETURN_FAILURE(file.setBufferSize(kStreamBufferBytes));
+  return ZRError::eNoError;
+}
+
+ZRResult hashStream(ZRFile& file, holcrypto::IHash& hash) {
+  ZRMemBlock piece;
+  ZR_RETURN_FAILURE(piece.resize(kPieceBytes));
+  for (bool endOfFile = false; !endOfFile;) {
+    std::size_t bytesRead = 0;
+    ZR_RETURN_FAILURE(file.read(piece.data(), piece.size(), bytesRead, endOfFile));
+    if (bytesRead == 0) continue;
+    ZRMemReader input(piece.data(), bytesRead);
+    ZR_RETURN_FAILURE(hash.update(input));
+  }
+  return ZRError::eNoError;
+}
+
+}  // namespace
+
+ZRResult ZRHash::fileDigest(const ZRString& path, ZRMemBlock& digest) {
+  boost::shared_ptr<holcrypto::IHash> hash;
+  ZR_RETURN_FAILURE(holcrypto::ZRMd5Local::create(hash));
+  ZRFile file;
+  ZR_RETURN_FAILURE(openForDigest(path, file));
+  ZR_RETURN_FAILURE(hashStream(file, *hash));
+  ZR_RETURN_FAILURE(file.close());
+  ZR_RETURN_FAILURE(hash->final(digest));
+  return ZRError::eNoError;
+}
