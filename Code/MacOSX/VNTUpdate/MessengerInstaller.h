@@ -22,7 +22,6 @@ class MessengerInstaller {
   [[nodiscard]] bool downloadAndInstallMessengerApp();
 
  private:
-  [[nodiscard]] bool mayDownload(const std::string& address) const;
   /// The archive's path.
   [[nodiscard]] std::optional<std::string> obtainArchive(const std::string& address);
   [[nodiscard]] bool downloadArchive(const std::string& address, const std::string& archive);
