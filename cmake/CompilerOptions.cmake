@@ -10,6 +10,8 @@ target_compile_options(
             -Wold-style-cast
             -Wnon-virtual-dtor
             -Woverloaded-virtual
+            # g++ 12 takes the appending of a text to a literal for an overlap.
+            $<$<CXX_COMPILER_ID:GNU>:-Wno-restrict>
             $<$<BOOL:${VANTORA_WARNINGS_AS_ERRORS}>:-Werror>)
 
 if(VANTORA_SANITIZERS)

@@ -1,0 +1,162 @@
+#include "tools/demo/Stage.h"
+
+#include <sys/wait.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <fstream>
+#include <stdexcept>
+
+#include "Code/MacOSX/VNTHelperData.h"
+#include "platform/ApplicationRegistry.h"
+#include "platform/Bundle.h"
+#include "platform/FileManager.h"
+#include "platform/LaunchAgent.h"
+#include "platform/Metadata.h"
+#include "platform/Preferences.h"
+#include "platform/Process.h"
+
+namespace demo {
+namespace {
+
+namespace fs = std::filesystem;
+namespace plist = platform::plist;
+
+void require(const platform::Error& error) {
+  if (error) throw std::runtime_error(error.description);
+}
+
+platform::Date ago(std::chrono::hours hours) {
+  return platform::now() - platform::Seconds(hours);
+}
+
+/// An environment as a session gives it: nothing of the caller's comes through.
+std::vector<std::string> entries(const std::map<std::string, std::string>& variables) {
+  std::vector<std::string> texts;
+  for (const auto& [name, value] : variables)
+    texts.push_back(name + "=" + value);
+  return texts;
+}
+
+}  // namespace
+
+Stage::Stage(const fs::path& folder) : _folder(folder) {
+  fs::remove_all(_folder);
+  for (const fs::path& made :
+       {applications(), desktop(), library() / "Preferences", home() / "Applications"}) {
+    fs::create_directories(made);
+  }
+  for (const char* name : {"XDG_DATA_HOME", "XDG_CONFIG_HOME"})
+    unsetenv(name);
+  setenv("HOME", home().c_str(), 1);
+  setenv("VANTORA_SYSTEM_ROOT", applications().parent_path().c_str(), 1);
+}
+
+void Stage::installAgent(const fs::path& agent, const fs::path& makerCertificate) {
+  const fs::path executables = library() / gVNTUpdateData.executableFolder();
+  fs::create_directories(executables);
+  const fs::path installed = executables / "VNTUpdate";
+  fs::copy_file(agent, installed, fs::copy_options::overwrite_existing);
+  // The tool that verifies signatures is installed beside it.
+  const fs::path verifier = agent.parent_path() / "codesign-verifier";
+  fs::copy_file(verifier, executables / verifier.filename(), fs::copy_options::overwrite_existing);
+  const fs::path certificates = executables.parent_path() / "share/vantora/signing-certificates";
+  fs::create_directories(certificates);
+  fs::copy_file(makerCertificate, certificates / makerCertificate.filename());
+
+  require(plist::write(preferences().string(), plist::Value(plist::Dictionary())));
+  plist::Dictionary seeded;
+  if (const ZRResult result = gVNTUpdateData.getHelperPrefs(preferences().string(), seeded);
+      result.isFailure()) {
+    throw std::runtime_error("cannot seed the preferences: " + result.message().str());
+  }
+  require(plist::write(preferences().string(), plist::Value(seeded)));
+  require(platform::installLaunchAgent({gVNTUpdateData.launchAgentLabel(), {installed.string()}}));
+}
+
+void Stage::placeBuild(const fs::path& bundle, const fs::path& folder, std::chrono::hours lastUsed) const {
+  const fs::path placed = folder / bundle.filename();
+  fs::create_directories(folder);
+  require(platform::defaultFileManager().copyItem(bundle.string(), placed.string()));
+  require(platform::metadata::setLastUsedDate(placed.string(), ago(lastUsed)));
+  require(platform::applications::registerApplication(placed.string()));
+}
+
+void Stage::setLastUsed(std::uint32_t build, std::chrono::hours hours) const {
+  for (const InstalledBuild& installed : installedBuilds()) {
+    if (installed.build == build) require(platform::metadata::setLastUsedDate(installed.path, ago(hours)));
+  }
+}
+
+fs::path Stage::preferences() const {
+  return library() / gVNTUpdateData.preferencesPlist();
+}
+
+void Stage::setPreference(const std::string& key, const plist::Value& value) const {
+  plist::Value all;
+  require(plist::read(preferences().string(), all));
+  auto* dictionary = all.as<plist::Dictionary>();
+  if (dictionary == nullptr) throw std::runtime_error("the preferences are no dictionary");
+  (*dictionary)[key] = value;
+  require(plist::write(preferences().string(), all));
+}
+
+void Stage::makeCheckDue() const {
+  setPreference("NextUpdateCheck", platform::now() - platform::Seconds(60));
+}
+
+void Stage::askForMessenger() const {
+  const platform::preferences::Scope scope{"com.korvane.Vantora"};
+  platform::preferences::setValue("VNTMessenger", plist::Value("yes"), scope);
+  if (!platform::preferences::synchronize(scope.application))
+    throw std::runtime_error("cannot write the settings");
+}
+
+int Stage::runLaunchAgent(const std::map<std::string, std::string>& environment) const {
+  platform::LaunchAgent agent;
+  require(platform::readLaunchAgent((library() / gVNTUpdateData.launchAgentPlist()).string(), agent));
+
+  std::map<std::string, std::string> variables = environment;
+  variables["HOME"] = home().string();
+  variables["VANTORA_SYSTEM_ROOT"] = applications().parent_path().string();
+  variables["PATH"] = "/usr/bin:/bin";
+  platform::process::SpawnRequest request;
+  request.path = agent.arguments.at(0);
+  request.arguments.assign(agent.arguments.begin() + 1, agent.arguments.end());
+  request.environment = entries(variables);
+  platform::process::ProcessId child = 0;
+  if (const auto failure = platform::process::spawn(request, child)) {
+    throw std::runtime_error("cannot start " + request.path);
+  }
+  int status = 0;
+  ::waitpid(child, &status, 0);
+  return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+}
+
+std::vector<InstalledBuild> Stage::installedBuilds() const {
+  std::vector<InstalledBuild> builds;
+  for (const std::string& path : platform::applications::applicationsForUrlScheme("Vantora")) {
+    const auto information = platform::bundleInformation(path);
+    const plist::Value* version = information ? plist::find(*information, "CFBundleVersion") : nullptr;
+    builds.push_back(
+        {static_cast<std::uint32_t>(version != nullptr ? version->integerValue().value_or(0) : 0), path});
+  }
+  std::sort(builds.begin(), builds.end(), [](const auto& a, const auto& b) { return a.build < b.build; });
+  return builds;
+}
+
+fs::path Stage::log() const {
+  return library() / "Logs/com.korvane.Vantora/VNTUpdate.log";
+}
+
+std::vector<std::string> Stage::newLogLines() {
+  std::ifstream file(log());
+  file.seekg(static_cast<std::streamoff>(_logPosition));
+  std::vector<std::string> lines;
+  for (std::string line; std::getline(file, line);)
+    lines.push_back(line);
+  _logPosition = fs::exists(log()) ? fs::file_size(log()) : 0;
+  return lines;
+}
+
+}  // namespace demo
