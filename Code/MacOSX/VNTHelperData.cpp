@@ -196,6 +196,12 @@ ZRResult readRegistryString(const char* name, ZRString& value) {
   return entry.getString(name, value);
 }
 
+ZRResult writeRegistryString(const char* name, const ZRString& value) {
+  ZRClearEntry entry;
+  ZR_RETURN_FAILURE(openSettings(entry));
+  return entry.setString(name, value);
+}
+
 ZRResult getMessengerWasInstalled(bool& wasInstalled) {
   ZRClearEntry entry;
   ZR_RETURN_FAILURE(openSettings(entry));
@@ -211,11 +217,7 @@ ZRResult getMessengerWasInstalled(bool& wasInstalled) {
 }
 
 ZRResult setMessengerWasInstalled(bool wasInstalled) {
-  ZRClearEntry entry;
-  ZRResult result = openSettings(entry);
-  if (result.isSuccess()) {
-    result = entry.setString(kMessengerWasInstalledName, wasInstalled ? "true" : "false");
-  }
+  const ZRResult result = writeRegistryString(kMessengerWasInstalledName, wasInstalled ? "true" : "false");
   if (result.isFailure()) {
     zrrt::logEntry(ZRLogLevel::eError, "setMessengerWasInstalled", nullptr,
                    "failed to set MessengerWasInstalled");

@@ -69,6 +69,8 @@ ZRResult uninstallVNTHelper(const VNTHelperData& helper,
 /// A text of the product's settings (current user, current host).
 /// Fails: eNotFound, eInvalidType.
 ZRResult readRegistryString(const char* name, ZRString& value);
+/// Fails: eIOError when the preferences service could not write.
+ZRResult writeRegistryString(const char* name, const ZRString& value);
 
 /// Whether the Messenger was installed or found once. `wasInstalled` is set only with eNoError.
 /// Fails: eNotFound, eInvalidType.
