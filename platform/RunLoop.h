@@ -23,7 +23,9 @@ class RunLoop {
   /// when there is no source to wait for.
   bool runOnce(Date deadline);
 
-  /// A source is not owned; it removes itself before it is destroyed.
+  [[nodiscard]] bool hasSource() const { return _source != nullptr; }
+  /// A source is not owned; it removes itself before it is destroyed. It takes the place of one that is
+  /// there.
   void addSource(RunLoopSource& source);
   void removeSource(RunLoopSource& source);
 

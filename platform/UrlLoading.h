@@ -61,7 +61,9 @@ class UrlDownloadDelegate {
   virtual void didReceiveResponse(UrlDownload& download, const UrlResponse& response) = 0;
   virtual void decideDestination(UrlDownload& download, const std::string& suggestedFilename) = 0;
   virtual void didCreateDestination(UrlDownload& download, const std::string& path) = 0;
-  /// Whether a body that arrives encoded (gzip) is decoded before it is stored.
+  /// Whether a body that arrives encoded (gzip) is to be decoded before it is stored. Downloads ask servers
+  /// for no encoding; this service stores what comes all the same as it is, and fails with
+  /// `cannotDecodeContentData` when it is to be decoded.
   virtual bool shouldDecodeSourceData(UrlDownload& download, const std::string& mimeType) = 0;
   virtual void didReceiveData(UrlDownload& download, std::uint64_t bytes) = 0;
   virtual void didFinish(UrlDownload& download) = 0;
@@ -74,12 +76,14 @@ class UrlDownloadDelegate {
 class UrlDownload {
  public:
   /// Starts a download; its events arrive when the calling thread's run loop runs. Null when it cannot be
-  /// started. `delegate` outlives the download.
+  /// started: another download of this thread is under way. `delegate` outlives the download and does not
+  /// destroy it from within one of its calls.
   [[nodiscard]] static std::unique_ptr<UrlDownload> start(UrlRequest request, UrlDownloadDelegate& delegate);
 
   virtual ~UrlDownload() = default;
-  /// Where the body goes. Call before the run loop runs. An existing file is replaced only when `overwrite`
-  /// is set, and not before the body begins to arrive.
+  /// Where the body goes. Call before the run loop runs, or from `decideDestination`. An existing file is
+  /// replaced only when `overwrite` is set (else the download fails with `cannotCreateFile`), and not before
+  /// the whole body has arrived: until then it is kept in "<path>.download".
   virtual void setDestination(const std::string& path, bool overwrite) = 0;
   /// Whether a partial file is removed when the download fails.
   virtual void setDeletesFileUponFailure(bool deletes) = 0;
@@ -87,12 +91,14 @@ class UrlDownload {
 
 /// Sends the request on the calling thread and waits for the whole body. Redirects over http and https are
 /// followed, 20 at most. A body of no bytes is a success with an empty `body`; one beyond `limitBytes` fails
-/// (-1103).
+/// (-1103). An encoded body (gzip) is asked for and decoded. When it fails, `body` is empty and `response` is
+/// that of the last answer, if there was one.
 Error sendSynchronousRequest(const UrlRequest& request, std::uint64_t limitBytes, UrlResponse& response,
                              std::string& body);
 
 /// Codes of the URL domain that the service reports.
 enum class UrlErrorCode : std::int64_t {
+  unknown = -1,  ///< anything without a code of its own, such as a network library that cannot be loaded
   badUrl = -1000,
   timedOut = -1001,
   unsupportedUrl = -1002,
@@ -103,6 +109,7 @@ enum class UrlErrorCode : std::int64_t {
   notConnectedToInternet = -1009,
   badServerResponse = -1011,
   zeroByteResource = -1014,
+  cannotDecodeContentData = -1016,
   dataLengthExceedsMaximum = -1103,
   secureConnectionFailed = -1200,
   certificateHasBadDate = -1201,
