@@ -15,6 +15,7 @@
 #include "platform/Metadata.h"
 #include "platform/Preferences.h"
 #include "platform/Process.h"
+#include "platform/Task.h"
 
 namespace demo {
 namespace {
@@ -52,26 +53,20 @@ Stage::Stage(const fs::path& folder) : _folder(folder) {
   setenv("VANTORA_SYSTEM_ROOT", applications().parent_path().c_str(), 1);
 }
 
-void Stage::installAgent(const fs::path& agent, const fs::path& makerCertificate) {
-  const fs::path executables = library() / gVNTUpdateData.executableFolder();
-  fs::create_directories(executables);
-  const fs::path installed = executables / "VNTUpdate";
-  fs::copy_file(agent, installed, fs::copy_options::overwrite_existing);
-  // The tool that verifies signatures is installed beside it.
-  const fs::path verifier = agent.parent_path() / "codesign-verifier";
-  fs::copy_file(verifier, executables / verifier.filename(), fs::copy_options::overwrite_existing);
-  const fs::path certificates = executables.parent_path() / "share/vantora/signing-certificates";
+void Stage::installAgent(const fs::path& programs, const fs::path& makerCertificate) {
+  platform::Task installer;
+  installer.launchPath = (programs / "vantora-seed").string();
+  installer.arguments = {"--agent", (programs / "VNTUpdate").string(), "--with",
+                         (programs / "codesign-verifier").string()};
+  installer.discardsOutput = true;
+  installer.launch();
+  installer.waitUntilExit();
+  if (installer.terminationStatus() != 0) throw std::runtime_error("the agent cannot be installed");
+
+  const fs::path certificates =
+      (library() / gVNTUpdateData.executableFolder()).parent_path() / "share/vantora/signing-certificates";
   fs::create_directories(certificates);
   fs::copy_file(makerCertificate, certificates / makerCertificate.filename());
-
-  require(plist::write(preferences().string(), plist::Value(plist::Dictionary())));
-  plist::Dictionary seeded;
-  if (const ZRResult result = gVNTUpdateData.getHelperPrefs(preferences().string(), seeded);
-      result.isFailure()) {
-    throw std::runtime_error("cannot seed the preferences: " + result.message().str());
-  }
-  require(plist::write(preferences().string(), plist::Value(seeded)));
-  require(platform::installLaunchAgent({gVNTUpdateData.launchAgentLabel(), {installed.string()}}));
 }
 
 void Stage::placeBuild(const fs::path& bundle, const fs::path& folder, std::chrono::hours lastUsed) const {

@@ -137,8 +137,7 @@ int show(const fs::path& folder) {
   publish(releases);
 
   demo::Stage stage(folder / "sandbox");
-  stage.installAgent(fs::path(platform::executablePath()).parent_path() / "VNTUpdate",
-                     releases.signingCertificate());
+  stage.installAgent(fs::path(platform::executablePath()).parent_path(), releases.signingCertificate());
   stage.placeBuild(releases.bundle(kOld), stage.applications(), 24h);
 
   staging::Server server;
