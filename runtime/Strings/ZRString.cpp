@@ -1,14 +1,21 @@
 #include "runtime/Strings/ZRString.h"
 
+#include <algorithm>
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <new>
 
 #include "runtime/Code/ZRFormat.h"
+#include "runtime/Code/ZRLog.h"
 #include "runtime/Code/ZRResult.h"
+#include "runtime/Strings/ZRUtf8.h"
 
 namespace {
+
+constexpr std::size_t kMaxLength = 0x7FFFFFFF;
+constexpr const char* kAppendFailure = "Failure in ZRString += operator";
 
 char asciiLower(char c) {
   return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
@@ -22,6 +29,24 @@ const char* checkedText(const char* text) {
   zrAssertionFailed(ZR_HERE,
                     "NULL pointer passed to ZRNarrowStringBase::_constructorImpl(char*, int32, int32)");
   return "";
+}
+
+/// Makes a change after which the text has `newLength` bytes; one that cannot be made is reported.
+template <typename Change>
+void attempt(const char* failure, std::size_t newLength, Change change) {
+  try {
+    if (newLength <= kMaxLength) return change();
+  } catch (const std::bad_alloc&) {  // NOLINT: reported below
+  }
+  zrAssertionFailed(ZR_HERE, "%s", failure);
+}
+
+/// Whether something can be searched for; if not, that is reported with `failure`.
+bool isSearchable(std::string_view search, const char* failure, const ZRLocation& location) {
+  if (!search.empty()) return true;
+  zrReport(ZRLogLevel::eCritical, ZRResult(ZRError::eBadParameter, "Empty string in %s", location.function),
+           failure, location);
+  return false;
 }
 
 }  // namespace
@@ -41,27 +66,34 @@ ZRString::ZRString(const char* text, std::int32_t length) {
   _buffer.assign(checked, text == nullptr ? 0 : static_cast<std::size_t>(length));
 }
 
+ZRString::ZRString(const ZRString& text) : ZRNarrowStringBase() {
+  attempt("Failure in ZRString(ZRString&) constructor", text._buffer.size(), [&] { _buffer = text._buffer; });
+}
+
 ZRString& ZRString::operator=(const char* text) {
-  _buffer = text == nullptr ? "(null)" : text;
+  const std::string_view stored = text == nullptr ? "(null)" : text;
+  attempt("Failure in ZRString = operator", stored.size(), [&] { _buffer = stored; });
+  return *this;
+}
+
+ZRString& ZRString::operator=(const ZRString& text) {
+  attempt("Failure in ZRString = operator", text._buffer.size(), [&] { _buffer = text._buffer; });
   return *this;
 }
 
 ZRString& ZRString::operator+=(const char* text) {
-  if (text == nullptr) {
-    zrAssertionFailed(ZR_HERE, "Failure in ZRString += operator");
-    return *this;
-  }
-  _buffer += text;
+  const std::size_t newLength = text == nullptr ? npos : _buffer.size() + std::strlen(text);
+  attempt(kAppendFailure, newLength, [&] { _buffer += text; });
   return *this;
 }
 
 ZRString& ZRString::operator+=(const ZRString& text) {
-  _buffer += text._buffer;
+  attempt(kAppendFailure, _buffer.size() + text._buffer.size(), [&] { _buffer += text._buffer; });
   return *this;
 }
 
 ZRString& ZRString::operator+=(char character) {
-  _buffer += character;
+  attempt(kAppendFailure, _buffer.size() + 1, [&] { _buffer += character; });
   return *this;
 }
 
@@ -74,23 +106,27 @@ ZRString ZRString::format(std::size_t maxLength, const char* format, ...) {
 }
 
 ZRString ZRString::substr(std::int32_t start) const {
-  if (start < 0 || start > length()) {
-    zrAssertionFailed(ZR_HERE, "Bounds check failed in %s", __func__);
-    return {};
-  }
-  return ZRString(_buffer.substr(static_cast<std::size_t>(start)));
+  ZRString piece;
+  const std::int32_t count = std::max(length() - std::max(start, 0), 0);
+  zrReport(ZRLogLevel::eCritical, extract(start, count, piece), "Unexpected error in ZRString::substr(int32)",
+           ZR_HERE);
+  return piece;
 }
 
 ZRString ZRString::substr(std::int32_t start, std::int32_t count) const {
-  if (count < 0) {
-    zrAssertionFailed(ZR_HERE, "Negative length in %s", __func__);
-    return {};
-  }
+  ZRString piece;
+  zrReport(ZRLogLevel::eCritical, extract(start, count, piece),
+           "Unexpected error in ZRString::substr(int32, int32)", ZR_HERE);
+  return piece;
+}
+
+ZRResult ZRString::extract(std::int32_t start, std::int32_t count, ZRString& piece) const {
+  if (count < 0) return ZRResult(ZRError::eBadParameter, "Negative length in %s", "substr");
   if (start < 0 || start > length() || count > length() - start) {
-    zrAssertionFailed(ZR_HERE, "Bounds check failed in %s", __func__);
-    return {};
+    return ZRResult(ZRError::eBadIndex, "Bounds check failed in %s", "substr");
   }
-  return ZRString(_buffer.substr(static_cast<std::size_t>(start), static_cast<std::size_t>(count)));
+  piece = ZRString(view().substr(static_cast<std::size_t>(start), static_cast<std::size_t>(count)));
+  return ZRError::eNoError;
 }
 
 std::size_t ZRString::find(std::string_view text, std::size_t from) const {
@@ -137,19 +173,13 @@ void ZRString::trim(std::string_view set) {
 }
 
 void ZRString::replaceFirst(std::string_view search, std::string_view replacement) {
-  if (search.empty()) {
-    zrAssertionFailed(ZR_HERE, "Empty string in %s", __func__);
-    return;
-  }
+  if (!isSearchable(search, "Unexpected error in replaceFirst()", ZR_HERE)) return;
   const std::size_t found = _buffer.find(search);
   if (found != npos) _buffer.replace(found, search.size(), replacement);
 }
 
 void ZRString::replaceAll(std::string_view search, std::string_view replacement) {
-  if (search.empty()) {
-    zrAssertionFailed(ZR_HERE, "Empty string in %s", __func__);
-    return;
-  }
+  if (!isSearchable(search, "Unexpected error in replaceAll()", ZR_HERE)) return;
   std::string replaced;
   std::size_t from = 0;
   for (std::size_t found; (found = _buffer.find(search, from)) != npos; from = found + search.size()) {
@@ -191,8 +221,34 @@ std::vector<ZRString> ZRString::split(char separator) const {
   return pieces;
 }
 
+ZRResult ZRString::assignPlatformString(const char* text) {
+  ZR_CHECK_PARAMETER(text);
+  _buffer.clear();
+  if (!zrrt::isUtf8(text)) return ZRResult(ZRError::eSomeError, "CFStringGetCString failed");
+  _buffer = text;
+  return ZRError::eNoError;
+}
+
+ZRString ZRString::fromPlatformString(const std::string& text) {
+  ZRString string;
+  zrReport(ZRLogLevel::eCritical, string.assignPlatformString(text.c_str()),
+           "Failure in ZRString(CFStringRef) constructor", ZR_HERE);
+  return string;
+}
+
+ZRResult ZRString::toPlatformString(std::string& text) const {
+  text = c_str();
+  if (zrrt::isUtf8(text)) return ZRError::eNoError;
+  text.clear();
+  return ZRResult(ZRError::eSomeError, "CFStringCreateWithCString failed");
+}
+
 std::string ZRString::toPlatformString() const {
-  return std::string(c_str());
+  std::string text;
+  if (toPlatformString(text).isFailure()) {
+    zrrt::log(ZRLogLevel::eError, "Failed to create CFString from ZRString, returning empty CFString");
+  }
+  return text;
 }
 
 ZRString operator+(const ZRString& a, const ZRString& b) {

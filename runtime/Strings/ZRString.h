@@ -12,15 +12,19 @@ class ZRResult;
 
 /// The runtime's string: UTF-8 text, used for every path, name and message that crosses a runtime interface.
 ///
-/// It never throws for a wrong argument: an operation that cannot do its work reports an assertion failure
-/// (level 6 in the log) with the message named here and leaves the string as it was, or empty for a new one.
-/// Positions are byte offsets.
+/// It never throws for a wrong argument: an operation that cannot do its work logs the message named here at
+/// level 6 and leaves the string as it was, or empty for a new one. So do copying, assigning and appending
+/// when memory is short or the text would be too long (lengths have 31 bits). Positions are byte offsets.
 class ZRString : public ZRNarrowStringBase {
  public:
   /// "Not found" of the searches.
   static constexpr std::size_t npos = static_cast<std::size_t>(-1);
 
   ZRString() = default;
+  ~ZRString() = default;
+  /// "Failure in ZRString(ZRString&) constructor".
+  ZRString(const ZRString& text);
+  ZRString(ZRString&& text) noexcept = default;
   /// A null pointer gives an empty string and is reported: "NULL pointer passed to
   /// ZRNarrowStringBase::_constructorImpl(char*, int32, int32)".
   ZRString(const char* text);       // NOLINT: a text is a string
@@ -28,8 +32,11 @@ class ZRString : public ZRNarrowStringBase {
   ZRString(std::string_view text);  // NOLINT
   ZRString(const char* text, std::int32_t length);
 
-  /// Assigning a null text stores "(null)".
+  /// Assigning a null text stores "(null)". "Failure in ZRString = operator".
   ZRString& operator=(const char* text);
+  ZRString& operator=(const ZRString& text);
+  ZRString& operator=(ZRString&& text) noexcept = default;
+  /// "Failure in ZRString += operator", also for a null text.
   ZRString& operator+=(const char* text);
   ZRString& operator+=(const ZRString& text);
   ZRString& operator+=(char character);
@@ -38,8 +45,9 @@ class ZRString : public ZRNarrowStringBase {
   [[nodiscard, gnu::format(printf, 2, 3)]] static ZRString format(std::size_t maxLength, const char* format,
                                                                   ...);
 
-  /// "Bounds check failed in <function>" when `start` (or start + count) lies beyond the end; "Negative
-  /// length in <function>" for a negative count. Both answer an empty string.
+  /// Empty after a failure: "Unexpected error in ZRString::substr(int32)" or "... substr(int32, int32)", with
+  /// "Bounds check failed in <function>" when `start` (or start + count) lies beyond the end or "Negative
+  /// length in <function>" for a negative count.
   [[nodiscard]] ZRString substr(std::int32_t start) const;
   [[nodiscard]] ZRString substr(std::int32_t start, std::int32_t count) const;
 
@@ -56,7 +64,8 @@ class ZRString : public ZRNarrowStringBase {
   void trimRight(std::string_view set = kBlanks);
   void trim(std::string_view set = kBlanks);
 
-  /// An empty `search` is reported, "Empty string in <function>", and changes nothing.
+  /// "Unexpected error in replaceFirst()" or "... replaceAll()", with "Empty string in <function>" for an
+  /// empty `search`.
   void replaceFirst(std::string_view search, std::string_view replacement);
   void replaceAll(std::string_view search, std::string_view replacement);
 
@@ -71,10 +80,21 @@ class ZRString : public ZRNarrowStringBase {
   /// Pieces between occurrences of `separator`; a text without one is a single piece.
   [[nodiscard]] std::vector<ZRString> split(char separator) const;
 
-  /// The platform's string form: the text up to its first zero byte.
+  /// Takes over a string of the platform, which must be UTF-8. Fails: eBadParameter for a null text;
+  /// eSomeError, "CFStringGetCString failed", for one that is not UTF-8: the string is then empty.
+  ZRResult assignPlatformString(const char* text);
+  /// The same, never failing: "Failure in ZRString(CFStringRef) constructor" and an empty string.
+  [[nodiscard]] static ZRString fromPlatformString(const std::string& text);
+  /// The platform's string form: the text up to its first zero byte. A text that is not UTF-8 gives an empty
+  /// one and is logged at level 3: "Failed to create CFString from ZRString, returning empty CFString".
   [[nodiscard]] std::string toPlatformString() const;
+  /// The same. Fails: eSomeError, "CFStringCreateWithCString failed".
+  ZRResult toPlatformString(std::string& text) const;
 
   static constexpr std::string_view kBlanks = " \n\r\t";
+
+ private:
+  ZRResult extract(std::int32_t start, std::int32_t count, ZRString& piece) const;
 };
 
 [[nodiscard]] inline bool operator==(const ZRString& a, const ZRString& b) noexcept {
