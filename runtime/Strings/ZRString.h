@@ -93,19 +93,16 @@ class ZRString : public ZRNarrowStringBase {
 
   static constexpr std::string_view kBlanks = " \n\r\t";
 
+  friend bool operator==(const ZRString& a, const ZRString& b) noexcept { return a.view() == b.view(); }
+  friend bool operator==(const ZRString& a, const char* b) noexcept {
+    return a.view() == std::string_view(b);
+  }
+  friend bool operator<(const ZRString& a, const ZRString& b) noexcept { return a.view() < b.view(); }
+
  private:
   ZRResult extract(std::int32_t start, std::int32_t count, ZRString& piece) const;
 };
 
-[[nodiscard]] inline bool operator==(const ZRString& a, const ZRString& b) noexcept {
-  return a.view() == b.view();
-}
-[[nodiscard]] inline bool operator==(const ZRString& a, const char* b) noexcept {
-  return a.view() == std::string_view(b);
-}
-[[nodiscard]] inline bool operator<(const ZRString& a, const ZRString& b) noexcept {
-  return a.view() < b.view();
-}
 [[nodiscard]] ZRString operator+(const ZRString& a, const ZRString& b);
 [[nodiscard]] ZRString operator+(const ZRString& a, const char* b);
 [[nodiscard]] ZRString operator+(const char* a, const ZRString& b);

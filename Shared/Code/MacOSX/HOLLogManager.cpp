@@ -29,7 +29,7 @@ ZRString standardised(const ZRString& path) {
 }
 
 ZRResult createFolder(const ZRString& folder) {
-  const platform::Error error = platform::defaultFileManager().createFolder(folder.toPlatformString());
+  const platform::Error error = platform::defaultFileManager().createFolder(folder.str());
   if (!error) return ZRError::eNoError;
   if (error.domain == platform::kPosixErrorDomain) {
     return ZRResult::fromSystemError("createFolder", static_cast<int>(error.code));
