@@ -1,0 +1,207 @@
+#include "platform/linux/HttpMessage.h"
+
+#include <strings.h>
+
+#include <algorithm>
+#include <charconv>
+
+namespace platform {
+namespace {
+
+constexpr std::string_view kBlanks = " \t\r\n";
+constexpr std::uint16_t kHttpPort = 80;
+constexpr std::uint16_t kHttpsPort = 443;
+
+std::string_view trimmed(std::string_view text) {
+  const std::size_t begin = text.find_first_not_of(kBlanks);
+  if (begin == std::string_view::npos) return {};
+  return text.substr(begin, text.find_last_not_of(kBlanks) - begin + 1);
+}
+
+bool equalIgnoringCase(std::string_view a, std::string_view b) {
+  return a.size() == b.size() && strncasecmp(a.data(), b.data(), a.size()) == 0;
+}
+
+std::string lowerCase(std::string_view text) {
+  std::string lower(text);
+  std::transform(lower.begin(), lower.end(), lower.begin(),
+                 [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; });
+  return lower;
+}
+
+std::string unquoted(std::string_view text) {
+  if (text.size() < 2 || text.front() != '"' || text.back() != '"') return std::string(text);
+  std::string plain;
+  for (std::size_t i = 1; i + 1 < text.size(); ++i) {
+    if (text[i] == '\\' && i + 2 < text.size()) ++i;
+    plain += text[i];
+  }
+  return plain;
+}
+
+/// Takes one piece up to `separator` (outside quotes) off the front, trimmed.
+std::string_view takePiece(std::string_view& text, char separator) {
+  bool quoted = false;
+  std::size_t end = 0;
+  while (end < text.size() && (quoted || text[end] != separator)) {
+    if (text[end] == '"') quoted = !quoted;
+    if (text[end] == '\\' && quoted && end + 1 < text.size()) ++end;
+    ++end;
+  }
+  const std::string_view piece = trimmed(text.substr(0, end));
+  text.remove_prefix(std::min(end + 1, text.size()));
+  return piece;
+}
+
+/// The value of "name=value" among pieces that `separator` divides; empty when there is none.
+std::string parameter(std::string_view text, char separator, std::string_view name) {
+  while (!text.empty()) {
+    const std::string_view piece = takePiece(text, separator);
+    const std::size_t equals = piece.find('=');
+    if (equals == std::string_view::npos || !equalIgnoringCase(trimmed(piece.substr(0, equals)), name))
+      continue;
+    return unquoted(trimmed(piece.substr(equals + 1)));
+  }
+  return {};
+}
+
+std::string_view lastComponent(std::string_view path) {
+  return path.substr(path.rfind('/') + 1);
+}
+
+/// The server's own name for the file, else the URL's last path component, else the host. Never with a "/".
+std::string suggestedFilename(const Url& url, const HttpHead& head) {
+  if (const std::string* disposition = head.field("Content-Disposition")) {
+    const std::string announced = parameter(*disposition, ';', "filename");
+    if (const auto name = lastComponent(announced); !name.empty()) return std::string(name);
+  }
+  const std::string_view name = lastComponent(url.path());
+  if (!name.empty()) return std::string(name);
+  return url.host() != nullptr ? url.host() : "";
+}
+
+std::int64_t announcedLength(const HttpHead& head) {
+  const std::string* text = head.field("Content-Length");
+  std::int64_t length = -1;
+  if (text != nullptr) std::from_chars(text->data(), text->data() + text->size(), length);
+  return length < 0 ? -1 : length;
+}
+
+std::string describe(const Url& url, const HttpHead& head) {
+  std::string text = url.absoluteString() + ": " + head.statusLine;
+  if (const std::string* location = head.field("Location")) text += ", Location: " + *location;
+  return text;
+}
+
+bool isHttps(const Url& url) {
+  return url.scheme() != nullptr && equalIgnoringCase(url.scheme(), "https");
+}
+
+/// The name that URL loading gives to an HTTP authentication scheme.
+std::string authenticationMethod(std::string_view scheme) {
+  if (equalIgnoringCase(scheme, "Basic")) return std::string(kBasicAuthentication);
+  if (equalIgnoringCase(scheme, "Digest")) return "NSURLAuthenticationMethodHTTPDigest";
+  if (equalIgnoringCase(scheme, "NTLM")) return "NSURLAuthenticationMethodNTLM";
+  if (equalIgnoringCase(scheme, "Negotiate")) return "NSURLAuthenticationMethodNegotiate";
+  return "NSURLAuthenticationMethodDefault";
+}
+
+}  // namespace
+
+const std::string* HttpHead::field(std::string_view name) const {
+  const auto found = std::find_if(fields.begin(), fields.end(),
+                                  [&](const auto& entry) { return equalIgnoringCase(entry.first, name); });
+  return found != fields.end() ? &found->second : nullptr;
+}
+
+bool HttpHeadReader::takeLine(std::string_view line) {
+  if (_complete) return false;
+  const std::string_view text = trimmed(line);
+  if (text.empty()) {
+    _complete = _head.status >= 200;
+    return _complete;
+  }
+  if (text.substr(0, 5) == "HTTP/") {
+    _head = HttpHead();
+    _head.statusLine = text;
+    const std::size_t blank = std::min(text.find(' '), text.size() - 1);
+    std::from_chars(text.data() + blank + 1, text.data() + text.size(), _head.status);
+  } else {
+    takeField(line);
+  }
+  return false;
+}
+
+void HttpHeadReader::takeField(std::string_view line) {
+  const bool continued = line.front() == ' ' || line.front() == '\t';
+  if (continued && !_head.fields.empty()) {
+    _head.fields.back().second.append(" ").append(trimmed(line));
+    return;
+  }
+  const std::size_t colon = line.find(':');
+  if (colon == std::string_view::npos) return;
+  _head.fields.emplace_back(trimmed(line.substr(0, colon)), trimmed(line.substr(colon + 1)));
+}
+
+UrlResponse makeResponse(const Url& url, const HttpHead& head) {
+  UrlResponse response{.url = url,
+                       .statusCode = head.status,
+                       .expectedContentLength = announcedLength(head),
+                       .suggestedFilename = suggestedFilename(url, head),
+                       .mimeType = "application/octet-stream",
+                       .textEncodingName = {},
+                       .description = describe(url, head)};
+  if (const std::string* type = head.field("Content-Type")) {
+    std::string_view parameters = *type;
+    response.mimeType = lowerCase(takePiece(parameters, ';'));
+    response.textEncodingName = lowerCase(parameter(parameters, ';', "charset"));
+  }
+  return response;
+}
+
+ProtectionSpace makeProtectionSpace(const Url& url, const HttpHead& head) {
+  const bool isProxy = head.status == 407;
+  const std::uint16_t usualPort = isHttps(url) ? kHttpsPort : kHttpPort;
+  ProtectionSpace space{.authenticationMethod = authenticationMethod({}),
+                        .host = url.host() != nullptr ? url.host() : "",
+                        .isProxy = isProxy,
+                        .port = static_cast<std::uint16_t>(url.port().value_or(usualPort)),
+                        .protocol = isHttps(url) ? "https" : "http",
+                        .realm = {}};
+  const std::string* challenge = head.field(isProxy ? "Proxy-Authenticate" : "WWW-Authenticate");
+  if (challenge != nullptr) {
+    std::string_view parameters = *challenge;
+    space.authenticationMethod = authenticationMethod(takePiece(parameters, ' '));
+    space.realm = parameter(parameters, ',', "realm");
+  }
+  return space;
+}
+
+bool isRedirect(const HttpHead& head) {
+  switch (head.status) {
+    case 301:
+    case 302:
+    case 303:
+    case 307:
+    case 308:
+      return head.field("Location") != nullptr;
+    default:
+      return false;
+  }
+}
+
+std::optional<Url> redirectTarget(const Url& url, const HttpHead& head) {
+  constexpr std::string_view kDigits = "0123456789ABCDEF";
+  std::string location;
+  for (const char c : *head.field("Location")) {
+    const auto byte = static_cast<unsigned char>(c);
+    if (c == ' ' || byte >= 0x80) {
+      location.append({'%', kDigits[byte >> 4], kDigits[byte & 0xF]});
+    } else {
+      location += c;
+    }
+  }
+  return url.resolve(location);
+}
+
+}  // namespace platform

@@ -1,0 +1,91 @@
+#include "platform/linux/HttpOutcome.h"
+
+#include <curl/curl.h>
+#include <openssl/x509_vfy.h>
+
+#include <cerrno>
+
+namespace platform {
+namespace {
+
+UrlErrorCode certificateProblem(long verifyResult) {
+  switch (verifyResult) {
+    case X509_V_ERR_CERT_HAS_EXPIRED:
+      return UrlErrorCode::certificateHasBadDate;
+    case X509_V_ERR_CERT_NOT_YET_VALID:
+      return UrlErrorCode::certificateNotYetValid;
+    case X509_V_ERR_UNABLE_TO_GET_ISSUER_CERT:
+    case X509_V_ERR_UNABLE_TO_GET_ISSUER_CERT_LOCALLY:
+    case X509_V_ERR_UNABLE_TO_VERIFY_LEAF_SIGNATURE:
+    case X509_V_ERR_SELF_SIGNED_CERT_IN_CHAIN:
+      return UrlErrorCode::certificateHasUnknownRoot;
+    default:  // a self-signed leaf, another host's certificate, a wrong purpose
+      return UrlErrorCode::certificateUntrusted;
+  }
+}
+
+UrlErrorCode connectProblem(long systemError) {
+  switch (systemError) {
+    case ENETUNREACH:
+    case ENETDOWN:
+      return UrlErrorCode::notConnectedToInternet;
+    case ETIMEDOUT:
+      return UrlErrorCode::timedOut;
+    default:
+      return UrlErrorCode::cannotConnectToHost;
+  }
+}
+
+/// A failure while receiving: a lost connection, unless the bytes that came make no sense.
+UrlErrorCode receiveProblem(const HttpOutcome& outcome) {
+  if (outcome.connectStatus >= 400) return UrlErrorCode::cannotConnectToHost;
+  // A connection that ends without the closing message of TLS has no error number of the system.
+  const bool cut = outcome.text.find("unexpected eof") != std::string::npos;
+  const bool lost = outcome.systemError != 0 || outcome.text.find("errno 104") != std::string::npos ||
+                    outcome.text.find("errno 32") != std::string::npos;
+  return cut || lost ? UrlErrorCode::networkConnectionLost : UrlErrorCode::badServerResponse;
+}
+
+}  // namespace
+
+UrlErrorCode translate(const HttpOutcome& outcome) {
+  switch (outcome.code) {
+    case CURLE_URL_MALFORMAT:
+      return UrlErrorCode::badUrl;
+    case CURLE_COULDNT_RESOLVE_HOST:
+    case CURLE_COULDNT_RESOLVE_PROXY:
+      return UrlErrorCode::cannotFindHost;
+    case CURLE_COULDNT_CONNECT:
+      return connectProblem(outcome.systemError);
+    case CURLE_PROXY:
+      return UrlErrorCode::cannotConnectToHost;
+    case CURLE_OPERATION_TIMEDOUT:
+      return UrlErrorCode::timedOut;
+    case CURLE_RECV_ERROR:
+      return receiveProblem(outcome);
+    case CURLE_SEND_ERROR:
+    case CURLE_PARTIAL_FILE:
+    case CURLE_GOT_NOTHING:
+      return UrlErrorCode::networkConnectionLost;
+    case CURLE_UNSUPPORTED_PROTOCOL:  // our URL's scheme is fine: the answer is not HTTP
+    case CURLE_WEIRD_SERVER_REPLY:
+    case CURLE_BAD_CONTENT_ENCODING:
+    case CURLE_OUT_OF_MEMORY:  // also a head that is too long
+      return UrlErrorCode::badServerResponse;
+    case CURLE_SSL_CONNECT_ERROR:
+    case CURLE_SSL_CACERT_BADFILE:
+    case CURLE_SSL_CERTPROBLEM:
+    case CURLE_SSL_CIPHER:
+    case CURLE_SSL_ISSUER_ERROR:
+    case CURLE_SSL_CRL_BADFILE:
+      return UrlErrorCode::secureConnectionFailed;
+    case CURLE_PEER_FAILED_VERIFICATION:
+      return certificateProblem(outcome.verifyResult);
+    case CURLE_WRITE_ERROR:
+      return UrlErrorCode::cannotWriteToFile;
+    default:
+      return UrlErrorCode::unknown;
+  }
+}
+
+}  // namespace platform
