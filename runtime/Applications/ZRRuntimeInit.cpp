@@ -71,9 +71,9 @@ RuntimeInitializer::RuntimeInitializer(std::int32_t orderKey, RuntimeInitializer
   static_cast<void>(store.registerShutdown(std::move(shutdown)));
 }
 
-ZRRuntimeInit::ZRRuntimeInit(RuntimeInitializersStore& store) : _store(&store) {
+ZRRuntimeInit::ZRRuntimeInit(RuntimeInitializersStore* store) : _store(store) {
   const boost::mutex::scoped_lock lock(guardMutex());
-  if (guardCount++ == 0) _store->initialise();
+  if (guardCount++ == 0 && _store != nullptr) _store->initialise();
 }
 
 ZRRuntimeInit::~ZRRuntimeInit() {
@@ -83,13 +83,16 @@ ZRRuntimeInit::~ZRRuntimeInit() {
         "Please call initResult() to check for failure, immediately after the CRuntimeInit constructor.");
   }
   const boost::mutex::scoped_lock lock(guardMutex());
-  if (--guardCount == 0) _store->shutdown();
+  if (--guardCount == 0 && _store != nullptr) _store->shutdown();
 }
 
 ZRResult ZRRuntimeInit::initResult() {
   _checked = true;
+  if (_store == nullptr) {
+    zrReport(ZRLogLevel::eError, ZRError::eNoMemory, "Error returned", ZR_HERE);
+    return ZRError::eNoMemory;
+  }
   const ZRResult& result = _store->result();
-  return result.isFailure()
-             ? result.wrapped("Error returned", {__func__, "RuntimeInitializersStore", __LINE__})
-             : result;
+  if (result.isSuccess()) return result;
+  return result.wrapped("Error returned", {__func__, "RuntimeInitializersStore", __LINE__});
 }

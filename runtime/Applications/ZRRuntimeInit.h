@@ -55,9 +55,9 @@ class RuntimeInitializer {
 /// down.
 class ZRRuntimeInit {
  public:
-  ZRRuntimeInit() : ZRRuntimeInit(RuntimeInitializersStore::instance()) {}
-  /// For a store of one's own; guards of all stores share one counter.
-  explicit ZRRuntimeInit(RuntimeInitializersStore& store);
+  ZRRuntimeInit() : ZRRuntimeInit(&RuntimeInitializersStore::instance()) {}
+  /// For a store of one's own; guards of all stores share one counter. Null: there is none.
+  explicit ZRRuntimeInit(RuntimeInitializersStore* store);
   ~ZRRuntimeInit();
   ZRRuntimeInit(const ZRRuntimeInit&) = delete;
   ZRRuntimeInit& operator=(const ZRRuntimeInit&) = delete;

@@ -3,9 +3,11 @@
 #include <sys/time.h>
 
 #include <array>
+#include <atomic>
 #include <cinttypes>
 #include <cmath>
 #include <cstdio>
+#include <exception>
 #include <memory>
 
 #include <boost/make_shared.hpp>
@@ -18,6 +20,7 @@
 #include "runtime/Code/ZRLogFormatter.h"
 #include "runtime/Code/ZRLogTargets.h"
 #include "runtime/Code/ZRLogThread.h"
+#include "runtime/Code/ZRPlatformError.h"
 
 namespace {
 
@@ -33,10 +36,12 @@ struct LogManager {
   std::string processTag;
   TargetHandle primary;
   TargetHandle secondary;
+  std::atomic<bool> writesToSecondary{true};
   std::array<ListenerHandle, 2> listeners;
   ZRLogFormatter formatter;
   ZRLogCollapser collapser;
-  boost::shared_ptr<ZRLogFile> file;
+  boost::shared_ptr<ZRLogFile> file;  ///< of `startLog`, which one thread calls
+  ZRString path;
 };
 
 /// Made on first use and never destroyed: threads and static objects log until the very end of the process.
@@ -70,12 +75,11 @@ void dispatch(const ZRLogEntry& entry) {
   std::string& line = thread != nullptr ? thread->line : ownLine;
   if (!log.formatter.formatLine(entry, time, line)) return;
   writeTo(log.primary, line.c_str());
-  writeTo(log.secondary, line.c_str());
+  if (log.writesToSecondary.load(std::memory_order_relaxed)) writeTo(log.secondary, line.c_str());
 }
 
-void write(std::int32_t level, const char* function, const char* context, const char* format,
-           va_list arguments) {
-  if (format == nullptr || *format == '\0') return;
+void writeMessage(std::int32_t level, const char* function, const char* context, const char* format,
+                  va_list arguments) {
   const std::string message = zrrt::formatText(kMaxMessageBytes, format, arguments);
   LogManager& log = manager();
   const ZRLogEntry entry{level,    log.processTag.c_str(), zrrt::currentThreadTag(), context,
@@ -83,12 +87,40 @@ void write(std::int32_t level, const char* function, const char* context, const 
   if (log.collapser.collapse(entry, dispatch).code() != ZRError::eNoError) dispatch(entry);
 }
 
+void write(std::int32_t level, const char* function, const char* context, const char* format,
+           va_list arguments) {
+  if (format == nullptr || *format == '\0') return;
+  try {
+    writeMessage(level, function, context, format, arguments);
+  } catch (const std::exception&) {  // NOLINT: the line is lost; who logs has no use for a failure
+  }
+}
+
 ZRResult createFolderOf(const ZRString& path) {
   const std::size_t slash = path.findLast('/');
   if (slash == ZRString::npos || slash == 0) return ZRError::eNoError;
-  const platform::Error error = platform::defaultFileManager().createFolder(path.str().substr(0, slash));
-  if (!error) return ZRError::eNoError;
-  return ZRResult(ZRError::eSomeError, "%s", error.description.c_str());
+  return zrrt::resultOf(platform::defaultFileManager().createFolder(path.str().substr(0, slash)),
+                        "createFolder");
+}
+
+ZRResult openLogFile(const ZRString& path, bool truncate) {
+  LogManager& log = manager();
+  log.path = path;
+  ZR_RETURN_FAILURE(createFolderOf(path));
+  const auto file = boost::make_shared<ZRLogFile>();
+  ZR_RETURN_FAILURE(file->open(path, truncate));
+  ZR_RETURN_FAILURE(zrrt::addLogTarget(file, 2));
+  log.file = file;
+  return ZRError::eNoError;
+}
+
+/// Needs no destructor, so that it serves until the thread's very end.
+const char* threadNumberTag() {
+  static thread_local std::array<char, 24> tag{};
+  if (tag[0] == '\0') {
+    std::snprintf(tag.data(), tag.size(), "%zx", static_cast<std::size_t>(platform::currentThreadNumber()));
+  }
+  return tag.data();
 }
 
 }  // namespace
@@ -132,16 +164,8 @@ void nameCurrentThread(const char* name, bool appendThreadNumber) {
 }
 
 const char* currentThreadTag() {
-  LogThread* thread = LogThread::current();
-  if (thread == nullptr) return "";
-  if (!thread->name.empty()) return thread->name.c_str();
-  if (thread->numberTag.empty()) {
-    std::array<char, 24> number;
-    std::snprintf(number.data(), number.size(), "%zx",
-                  static_cast<std::size_t>(platform::currentThreadNumber()));
-    thread->numberTag = number.data();
-  }
-  return thread->numberTag.c_str();
+  const LogThread* thread = LogThread::current();
+  return thread != nullptr && !thread->name.empty() ? thread->name.c_str() : threadNumberTag();
 }
 
 ZRResult addLogTarget(const boost::shared_ptr<ILogTarget>& target, int mode) {
@@ -170,18 +194,22 @@ ZRResult setLogListener(int slot, const boost::shared_ptr<ILogListener>& listene
   return ZRError::eNoError;
 }
 
-ZRResult startLog(const ZRString& path, bool truncate) {
-  nameCurrentThread("main", false);
-  setDebugLogging(true);
-  ZR_RETURN_FAILURE(createFolderOf(path));
-  const auto file = boost::make_shared<ZRLogFile>();
-  ZR_RETURN_FAILURE(file->open(path, truncate));
-  ZR_RETURN_FAILURE(addLogTarget(file, 2));
-  manager().file = file;
-  return ZRError::eNoError;
+void switchConsole(bool on) {
+  manager().writesToSecondary.store(on, std::memory_order_relaxed);
 }
 
-void stopLog() {
+ZRResult startLog(const ZRString& path, bool truncate) {
+  ZRResult opened = openLogFile(path, truncate);
+  setDebugLogging(true);
+  nameCurrentThread("main", false);
+  return opened;
+}
+
+ZRString logPath() {
+  return manager().path;
+}
+
+void stopLog() noexcept {
   LogManager& log = manager();
   if (!log.file) return;
   log.file->close();

@@ -67,17 +67,23 @@ void nameCurrentThread(const char* name, bool appendThreadNumber);
 /// Fails: eBadParameter for a null target; eExists when the slot is taken.
 ZRResult addLogTarget(const boost::shared_ptr<ILogTarget>& target, int mode);
 void clearLogTarget();
-/// Lines go here as well while it is set; null ends that.
+/// Lines go here as well; null ends that.
 void setConsoleTarget(const boost::shared_ptr<ILogTarget>& target);
+/// Whether the console target gets lines; on from the start.
+void switchConsole(bool on);
 /// Slot 0 or 1; null empties it.
 ZRResult setLogListener(int slot, const boost::shared_ptr<ILogListener>& listener);
 
 /// Starts the log in a file: creates its folder if needed, opens it (appending unless `truncate`; a file that
-/// is not there yet is created), makes it the target, switches debug messages on, and names the calling
-/// thread "main".
+/// cannot be appended to is made anew), makes it the target, switches debug messages on, and names the
+/// calling thread "main"; the last two also when it fails. Fails: eExists while a target is set; with the
+/// system's error when the folder or the file cannot be made.
 ZRResult startLog(const ZRString& path, bool truncate);
-/// Writes what is pending, closes the file and empties the target slot.
-void stopLog();
+/// The path that `startLog` was last given.
+[[nodiscard]] ZRString logPath();
+/// Writes what is pending, closes the file and empties the target slot. Without a started log it does
+/// nothing.
+void stopLog() noexcept;
 /// Whether level 0 is written.
 void setDebugLogging(bool on);
 

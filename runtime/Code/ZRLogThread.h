@@ -8,9 +8,8 @@ namespace zrrt {
 
 /// What the log keeps per thread.
 struct LogThread {
-  std::string name;       ///< empty: the thread has none
-  std::string numberTag;  ///< its number in hexadecimal, filled on first use
-  std::string line;       ///< the line being made; kept for its memory
+  std::string name;  ///< empty: the thread has none
+  std::string line;  ///< the line being made; kept for its memory
   ZRLogCollapserData repeats;
 
   /// The calling thread's; null when the thread is ending and has none any more.

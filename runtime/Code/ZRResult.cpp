@@ -11,6 +11,7 @@
 
 #include "runtime/Code/ZRFormat.h"
 #include "runtime/Code/ZRLog.h"
+#include "runtime/Code/ZRRequireException.h"
 
 namespace {
 
@@ -138,6 +139,10 @@ void zrAssertionFailed(const ZRLocation& location, const char* format, ...) {
   va_end(arguments);
   zrrt::log(ZRLogLevel::eCritical, "Assertion failure at %s. %s", location.text().c_str(), detail.c_str());
 }
+
+ZRRequireException::ZRRequireException(const char* expression, const ZRLocation& location)
+    : std::logic_error("Requirement \"" + std::string(expression) + "\" violated at " +
+                       location.text().str()) {}
 
 void zrUnhandledException() noexcept {
   const char* text = "unknown";

@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <array>
 #include <iterator>
+#include <memory>
 #include <vector>
 
 #include "runtime/Code/ZRResult.h"
@@ -178,9 +179,10 @@ constexpr CodeRange kRanges[] = {
     {12500, 12999, "component connection error code"},
 };
 
-/// Filled during start-up, only read afterwards.
+/// Filled during start-up, only read afterwards; never destroyed, as failures are reported until the very
+/// end.
 std::vector<ZRResult::NameProvider>& nameProviders() {
-  static std::vector<ZRResult::NameProvider> providers;
+  static auto& providers = *std::make_unique<std::vector<ZRResult::NameProvider>>().release();
   return providers;
 }
 

@@ -8,6 +8,7 @@
 #include "platform/FileManager.h"
 #include "platform/Folders.h"
 #include "runtime/Code/ZRLog.h"
+#include "runtime/Code/ZRPlatformError.h"
 
 namespace {
 
@@ -26,15 +27,6 @@ ZRString standardised(const ZRString& path) {
   for (const ZRString& component : path.split('/'))
     walk(standard, component.view());
   return ZRString(standard.empty() ? "/" : standard);
-}
-
-ZRResult createFolder(const ZRString& folder) {
-  const platform::Error error = platform::defaultFileManager().createFolder(folder.str());
-  if (!error) return ZRError::eNoError;
-  if (error.domain == platform::kPosixErrorDomain) {
-    return ZRResult::fromSystemError("createFolder", static_cast<int>(error.code));
-  }
-  return ZRResult(ZRError::eSomeError, "%s", error.description.c_str());
 }
 
 /// Forwards a failure, which is also logged here.
@@ -64,7 +56,8 @@ ZRResult HOLLogManager::processLogFolder(ZRString& folder) {
   ZRString logs;
   ZR_RETURN_FAILURE(logFolder(logs));
   folder = processLogFolderPath(logs, platform::mainBundleIdentifier(), ::getpid());
-  return reported(createFolder(folder), ZR_HERE);
+  const platform::Error error = platform::defaultFileManager().createFolder(folder.str());
+  return reported(zrrt::resultOf(error, "createFolder"), ZR_HERE);
 }
 
 ZRResult HOLLogManager::startLog(const ZRString& path, bool truncate) {

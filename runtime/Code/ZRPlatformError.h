@@ -1,0 +1,13 @@
+#pragma once
+
+#include "platform/Error.h"
+#include "runtime/Code/ZRResult.h"
+
+namespace zrrt {
+
+/// The result of a platform service's outcome: eNoError without an error; for one of the POSIX domain the
+/// result of that system error in `method`; else eSomeError. A failure's message ends with the service's
+/// description.
+[[nodiscard]] ZRResult resultOf(const platform::Error& error, const char* method);
+
+}  // namespace zrrt
