@@ -91,13 +91,14 @@ int main() {
   }
   benchmark::print("300 patches", "xargs -P3 bspatch", against, benchmark::Meaning::time, 0.90);
 
-  benchmark::Comparison parents{1e99, against.ours};
-  const std::vector<char> memory(200u << 20, 'x');
+  benchmark::Comparison parents;
   for (int round = 0; round < 7; ++round) {
+    measure(parents.peer, [&] { workspace.ours(); });
+    const std::vector<char> memory(200u << 20, 'x');
     measure(parents.ours, [&] { workspace.ours(); });
+    if (memory.back() != 'x') return 1;
   }
   benchmark::print("300 patches, parent of 200 MB", "a small parent", parents, benchmark::Meaning::time,
                    1.05);
   fs::remove_all(top);
-  return memory.back() == 'x' ? 0 : 1;
 }

@@ -59,7 +59,7 @@ struct DeltaOrderSearch::Choices {
   };
   std::array<Choice, kMaxMoving> list{};
   std::size_t count = 0;
-  std::uint32_t otherwise;  ///< the size when no source is there
+  std::uint32_t otherwise = 0;  ///< the size when no source is there
 
   [[nodiscard]] std::uint32_t sizeAfter(std::uint32_t installed) const {
     for (std::size_t i = 0; i < count; ++i) {

@@ -31,10 +31,6 @@ ZRResult resolvePath(const ZRString& path, ZRString& resolved) {
   return ZRError::eNoError;
 }
 
-bool liesBelow(const ZRString& resolved, const ZRString& resolvedFolder) {
-  return resolved.startsWith(withTrailingSlash(resolvedFolder).view());
-}
-
 ZRResult resolveTreeTop(const ZRString& folder, ZRString& resolved) {
   ZRString itself = folder;
   itself.trimRight("/");  // with a "/" at the end a link would be looked through
@@ -45,12 +41,35 @@ ZRResult resolveTreeTop(const ZRString& folder, ZRString& resolved) {
   return resolvePath(folder, resolved);
 }
 
-ZRResult requireInside(const ZRString& path, const ZRString& resolvedTop) {
-  ZRString resolved;
-  if (resolvePath(path, resolved).isFailure() || liesBelow(resolved, resolvedTop)) return ZRError::eNoError;
-  return ZRResult(ZRError::eNoAccess, "%s leads out of %s", path.c_str(), resolvedTop.c_str());
-}
-
 ZRString withTrailingSlash(const ZRString& path) {
   return path.endsWith("/") ? path : path + "/";
+}
+
+ZRResult DeltaTree::requireInside(const ZRString& path) const {
+  ZRString resolved;
+  if (resolvePath(path, resolved).isFailure() || holds(resolved)) return ZRError::eNoError;
+  return ZRResult(ZRError::eNoAccess, "%s leads out of %s", path.c_str(), _top.c_str());
+}
+
+bool DeltaTree::holdsFile(const ZRString& path) {
+  const TreeEntry entry = treeEntry(path);
+  if (entry == TreeEntry::file) {
+    return holdsFolder(path.substr(0, static_cast<std::int32_t>(path.findLast('/'))));
+  }
+  ZRString resolved;
+  return entry == TreeEntry::otherLink && resolvePath(path, resolved).isSuccess() && holds(resolved) &&
+         treeEntry(resolved) == TreeEntry::file;
+}
+
+bool DeltaTree::holds(const ZRString& resolved) const {
+  return resolved == _top || resolved.startsWith(withTrailingSlash(_top).view());
+}
+
+/// Resolving costs as much as hashing a small file, so a folder is resolved once for all its files.
+bool DeltaTree::holdsFolder(const ZRString& folder) {
+  if (_lastFolder == folder) return _lastFolderIsInside;
+  ZRString resolved;
+  _lastFolder = folder;
+  _lastFolderIsInside = resolvePath(folder, resolved).isSuccess() && holds(resolved);
+  return _lastFolderIsInside;
 }

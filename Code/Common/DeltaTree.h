@@ -1,5 +1,7 @@
 #pragma once
 
+#include <utility>
+
 #include "runtime/Code/ZRResult.h"
 #include "runtime/Strings/ZRString.h"
 
@@ -17,15 +19,29 @@ enum class TreeEntry { nothing, file, folder, linkToFolder, otherLink, special }
 /// Fails naming "realpath()", with eNotFound when there is nothing at the path.
 ZRResult resolvePath(const ZRString& path, ZRString& resolved);
 
-/// Whether `resolved` lies below `resolvedFolder`; both resolved.
-[[nodiscard]] bool liesBelow(const ZRString& resolved, const ZRString& resolvedFolder);
-
 /// The resolved path of a package's top folder.
 /// Fails: eNoAccess when a link stands in its place; as `resolvePath`.
 ZRResult resolveTreeTop(const ZRString& folder, ZRString& resolved);
 
-/// Fails with eNoAccess when `path` is there and leads out of the tree.
-ZRResult requireInside(const ZRString& path, const ZRString& resolvedTop);
-
 /// `path` with a "/" at its end.
 [[nodiscard]] ZRString withTrailingSlash(const ZRString& path);
+
+/// The folder of one package, and what in it is its own.
+class DeltaTree {
+ public:
+  explicit DeltaTree(ZRString resolvedTop) : _top(std::move(resolvedTop)) {}
+
+  /// Fails with eNoAccess when there is something at `path` that lies outside.
+  ZRResult requireInside(const ZRString& path) const;
+
+  /// Whether `path`, or what a link there leads to, is a file inside. Quick for paths of one folder in a row.
+  [[nodiscard]] bool holdsFile(const ZRString& path);
+
+ private:
+  [[nodiscard]] bool holds(const ZRString& resolved) const;
+  [[nodiscard]] bool holdsFolder(const ZRString& folder);
+
+  ZRString _top;
+  ZRString _lastFolder;
+  bool _lastFolderIsInside = false;
+};

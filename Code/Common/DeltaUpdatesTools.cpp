@@ -66,7 +66,7 @@ ZRResult listFolder(const ZRString& folder, std::vector<ZRString>& names) {
 /// tree the walk comes anyway, and elsewhere the package has no business.
 class TreePatcher {
  public:
-  TreePatcher(ZRString resolvedTop, ZRDynamicThreadPool& pool) : _top(std::move(resolvedTop)), _pool(pool) {}
+  TreePatcher(ZRString resolvedTop, ZRDynamicThreadPool& pool) : _tree(std::move(resolvedTop)), _pool(pool) {}
 
   /// Queues and awaits the patches of a folder, those of its sub-folders on the way.
   ZRResult walk(const ZRString& deltaFolder, const ZRString& sourceFolder) {
@@ -87,7 +87,7 @@ class TreePatcher {
     const ZRString path = delta + name;
     const TreeEntry entry = treeEntry(path);
     if (entry == TreeEntry::folder) return walk(path, source + name);
-    if (entry == TreeEntry::linkToFolder) return requireInside(path, _top);
+    if (entry == TreeEntry::linkToFolder) return _tree.requireInside(path);
     if (!name.endsWith(kPatchSuffix)) return ZRError::eNoError;
     return queuePatch(delta, source, name, tasks);
   }
@@ -119,7 +119,7 @@ class TreePatcher {
     return ZRError::eNoError;
   }
 
-  const ZRString _top;
+  const DeltaTree _tree;
   ZRDynamicThreadPool& _pool;
 };
 
@@ -148,25 +148,37 @@ ZRResult openCheckSums(const ZRString& path, ZRFile& list) {
   return list.open(path, ZRFile::eRead, ZRFile::eOpenExisting);
 }
 
-ZRResult queueCheck(const ZRString& line, const ZRString& folder, const ZRString& resolvedTop,
-                    ZRDynamicThreadPool& pool, TaskList& tasks) {
-  const std::size_t blank = line.findLast(' ');
-  if (blank == ZRString::npos) return ZRError::eUnexpected;
-  const auto pathLength = static_cast<std::int32_t>(blank);
-  return queueTask(boost::make_shared<CheckTask>(line.substr(pathLength + 1),
-                                                 folder + line.substr(0, pathLength), resolvedTop),
-                   pool, tasks);
-}
+/// Reads the list and queues a check for each line.
+class CheckQueue {
+ public:
+  CheckQueue(ZRString folder, ZRString resolvedTop, ZRDynamicThreadPool& pool)
+      : _folder(std::move(folder)), _tree(std::move(resolvedTop)), _pool(pool) {}
 
-ZRResult queueChecks(ZRFile& list, const ZRString& folder, const ZRString& resolvedTop,
-                     ZRDynamicThreadPool& pool, TaskList& tasks) {
-  ZRString line;
-  ZRResult result = list.readLine(line);
-  for (; result.code() == ZRError::eNoError; result = list.readLine(line))
-    ZR_RETURN_FAILURE(queueCheck(line, folder, resolvedTop, pool, tasks));
-  if (result.code() != ZRError::eEnd) ZR_RETURN_FAILURE(result);
-  return ZRError::eNoError;
-}
+  ZRResult fill(ZRFile& list) {
+    ZRString line;
+    ZRResult result = list.readLine(line);
+    for (; result.code() == ZRError::eNoError; result = list.readLine(line))
+      ZR_RETURN_FAILURE(add(line));
+    if (result.code() != ZRError::eEnd) ZR_RETURN_FAILURE(result);
+    return ZRError::eNoError;
+  }
+  [[nodiscard]] const TaskList& tasks() const { return _tasks; }
+
+ private:
+  ZRResult add(const ZRString& line) {
+    const std::size_t blank = line.findLast(' ');
+    if (blank == ZRString::npos) return ZRError::eUnexpected;
+    const auto pathLength = static_cast<std::int32_t>(blank);
+    const ZRString path = _folder + line.substr(0, pathLength);
+    const auto where = _tree.holdsFile(path) ? CheckTask::Where::inTree : CheckTask::Where::elsewhere;
+    return queueTask(boost::make_shared<CheckTask>(line.substr(pathLength + 1), path, where), _pool, _tasks);
+  }
+
+  const ZRString _folder;
+  DeltaTree _tree;
+  ZRDynamicThreadPool& _pool;
+  TaskList _tasks;
+};
 
 // --------------------------------------------------------------------------------------------- commands
 
@@ -198,10 +210,11 @@ ZRResult verifyCheckSums(ZRString folder, ZRDynamicThreadPool* pool) {
 
   ZRFile list;
   ZR_RETURN_FAILURE(openCheckSums(listPath, list));
-  TaskList tasks;
-  const ZRResult queued = queueChecks(list, folder, resolvedTop, *pool, tasks);
+  CheckQueue checks(folder, resolvedTop, *pool);
+  const ZRResult queued = checks.fill(list);
   const ZRResult closed = list.close();
-  const ZRResult checked = waitForTasks(tasks);  // also after a bad line: nothing reads the tree after this
+  const ZRResult checked =
+      waitForTasks(checks.tasks());  // also after a bad line: nothing reads the tree after this
   ZR_RETURN_FAILURE(queued);
   ZR_RETURN_FAILURE(closed);
   ZR_RETURN_FAILURE(checked);
@@ -216,10 +229,11 @@ ZRResult setExeFileAttributes(ZRString bundleFolder) {
                  bundleFolder.c_str());
   ZRString resolvedTop;
   ZR_RETURN_FAILURE(resolveTreeTop(bundleFolder, resolvedTop));
+  const DeltaTree tree(resolvedTop);
   bundleFolder = withTrailingSlash(bundleFolder);
   for (const char* executable : kBundleExecutables) {
     const ZRString path = bundleFolder + executable;
-    ZR_RETURN_FAILURE(requireInside(path, resolvedTop));  // chmod follows links
+    ZR_RETURN_FAILURE(tree.requireInside(path));  // chmod follows links
     ZRString quoted;
     ZR_RETURN_FAILURE(quoteArgument(path, quoted));
     ZR_RETURN_FAILURE(runCommand("/bin/chmod a+x " + quoted, kChmodLimitMilliseconds));
@@ -253,26 +267,21 @@ ZRResult PatchTask::run(ZRDynamicPoolWorkerThread& /*worker*/) {
   return ZRError::eNoError;
 }
 
-CheckTask::CheckTask(ZRString expectedDigest, ZRString filePath, ZRString resolvedTop)
+CheckTask::CheckTask(ZRString expectedDigest, ZRString filePath, Where where)
     : ZRTask("CheckMD5"),
       _expectedDigest(std::move(expectedDigest)),
       _filePath(std::move(filePath)),
-      _resolvedTop(std::move(resolvedTop)) {}
+      _where(where) {}
 
 ZRResult CheckTask::run(ZRDynamicPoolWorkerThread& /*worker*/) {
-  ZR_RETURN_FAILURE(requireFileInTree());
+  if (_where == Where::elsewhere || ZRFile::exists(_filePath).code() != ZRStatus::eYes) {
+    return ZRResult(ZRError::eNotFound, "File %s not found", _filePath.c_str())
+        .wrapped("Error returned", ZR_HERE);
+  }
   ZRString digest;
   ZR_RETURN_FAILURE(fileDigest(_filePath, digest));
   if (digest == _expectedDigest) return ZRError::eNoError;
   zrrt::log(ZRLogLevel::eError, "File %s checksum %s verification failed!", _filePath.c_str(),
             _expectedDigest.c_str());
   return ZRResult(ZRError::eUnexpected).wrapped("Error returned", ZR_HERE);
-}
-
-/// A link to a file of the tree is that file; whatever else a path leads to is not in the tree.
-ZRResult CheckTask::requireFileInTree() const {
-  ZRString resolved;
-  const bool found = resolvePath(_filePath, resolved).isSuccess() && liesBelow(resolved, _resolvedTop) &&
-                     treeEntry(resolved) == TreeEntry::file;
-  return found ? ZRResult() : ZRResult(ZRError::eNotFound, "File %s not found", _filePath.c_str());
 }
