@@ -20,7 +20,7 @@ namespace staging {
 /// What is wrong with a host's certificate.
 enum class Certificate { good, expired, notYetValid, selfSigned, unknownIssuer, wrongHost };
 
-/// How a host meets a client before any HTTP.
+/// How a host meets a client that comes through the proxy, before any HTTP.
 enum class Handshake {
   regular,
   refused,   ///< the proxy answers 403 to CONNECT
@@ -53,13 +53,14 @@ enum class Ending {
 /// An answer. The makers below give the usual ones; change fields for the rest.
 struct Reply {
   int status = 200;
-  std::map<std::string, std::string> headers;
-  std::string body;
-  std::string file;  ///< path; sent as the body when not empty, read anew each time
-  std::optional<std::uint64_t> announcedLength;  ///< a Content-Length that differs from the body's
-  std::optional<std::string> raw;                ///< sent instead of all of the above
+  std::map<std::string, std::string> headers = {};
+  std::string body = {};
+  std::string file = {};  ///< path; sent as the body when not empty, read anew each time
+  std::optional<std::uint64_t> announcedLength = {};  ///< a Content-Length that differs from the body's
+  std::optional<std::string> raw = {};                ///< sent instead of all of the above
   Ending ending = Ending::regular;
-  std::optional<std::uint64_t> endAfter;  ///< bytes of the body (or of `raw`) before the ending; else all
+  std::optional<std::uint64_t> endAfter =
+      {};  ///< bytes of the body (or of `raw`) before the ending; else all
 
   [[nodiscard]] static Reply text(std::string body);
   [[nodiscard]] static Reply fromFile(std::string path);
@@ -81,7 +82,7 @@ struct Request {
   std::string userAgent;
   std::map<std::string, std::string> headers;  ///< names in lower case
   int status = 0;                              ///< answered; 0 for `Reply::raw`
-  std::uint64_t bodyBytes = 0;                 ///< of the answer, as far as it was sent
+  std::uint64_t bodyBytes = 0;                 ///< of the answer, as far as it was handed to the system
 };
 
 /// A request that a strict server waits for.
@@ -95,7 +96,7 @@ struct ServerOptions {
   std::vector<Host> hosts = agentHosts();
   std::uint16_t port = 0;       ///< of the HTTPS server; 0: the system chooses
   std::uint16_t proxyPort = 0;  ///< of the proxy; 0: the system chooses
-  std::string logFile;          ///< one line a request is appended; empty: none
+  std::string logFile = {};     ///< one line a request is appended; empty: none
 };
 
 class Server {
@@ -112,7 +113,8 @@ class Server {
   void serve(const std::string& host, const std::string& path, Reply reply);
   /// Answers one after the other; the last one stays.
   void serve(const std::string& host, const std::string& path, std::vector<Reply> replies);
-  /// What no `serve` answers is looked for below `folder`, as the path says; 404 when it is not there.
+  /// What no `serve` answers is looked for below `folder`, as the path (percent-decoded) says; 404 when it is
+  /// not there, or would lie outside the folder.
   void serveFolder(const std::string& host, const std::string& folder);
   /// From now on exactly these requests are expected, in this order. Each one is answered all the same.
   void expect(std::vector<Expected> requests);
@@ -121,7 +123,7 @@ class Server {
   /// come.
   [[nodiscard]] std::vector<std::string> unexpectedRequests() const;
   [[nodiscard]] std::vector<std::string> missingRequests() const;
-  /// Everything answered so far, in the order in which the answers ended.
+  /// Everything so far, in the order of arrival.
   [[nodiscard]] std::vector<Request> requests() const;
 
   [[nodiscard]] std::uint16_t port() const;
@@ -129,7 +131,7 @@ class Server {
   [[nodiscard]] std::string proxyUrl() const;
   /// The PEM file with the certificate authority that clients are to trust; removed at the end.
   [[nodiscard]] const std::string& caFile() const;
-  /// `https_proxy` and `SSL_CERT_FILE` for a client; `no_proxy` is emptied.
+  /// `https_proxy` and `SSL_CERT_FILE` for a client; `no_proxy` and `NO_PROXY` are emptied.
   [[nodiscard]] std::map<std::string, std::string> environment() const;
 
   /// Ends all connections and threads within a second. Idempotent.

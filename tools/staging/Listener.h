@@ -1,0 +1,33 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <thread>
+
+namespace staging {
+
+/// A port of 127.0.0.1 on which connections are accepted by a thread of its own.
+class Listener {
+ public:
+  /// Hands each connected socket to its taker, which closes it.
+  using Take = std::function<void(int socket)>;
+
+  /// Port 0 lets the system choose one. Throws std::system_error when the port cannot be had.
+  Listener(std::uint16_t port, Take take);
+  ~Listener();
+  Listener(const Listener&) = delete;
+  Listener& operator=(const Listener&) = delete;
+
+  [[nodiscard]] std::uint16_t port() const { return _port; }
+
+ private:
+  void bind();
+  void run();
+
+  int _socket;
+  std::uint16_t _port;
+  Take _take;
+  std::thread _thread;
+};
+
+}  // namespace staging
