@@ -1,0 +1,351 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <random>
+#include <regex>
+#include <string>
+#include <string_view>
+#include <thread>
+#include <vector>
+
+#include "runtime/Json/JsonValue.h"
+#include "runtime/Json/ZRJsonParser.h"
+#include "tests/support/ResultMatchers.h"
+
+namespace {
+
+using foundation::json::JsonNode;
+using foundation::json::JsonNumber;
+using foundation::json::JsonValue;
+using testing::HasSubstr;
+
+// In a buffer of exactly that size, so that a sanitizer sees a look behind the end.
+ZRResult parse(std::string_view text, ZRJsonValue& out) {
+  const std::vector<char> exact(text.begin(), text.end());
+  return ZRJsonParser::parse(exact.empty() ? "" : exact.data(), exact.size(), out);
+}
+
+JsonNode parseNode(std::string_view text) {
+  const std::vector<char> exact(text.begin(), text.end());
+  return foundation::json::parse(exact.empty() ? "" : exact.data(), exact.size());
+}
+
+std::string describe(const JsonNumber& number) {
+  static constexpr const char* kTags[] = {"i32 ", "u32 ", "i64 ", "u64 ", "double "};
+  const std::string tag = kTags[number.tag];
+  if (number.tag == JsonNumber::eDouble) return tag + std::to_string(number.asDouble);
+  const bool isSigned = number.tag == JsonNumber::eInt32 || number.tag == JsonNumber::eInt64;
+  return tag + (isSigned ? std::to_string(number.asSigned) : std::to_string(number.asUnsigned));
+}
+
+// The kind and value of a scalar, the size of a container.
+std::string describe(const JsonNode& node) {
+  if (node == nullptr) return "refused";
+  if (const auto* number = node->as<JsonNumber>()) return describe(*number);
+  if (const auto* text = node->as<std::string>()) return "string " + *text;
+  if (const auto* flag = node->as<bool>()) return *flag ? "true" : "false";
+  if (const auto* array = node->asArray()) return "array " + std::to_string(array->size());
+  if (const auto* object = node->asObject()) return "object " + std::to_string(object->size());
+  return "null";
+}
+
+struct TextCase {
+  std::string_view text;
+  std::string expected;
+};
+
+using namespace std::string_literals;
+using namespace std::string_view_literals;
+
+const TextCase kTexts[] = {
+    // around and between values
+    {"  {}  ", "object 0"},
+    {"\t\n\v\f\r[ ]", "array 0"},
+    {"", "refused"},
+    {" ", "refused"},
+    {"{}x", "refused"},
+    {"{}\0"sv, "refused"},
+    {"\0{}"sv, "refused"},
+    {"[1\0,2]"sv, "refused"},
+    {"\xC2\xA0{}", "refused"},
+    {"null", "null"},
+    {"true", "true"},
+    {"false", "false"},
+    {"truex", "refused"},
+    {"True", "refused"},
+    {"tru", "refused"},
+    // containers
+    {"[1,]", "refused"},
+    {"[,1]", "refused"},
+    {"[1 2]", "refused"},
+    {"[1", "refused"},
+    {"[1}", "refused"},
+    {"[truefalse]", "refused"},
+    {"[true,[],{},\"\",null]", "array 5"},
+    {R"({"a":1,})", "refused"},
+    {R"({"a" 1})", "refused"},
+    {R"({"a":})", "refused"},
+    {R"({a:1})", "refused"},
+    {R"({"":1})", "refused"},
+    {R"({"a":1]})", "refused"},
+    {R"( { "a" : 1 , "b" : [ ] } )", "object 2"},
+    {R"({"a":1,"a":2})", "object 1"},
+    // numbers
+    {"0", "u32 0"},
+    {"-0", "i32 0"},
+    {"0123", "refused"},
+    {"-01", "refused"},
+    {"01.5", "refused"},
+    {"0x10", "refused"},
+    {"+1", "refused"},
+    {"-", "refused"},
+    {".", "refused"},
+    {"-.", "refused"},
+    {".e1", "refused"},
+    {".5", "double 0.500000"},
+    {"-.5", "double -0.500000"},
+    {"5.", "double 5.000000"},
+    {"1E+2", "double 100.000000"},
+    {"0e1", "double 0.000000"},
+    {"1e", "refused"},
+    {"1e+", "refused"},
+    {"1.5.5", "refused"},
+    {"NaN", "refused"},
+    {"4294967295", "u32 4294967295"},
+    {"4294967296", "u64 4294967296"},
+    {"-2147483648", "i32 -2147483648"},
+    {"-2147483649", "i64 -2147483649"},
+    {"18446744073709551615", "u64 18446744073709551615"},
+    {"18446744073709551616", "u64 18446744073709551615"},
+    {"99999999999999999999", "u64 18446744073709551615"},
+    {"-9223372036854775808", "i64 -9223372036854775808"},
+    {"-9223372036854775809", "i64 -9223372036854775808"},
+    // strings
+    {R"("\"\\\/\b\f\n\r\t")", "string \"\\/\b\f\n\r\t"},
+    {"\"raw\ttab and\nline feed\"", "string raw\ttab and\nline feed"},
+    {R"("\u0041\u00e9\u20AC")", "string A\xC3\xA9\xE2\x82\xAC"},
+    {R"("\uD83D\uDE00")", "string \xED\xA0\xBD\xED\xB8\x80"},
+    {R"("a\u0000b")", "string a\0b"s},
+    {R"("\x")", "refused"},
+    {R"("\u12")", "refused"},
+    {R"("\u12G4")", "refused"},
+    {R"("\u123)", "refused"},
+    {R"("\)", "refused"},
+    {"\"open", "refused"},
+    {"\"a\0b\""sv, "refused"},
+    {"\"\xC0\x80 \xF4\x90\x80\x80 \xFB\xBF\xBF\xBF\xBF \xFD\xBF\xBF\xBF\xBF\xBF\"",
+     "string \xC0\x80 \xF4\x90\x80\x80 \xFB\xBF\xBF\xBF\xBF \xFD\xBF\xBF\xBF\xBF\xBF"},
+    {"\"\x80\"", "refused"},
+    {"\"\xFE\xBF\xBF\xBF\xBF\xBF\xBF\"", "refused"},
+    {"\"\xE2\x82\"", "refused"},
+    {"\"\xE2\x82", "refused"},
+};
+
+TEST(Json, AcceptsAndRefusesTexts) {
+  for (const TextCase& row : kTexts) {
+    EXPECT_EQ(describe(parseNode(row.text)), row.expected) << row.text;
+  }
+}
+
+// The grammar of a number and the C library's conversions, over random texts of its characters.
+TEST(Json, NumbersAreThoseOfTheGrammarAndTheCLibrary) {
+  static const std::regex kGrammar(R"(-?((0|[1-9][0-9]*)(\.[0-9]*)?|\.[0-9]+)([eE][-+]?[0-9]+)?)");
+  static constexpr std::string_view kCharacters = "0123456789-+.eE";
+  std::mt19937 random(4711);
+  int accepted = 0;
+  for (int i = 0; i < 20'000; ++i) {
+    std::string text;
+    for (std::size_t length = 1 + random() % 6; text.size() < length;) {
+      const bool anyCharacter = random() % 3 == 0;
+      text += kCharacters[random() % (anyCharacter ? kCharacters.size() : 10)];
+      if (random() % 8 == 0) text += "1234567890";
+    }
+    const JsonNode node = parseNode(text);
+    ASSERT_EQ(node != nullptr, std::regex_match(text, kGrammar)) << text;
+    if (node == nullptr) continue;
+    ++accepted;
+    const auto& number = *node->as<JsonNumber>();
+    if (text.find_first_of(".eE") != std::string::npos) {
+      ASSERT_EQ(number.tag, JsonNumber::eDouble) << text;
+      ASSERT_EQ(number.asDouble, std::strtod(text.c_str(), nullptr)) << text;
+    } else if (text[0] == '-') {
+      ASSERT_EQ(number.asSigned, std::strtoll(text.c_str(), nullptr, 10)) << text;
+    } else {
+      ASSERT_EQ(number.asUnsigned, std::strtoull(text.c_str(), nullptr, 10)) << text;
+    }
+  }
+  EXPECT_GT(accepted, 5'000);
+}
+
+TEST(Json, DamagedTextsNeverReachBehindTheirEnd) {
+  const std::string good = "{\"a\\u00e9\":[1,-2.5e3,\"\xE2\x82\xAC\",null,true],\"b\":{\"c\":{}}}";
+  std::mt19937 random(815);
+  for (int i = 0; i < 20'000; ++i) {
+    std::string text = good.substr(0, 1 + random() % good.size());
+    text[random() % text.size()] = static_cast<char>(random());
+    ZRJsonValue value;
+    const ZRResult result = parse(text, value);
+    std::size_t count = 0;
+    EXPECT_TRUE(result.isSuccess() || value.getSize(count).code() == ZRError::eBadFormat) << text;
+  }
+}
+
+TEST(Json, FailedParseLeavesTheHandleAlone) {
+  ZRJsonValue value;
+  ASSERT_CODE(ZRJsonParser::parse("[1,2,3]", value), ZRError::eNoError);
+  const ZRResult refused = ZRJsonParser::parse("[1,2", value);
+  EXPECT_CODE(refused, ZRError::eBadFormat);
+  EXPECT_THAT(refused.message().str(), HasSubstr("Failed to parse the JSON value"));
+  const ZRResult null = ZRJsonParser::parse(nullptr, value);
+  EXPECT_CODE(null, ZRError::eBadParameter);
+  EXPECT_THAT(null.message().str(), HasSubstr("Parameter check \"text != __null\" failed at "));
+  std::size_t count = 0;
+  ASSERT_CODE(value.getSize(count), ZRError::eNoError);
+  EXPECT_EQ(count, 3U);
+}
+
+struct IntegerCase {
+  const char* text;
+  std::uint32_t signedCode;
+  std::uint32_t unsignedCode;
+};
+
+constexpr std::uint32_t kGood = ZRError::eNoError;
+constexpr std::uint32_t kTooLong = ZRError::eTooLong;
+
+const IntegerCase kIntegers[] = {
+    {"0", kGood, kGood},
+    {"2147483647", kGood, kGood},
+    {"2147483648", kTooLong, kGood},
+    {"3000000000", kTooLong, kGood},
+    {"4294967295", kTooLong, kGood},
+    {"4294967296", kTooLong, kTooLong},
+    {"99999999999999999999", kTooLong, kTooLong},
+    {"-1", kGood, kTooLong},
+    {"-2147483648", kGood, kTooLong},
+    {"-2147483649", kTooLong, kTooLong},
+    {"1.0", kTooLong, kTooLong},
+    {"\"1\"", ZRError::eBadFormat, ZRError::eBadFormat},
+    {"true", ZRError::eBadFormat, ZRError::eBadFormat},
+};
+
+TEST(Json, IntegersMustFit) {
+  for (const IntegerCase& row : kIntegers) {
+    ZRJsonValue value;
+    ASSERT_CODE(ZRJsonParser::parse(row.text, value), ZRError::eNoError);
+    std::int32_t asSigned = 77;
+    std::uint32_t asUnsigned = 77;
+    EXPECT_CODE(value.getInt32(asSigned), row.signedCode) << row.text;
+    EXPECT_CODE(value.getUInt32(asUnsigned), row.unsignedCode) << row.text;
+    EXPECT_EQ(asSigned, row.signedCode == kGood ? std::strtoll(row.text, nullptr, 10) : 77) << row.text;
+    EXPECT_EQ(asUnsigned, row.unsignedCode == kGood ? std::strtoull(row.text, nullptr, 10) : 77) << row.text;
+  }
+}
+
+TEST(Json, GettersSayWhatIsWrong) {
+  ZRJsonValue object;
+  ASSERT_CODE(ZRJsonParser::parse(R"({"b":true,"s":"x\u0000y","a":[1]})", object), ZRError::eNoError);
+  ZRJsonValue child;
+  EXPECT_CODE(object.getMember("", child), ZRError::eBadParameter);
+  EXPECT_CODE(object.getMember("c", child), ZRError::eNotFound);
+  EXPECT_CODE(object.getItem(0, child), ZRError::eBadFormat);
+  const ZRResult nullKey = object.getMember(nullptr, child);
+  EXPECT_CODE(nullKey, ZRError::eBadParameter);
+  EXPECT_THAT(nullKey.message().str(), HasSubstr("Parameter check \"key != __null\" failed at "));
+
+  ASSERT_CODE(object.getMember("a", child), ZRError::eNoError);
+  EXPECT_CODE(child.getMember("a", child), ZRError::eBadFormat);
+  EXPECT_CODE(child.getItem(1, child), ZRError::eBadIndex);
+  ZRString text("before");
+  EXPECT_CODE(getStringMember(object, "b", text), ZRError::eBadFormat);
+  EXPECT_EQ(text, "before");
+  ASSERT_CODE(getStringMember(object, "s", text), ZRError::eNoError);
+  EXPECT_EQ(text, "x");
+  bool flag = false;
+  const ZRResult notBoolean = getBoolMember(object, "s", flag);
+  EXPECT_CODE(notBoolean, ZRError::eBadFormat);
+  EXPECT_THAT(notBoolean.message().str(), HasSubstr("Error returned at getBoolMember, zrjsonvalue.h:"));
+
+  std::size_t count = 0;
+  ASSERT_CODE(object.getMember("s", child), ZRError::eNoError);
+  const ZRResult noSize = child.getSize(count);
+  EXPECT_CODE(noSize, ZRError::eBadFormat);
+  EXPECT_THAT(noSize.message().str(), HasSubstr("Not an object"));
+}
+
+TEST(Json, HandleWithoutNode) {
+  ZRJsonValue empty(nullptr);
+  bool flag = false;
+  std::size_t count = 0;
+  EXPECT_CODE(empty.getBool(flag), ZRError::eBadState);
+  EXPECT_THAT(empty.getMember(nullptr, empty).message().str(), HasSubstr("\"_impl.get() != __null\""));
+  EXPECT_CODE(empty.getSize(count), ZRError::eBadState);
+  EXPECT_THAT(empty.getSize(count).message().str(), HasSubstr("\"_isValid()\""));
+}
+
+TEST(Json, LastOfEqualKeysWinsAndChildrenOutliveTheRoot) {
+  ZRJsonValue value;
+  ASSERT_CODE(ZRJsonParser::parse(R"({"a":{"n":1},"b":0,"a":{"n":2}})", value), ZRError::eNoError);
+  ASSERT_CODE(value.getMember("a", value), ZRError::eNoError);
+  std::int32_t number = 0;
+  ASSERT_CODE(getInt32Member(value, "n", number), ZRError::eNoError);
+  EXPECT_EQ(number, 2);
+}
+
+std::string nested(const char* open, const char* inner, const char* close, int levels) {
+  std::string text;
+  for (int i = 0; i < levels; ++i)
+    text += open;
+  text += inner;
+  for (int i = 0; i < levels; ++i)
+    text += close;
+  return text;
+}
+
+constexpr int kDeep = 1'000'000;
+
+TEST(Json, MillionLevelsAreParsedReadAndReleased) {
+  ZRJsonValue array;
+  ASSERT_CODE(parse(nested("[", "7", "]", kDeep), array), ZRError::eNoError);
+  ZRJsonValue object;
+  ASSERT_CODE(parse(nested("{\"a\":", "7", "}", kDeep), object), ZRError::eNoError);
+  // Reading down gives up each level above on the way; the copy is released whole afterwards.
+  ZRJsonValue inArray = array;
+  ZRJsonValue inObject = object;
+  object = ZRJsonValue();
+  bool allRead = true;
+  for (int i = 0; i < kDeep && allRead; ++i)
+    allRead = inArray.getItem(0, inArray).isSuccess() && inObject.getMember("a", inObject).isSuccess();
+  EXPECT_TRUE(allRead);
+  std::int32_t number = 0;
+  EXPECT_CODE(inArray.getInt32(number), ZRError::eNoError);
+  EXPECT_CODE(inObject.getInt32(number), ZRError::eNoError);
+  EXPECT_EQ(number, 7);
+  EXPECT_CODE(parse(nested("[", "", "", kDeep), array), ZRError::eBadFormat);
+  EXPECT_CODE(parse(nested("{\"a\":[", "7", "", kDeep), array), ZRError::eBadFormat);
+}
+
+TEST(Json, SharedNodesAreReleasedOnManyThreads) {
+  ZRJsonValue root;
+  ASSERT_CODE(parse(nested("[{\"a\":", "[1,2,3]", "},[]]", 2'000), root), ZRError::eNoError);
+  std::vector<std::thread> threads;
+  for (int thread = 0; thread < 4; ++thread) {
+    threads.emplace_back([copy = root]() mutable {
+      for (int level = 0; level < 2'000; ++level) {
+        ZRJsonValue item;
+        ASSERT_CODE(copy.getItem(0, item), ZRError::eNoError);
+        ASSERT_CODE(item.getMember("a", copy), ZRError::eNoError);
+      }
+      std::size_t count = 0;
+      ASSERT_CODE(copy.getSize(count), ZRError::eNoError);
+      EXPECT_EQ(count, 3U);
+    });
+  }
+  root = ZRJsonValue();
+  for (std::thread& thread : threads)
+    thread.join();
+}
+
+}  // namespace
