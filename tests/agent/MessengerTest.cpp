@@ -18,6 +18,7 @@
 #include "tests/agent/AgentHome.h"
 #include "tests/platform/OrdinaryUser.h"
 #include "tools/codesign/Signer.h"
+#include "tools/staging/StagingServer.h"
 
 namespace {
 
@@ -443,6 +444,56 @@ TEST_F(Messenger, AnArchiveThatIsThereIsNotDownloaded) {
   test::writeFile(home.tempPath() + "/config.json", document(kAddress));
   EXPECT_TRUE(home.engine().downloadAndInstallMessengerApp()) << home.log.text();
   EXPECT_TRUE(test::exists(computers()));
+}
+
+/// The agent's servers, with a document and the archive.
+class MessengerFromServer : public Messenger {
+ protected:
+  MessengerFromServer() {
+    makeArchive();
+    fs::rename(archive(), staging / "messenger.zip");
+    server.serve("builds.vantora.example", "/messenger.zip",
+                 staging::Reply::fromFile(staging / "messenger.zip"));
+  }
+
+  bool installFrom(const std::string& text) {
+    server.serve("updates.vantora.example", "/vntupdater/live/config.json", staging::Reply::text(text));
+    return home.engine().downloadAndInstallMessengerApp();
+  }
+
+  staging::Server server;
+  const std::map<std::string, std::optional<std::string>> variables = [this] {
+    const auto all = server.environment();
+    return std::map<std::string, std::optional<std::string>>(all.begin(), all.end());
+  }();
+  const test::ScopedEnvironment environment{variables};
+};
+
+TEST_F(MessengerFromServer, DownloadsAndInstalls) {
+  EXPECT_TRUE(installFrom(document(kAddress))) << home.log.text();
+  EXPECT_TRUE(test::exists(computers()));
+  const std::string size = std::to_string(fs::file_size(staging / "messenger.zip"));
+  EXPECT_THAT(home.log.text(),
+              testing::ContainsRegex("d: .*Download of Messenger.zip complete. Elapsed time = "
+                                     "[0-9.]+ secs, Bytes downloaded = " +
+                                     size));
+  ASSERT_FALSE(server.requests().empty());
+  EXPECT_EQ(server.requests().back().userAgent, home.engine().userAgent());
+}
+
+TEST_F(MessengerFromServer, NothingIsSaidWhenUpdatesAreDisabled) {
+  EXPECT_FALSE(installFrom(document(kAddress, false)));
+  EXPECT_TRUE(nothingInstalled());
+  EXPECT_FALSE(home.log.contains("E: ", "")) << home.log.text();
+  EXPECT_FALSE(home.log.contains("", "Messenger")) << home.log.text();
+}
+
+TEST_F(MessengerFromServer, ACutDownloadLeavesNoArchive) {
+  server.serve("builds.vantora.example", "/messenger.zip",
+               staging::Reply::fromFile(staging / "messenger.zip").endingAfter(100, staging::Ending::reset));
+  EXPECT_FALSE(installFrom(document(kAddress)));
+  expectLogged("E: Download of Messenger.zip failed");
+  EXPECT_FALSE(test::exists(archive()));
 }
 
 }  // namespace

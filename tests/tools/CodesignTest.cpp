@@ -260,6 +260,28 @@ TEST_F(Codesign, TrustsWhoItIsToldTo) {
   }
 }
 
+constexpr const char* kMakeIssuedCertificate = R"(set -e
+cd "$1"
+request() { openssl req -newkey rsa:2048 -nodes -keyout $1.key -subj /CN=$1 "${@:2}"; }
+request issuer -x509 -days 1 -addext keyUsage=keyCertSign -out issuer.pem
+request other -x509 -days 1 -addext keyUsage=keyCertSign -out other.pem
+request maker -out maker.csr
+printf '%s\n' extendedKeyUsage=codeSigning keyUsage=digitalSignature basicConstraints=CA:FALSE \
+  subjectKeyIdentifier=hash authorityKeyIdentifier=keyid >maker.ext
+openssl x509 -req -in maker.csr -CA issuer.pem -CAkey issuer.key -days 1 -extfile maker.ext -out maker.pem
+)";
+
+TEST_F(Codesign, TrustsWhomATrustedIssuerNames) {
+  test::writeFile(folder / "make", kMakeIssuedCertificate);
+  const std::string command = "bash '" + (folder / "make") + "' '" + folder.path() + "' >/dev/null 2>&1";
+  ASSERT_EQ(std::system(command.c_str()), 0);
+  const auto read = [&](const char* name) { return test::readFile(folder / name); };
+  sign({.certificate = read("maker.pem"), .privateKey = read("maker.key")});
+  EXPECT_EQ(verdict(bundle, {.deep = true}, {read("issuer.pem")}), "");
+  EXPECT_EQ(verdict(bundle, {.deep = true}, {read("maker.pem")}), "");  // without its issuer
+  EXPECT_THAT(verdict(bundle, {.deep = true}, {read("other.pem")}), HasSubstr("issuer certificate"));
+}
+
 TEST_F(Codesign, RefusesSealsThatAreSignedButWrong) {
   const std::string digest(43, 'A');
   const auto item = [](const std::string& path, const std::string& content) {
