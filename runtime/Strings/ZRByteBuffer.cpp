@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <utility>
 
 bool ZRByteBuffer::holdsZero() const noexcept {
   return std::memchr(c_str(), '\0', static_cast<std::size_t>(_used)) != nullptr;
@@ -10,10 +11,11 @@ bool ZRByteBuffer::holdsZero() const noexcept {
 void ZRByteBuffer::allocate(std::int32_t size) {
   const std::int32_t allocated = std::max(size, 1);
   auto bytes = std::make_unique<char[]>(static_cast<std::size_t>(allocated));
-  const std::int32_t kept = std::min(_used, allocated - 1);
-  std::memcpy(bytes.get(), c_str(), static_cast<std::size_t>(kept));
+  if (_bytes) {
+    std::memcpy(bytes.get(), _bytes.get(), static_cast<std::size_t>(std::min(_allocated, allocated) - 1));
+  }
   _bytes = std::move(bytes);
-  _used = kept;
+  _used = std::min(_used, allocated - 1);
   _allocated = allocated;
 }
 

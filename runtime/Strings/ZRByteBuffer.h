@@ -14,7 +14,7 @@ class ZRByteBuffer {
   /// Whether a zero byte stands before the end of what is used.
   [[nodiscard]] bool holdsZero() const noexcept;
 
-  /// Allocates exactly that number (at least one), keeping what fits of the used bytes.
+  /// Allocates exactly that number (at least one), keeping what fits of the bytes.
   void allocate(std::int32_t size);
   /// At most what the allocation holds; -1: up to the first zero byte of the allocation.
   void setUsed(std::int32_t used) noexcept;

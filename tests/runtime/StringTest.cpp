@@ -1,0 +1,255 @@
+#include <gtest/gtest.h>
+
+#include <climits>
+#include <cstring>
+
+#include "runtime/Code/ZRResult.h"
+#include "runtime/Strings/ZRAsciiString.h"
+#include "runtime/Strings/ZRString.h"
+#include "runtime/Strings/ZRUTF8String.h"
+#include "tests/support/LogCapture.h"
+#include "tests/support/ResultMatchers.h"
+
+namespace {
+
+TEST(String, NullTextsAreReportedAndNeverCrash) {
+  test::LogCapture log;
+  const char* null = nullptr;
+  EXPECT_TRUE(ZRString(null).isEmpty());
+  EXPECT_TRUE(log.contains(
+      "C: ", "NULL pointer passed to ZRNarrowStringBase::_constructorImpl(char*, int32, int32)"));
+  EXPECT_TRUE(ZRString("abc", -1).isEmpty());
+  EXPECT_TRUE(log.contains("C: ", "Negative length in ZRString"));
+  ZRString text("a");
+  text += null;
+  EXPECT_TRUE(log.contains("C: ", "Failure in ZRString += operator"));
+  EXPECT_EQ(text, "a");
+  text = null;
+  EXPECT_EQ(text, "(null)");
+}
+
+TEST(String, AppendsToItself) {
+  ZRString text("ab");
+  text += text;
+  text += text.c_str();
+  text = text.c_str() + 6;
+  text += 'c';
+  EXPECT_EQ(text, "abc");
+}
+
+TEST(String, PiecesStayInBounds) {
+  struct Case {
+    std::int32_t start;
+    std::int32_t count;
+    const char* piece;
+    const char* message;
+  };
+  const Case cases[] = {
+      {0, 5, "hello", nullptr},
+      {1, 3, "ell", nullptr},
+      {5, 0, "", nullptr},
+      {0, -1, "", "Negative length in substr"},
+      {9, -1, "", "Negative length in substr"},
+      {-1, 2, "", "Bounds check failed in substr"},
+      {6, 0, "", "Bounds check failed in substr"},
+      {1, 5, "", "Bounds check failed in substr"},
+      {1, INT_MAX, "", "Bounds check failed in substr"},
+  };
+  const ZRString text("hello");
+  for (const Case& c : cases) {
+    test::LogCapture log;
+    EXPECT_EQ(text.substr(c.start, c.count), c.piece) << c.start << ", " << c.count;
+    EXPECT_EQ(log.lines().size(), c.message != nullptr ? 1u : 0u) << log.text();
+    if (c.message == nullptr) continue;
+    EXPECT_TRUE(log.contains("C: ", c.message)) << log.text();
+    EXPECT_TRUE(log.contains("C: ", "Unexpected error in ZRString::substr(int32, int32)"));
+  }
+  test::LogCapture log;
+  EXPECT_EQ(text.substr(2), "llo");
+  EXPECT_EQ(text.substr(5), "");
+  EXPECT_TRUE(log.lines().empty());
+  for (const std::int32_t start : {-1, 6, INT_MIN, INT_MAX})
+    EXPECT_EQ(text.substr(start), "");
+  EXPECT_TRUE(log.contains("C: ", "Unexpected error in ZRString::substr(int32) at substr"));
+}
+
+TEST(String, Searches) {
+  const ZRString text("a/b/c");
+  EXPECT_EQ(text.find("/b"), 1u);
+  EXPECT_EQ(text.find('/', 2), 3u);
+  EXPECT_EQ(text.find("x"), ZRString::npos);
+  EXPECT_EQ(text.find("a", 99), ZRString::npos);
+  EXPECT_EQ(text.findLast('/'), 3u);
+  EXPECT_EQ(text.findFirstOf("cb"), 2u);
+  EXPECT_EQ(text.findFirstNotOf("a/"), 2u);
+  EXPECT_TRUE(text.startsWith("a/") && text.startsWith("") && !text.startsWith("a/b/c/"));
+  EXPECT_TRUE(text.endsWith("/c") && text.endsWith("") && !text.endsWith("xa/b/c"));
+}
+
+TEST(String, TrimsSetsOfCharacters) {
+  ZRString text(" \t x \r\n");
+  ZRString left = text;
+  left.trimLeft();
+  EXPECT_EQ(left, "x \r\n");
+  ZRString right = text;
+  right.trimRight();
+  EXPECT_EQ(right, " \t x");
+  text.trim();
+  EXPECT_EQ(text, "x");
+  text.trim("x");
+  EXPECT_EQ(text, "");
+  text.trim();
+  EXPECT_EQ(text, "");
+}
+
+TEST(String, Replaces) {
+  test::LogCapture log;
+  ZRString text("aaXaaX");
+  text.replaceFirst("X", "YX");
+  EXPECT_EQ(text, "aaYXaaX");
+  text.replaceAll("X", "XX");
+  EXPECT_EQ(text, "aaYXXaaXX");
+  text.replaceAll("aa", "");
+  EXPECT_EQ(text, "YXXXX");
+  text.replaceAll("none", "z");
+  EXPECT_TRUE(log.lines().empty());
+  text.replaceFirst("", "z");
+  text.replaceAll("", "z");
+  EXPECT_EQ(text, "YXXXX");
+  EXPECT_TRUE(log.contains("C: ", "Unexpected error in replaceFirst()"));
+  EXPECT_TRUE(log.contains("C: ", "Empty string in replaceFirst"));
+  EXPECT_TRUE(log.contains("C: ", "Unexpected error in replaceAll()"));
+  EXPECT_TRUE(log.contains("C: ", "Empty string in replaceAll"));
+}
+
+TEST(String, ReadsNumbers) {
+  struct Case {
+    const char* text;
+    std::int32_t radix;
+    std::uint32_t code;
+    long value;
+    const char* message;
+  };
+  const Case cases[] = {
+      {"12abc", 10, 2000, 12, ""},
+      {"ff", 16, 2000, 255, ""},
+      {" 7", 10, 2000, 7, ""},
+      {"-5", 10, 2000, -5, ""},
+      {"zz", 36, 2000, 1295, ""},
+      {"99999999999999999999", 10, 2000, LONG_MAX, ""},
+      {"x1", 10, 2017, -1, "String \"x1\" not a number in toInteger"},
+      {"", 10, 2017, -1, "String \"\" not a number in toInteger"},
+      {"2", 2, 2017, -1, "String \"2\" not a number in toInteger"},
+      {"1", 1, 2005, -1, "Radix 1 in toInteger"},
+      {"1", 37, 2005, -1, "Radix 37 in toInteger"},
+  };
+  for (const Case& c : cases) {
+    long value = -1;
+    const ZRResult result = ZRString(c.text).toInteger(c.radix, value);
+    EXPECT_CODE(result, c.code) << c.text;
+    EXPECT_EQ(value, c.value) << c.text;
+    EXPECT_EQ(result.message(), c.message);
+  }
+}
+
+TEST(String, FormatsUpToALength) {
+  EXPECT_EQ(ZRString::format(100, "%s-%03d", "a", 7), "a-007");
+  EXPECT_EQ(ZRString::format(3, "%s", "abcdef"), "abc");
+  EXPECT_EQ(ZRString::format(1000, "%s", std::string(300, 'x').c_str()).length(), 300);
+}
+
+TEST(String, ExchangesTextWithThePlatformAsUtf8) {
+  struct Case {
+    std::string bytes;
+    bool valid;
+  };
+  const Case cases[] = {
+      {"", true},
+      {"plain", true},
+      {"\xC3\xA4 \xE2\x82\xAC \xF0\x9F\x98\x80", true},
+      {"\xC3", false},              // cut
+      {"\x80", false},              // stray continuation
+      {"\xC0\xAF", false},          // overlong
+      {"\xED\xA0\x80", false},      // surrogate
+      {"\xF4\x90\x80\x80", false},  // beyond the last code point
+      {"a\xFF", false},
+  };
+  for (const Case& c : cases) {
+    test::LogCapture log;
+    EXPECT_EQ(ZRString(c.bytes).toPlatformString(), c.valid ? c.bytes : "");
+    EXPECT_EQ(log.contains("E: ", "Failed to create CFString from ZRString, returning empty CFString"),
+              !c.valid);
+    EXPECT_EQ(ZRString::fromPlatformString(c.bytes).str(), c.valid ? c.bytes : "");
+    EXPECT_EQ(log.contains("C: ", "Failure in ZRString(CFStringRef) constructor"), !c.valid);
+    EXPECT_EQ(log.contains("C: ", "CFStringGetCString failed"), !c.valid);
+    std::string text;
+    const ZRResult made = ZRString(c.bytes).toPlatformString(text);
+    EXPECT_EQ(made.message(), c.valid ? "" : "CFStringCreateWithCString failed");
+  }
+  EXPECT_CODE(ZRString().assignPlatformString(nullptr), ZRError::eBadParameter);
+  EXPECT_EQ(ZRString(std::string("cut\0off", 7)).toPlatformString(), "cut");
+}
+
+/// The lock of a writable buffer is the same in each class of strings.
+template <typename String>
+void expectLock(String& text, const std::string& className) {
+  test::LogCapture log;
+  std::strcpy(text.getWritableBuffer(20), "written");
+  EXPECT_TRUE(text.isLocked());
+  EXPECT_TRUE(log.lines().empty());
+  EXPECT_STREQ(text.getWritableBuffer(40), "written");
+  EXPECT_TRUE(log.contains("C: ", className + " was already locked in getWritableBuffer")) << log.text();
+  text.releaseBuffer();
+  EXPECT_FALSE(text.isLocked());
+  EXPECT_STREQ(text.c_str(), "written");
+  static_cast<void>(text.getWritableBuffer(0));
+  text.releaseBuffer(4);
+  EXPECT_STREQ(text.c_str(), "writ");
+  static_cast<void>(text.getWritableBuffer(8));
+  text.releaseBuffer(1'000'000);
+  EXPECT_STREQ(text.c_str(), "writ");
+}
+
+TEST(StringLock, IsHeldOnce) {
+  ZRString narrow;
+  expectLock(narrow, "ZRNarrowStringBase");
+  ZRAsciiString ascii;
+  expectLock(ascii, "ZRAsciiString");
+  ZRUTF8String utf8;
+  expectLock(utf8, "ZRUTF8String");
+}
+
+TEST(ByteStrings, TakeTheirEncodingOnlyAndCountBytes) {
+  ZRAsciiString ascii;
+  EXPECT_CODE(ascii.assign("abc"), ZRError::eNoError);
+  EXPECT_CODE(ascii.assign("\xC3\xA4"), ZRError::eBadFormat);
+  EXPECT_CODE(ascii.assign(nullptr), ZRError::eBadParameter);
+  EXPECT_STREQ(ascii.c_str(), "abc");
+  ascii.setNumBytesAllocated(2);
+  EXPECT_STREQ(ascii.c_str(), "a");
+
+  ZRUTF8String utf8;
+  EXPECT_EQ(utf8.numBytesAllocated(), 0);
+  EXPECT_CODE(utf8.assign("\xC3\xA4"), ZRError::eNoError);
+  EXPECT_CODE(utf8.assign("\xC3"), ZRError::eBadFormat);
+  EXPECT_EQ(utf8.numBytesUsed(), 2);
+  EXPECT_EQ(utf8.numBytesAllocated(), 3);
+}
+
+TEST(ByteStrings, ReportAZeroByteAmongTheUsedOnes) {
+  test::LogCapture log;
+  ZRUTF8String utf8;
+  std::memcpy(utf8.getWritableBuffer(4), "ab\0d", 4);
+  utf8.releaseBuffer(4);
+  utf8.setNumBytesAllocated(2);
+  EXPECT_TRUE(
+      log.contains("C: ",
+                   "ZRUTF8String::setNumBytesAllocated - internal consistency BAD - found NULL prior to "
+                   "_numBytesUsed"));
+  log.clear();
+  utf8.setNumBytesAllocated(16);
+  EXPECT_TRUE(log.lines().empty());
+  EXPECT_STREQ(utf8.c_str(), "a");
+}
+
+}  // namespace
