@@ -20,12 +20,13 @@ constexpr const char* kUpdates = "updates.vantora.example";
 constexpr const char* kDocument = "/vntupdater/live/config.json";
 constexpr const char* kDownloads = "downloads.vantora-storage.example";
 
-constexpr std::uint32_t kOld = 7701;  // what the user once installed by hand
+constexpr std::uint32_t kOld = 7701;    // what the user once installed by hand
+constexpr std::uint32_t kLoose = 7745;  // what somebody left on the Desktop
 constexpr std::uint32_t kA = 7740;
 constexpr std::uint32_t kB = 7750;
 constexpr std::uint32_t kC = 7755;
 constexpr std::uint32_t kD = 7758;
-constexpr std::uint64_t kBuildBytes = 24'000'000;
+constexpr std::uint64_t kBuildBytes = 48'000'000;
 
 double megabytes(std::uint64_t bytes) {
   return static_cast<double>(bytes) / 1e6;
@@ -104,9 +105,11 @@ class Scene {
   void printLog() const {
     std::printf("  log (%s, without debug lines):\n",
                 fs::relative(_stage.log(), _stage.home().parent_path()).c_str());
+    bool isShown = true;
     for (const std::string& line : _stage.newLogLines()) {
-      if (line.find(" PST d: ") != std::string::npos) continue;
-      std::printf("    %s\n", line.c_str());
+      const bool isContinued = line.empty() || line.front() == '\t';
+      if (!isContinued) isShown = line.find(" PST d: ") == std::string::npos;
+      if (isShown) std::printf("    %s\n", line.c_str());
     }
   }
 
@@ -119,12 +122,11 @@ class Scene {
 void publish(demo::Releases& releases) {
   printHeading("The maker publishes (kept for the next time)");
   const demo::Payload payload("/usr/lib", kBuildBytes);
-  for (const std::uint32_t build : {kOld, kA, kB, kC, kD}) {
+  for (const std::uint32_t build : {kOld, kA, kLoose, kB, kC, kD}) {
     releases.addBuild(build, payload);
     std::printf("  build %u: full archive of %.2f MB\n", build, megabytes(releases.fullSize(build)));
   }
-  for (const auto& [from, to] :
-       {std::pair{kA, kB}, std::pair{kA, kC}, std::pair{kB, kC}, std::pair{kC, kD}}) {
+  for (const auto& [from, to] : {std::pair{kA, kB}, std::pair{kB, kC}, std::pair{kC, kD}}) {
     releases.addDelta(from, to);
     std::printf("  build %u from %u: delta package\n", to, from);
   }
@@ -152,14 +154,14 @@ int show(const fs::path& folder) {
   last.removeBuilds = {{7700, 7705}};
   last.messenger = releases.messenger();
   stage.setLastUsed(kA, 100 * 24h);
-  stage.placeBuild(releases.bundle(kOld), stage.desktop(), 24h);
+  stage.placeBuild(releases.bundle(kLoose), stage.desktop(), 24h);
   stage.setPreference("AggressivelyCleanup", true);
   stage.askForMessenger();
   scene.play("4. Keeping order: unused, retired and loose builds, and the Messenger", last);
 
   const bool messengerInstalled = fs::exists(stage.applications() / "Vantora Messenger.app");
   std::printf("\nMessenger %s\n", messengerInstalled ? "installed" : "MISSING");
-  const bool asExpected = messengerInstalled && scene.endedWith({kB, kC, kD});
+  const bool asExpected = messengerInstalled && scene.endedWith({kLoose, kB, kC, kD});
   std::printf("%s\nThe log is %s\n", asExpected ? "All as expected." : "NOT as expected.",
               stage.log().c_str());
   return asExpected ? 0 : 1;
