@@ -209,7 +209,9 @@ ZRResult getMessengerWasInstalled(bool& wasInstalled) {
   ZRResult result = entry.getString(kMessengerWasInstalledName, text);
   if (result.code() == ZRError::eNoError) wasInstalled = text == "true";
   if (result.code() != ZRError::eInvalidType) return result;
-  // Other programs of the product store a number or a boolean.
+  // Other programs of the product store a boolean or a number.
+  result = entry.getBoolean(kMessengerWasInstalledName, wasInstalled);
+  if (result.code() != ZRError::eInvalidType) return result;
   double number = 0;
   result = entry.getNumber(kMessengerWasInstalledName, number);
   if (result.code() == ZRError::eNoError) wasInstalled = number != 0;

@@ -153,6 +153,15 @@ template ZRResult ZRRegEntry::getNumber(const ZRString&, std::uint64_t&) const;
 template ZRResult ZRRegEntry::getNumber(const ZRString&, float&) const;
 template ZRResult ZRRegEntry::getNumber(const ZRString&, double&) const;
 
+ZRResult ZRRegEntry::getBoolean(const ZRString& name, bool& value) const {
+  StoredValue stored;
+  if (const ZRResult result = read(name, stored); result.isFailure()) return result;
+  const auto* boolean = stored->as<bool>();
+  if (boolean == nullptr) return ZRError::eInvalidType;
+  value = *boolean;
+  return ZRError::eNoError;
+}
+
 ZRResult ZRRegEntry::getString(const ZRString& name, ZRString& value, const ZRString& defaultValue) const {
   StoredValue stored;
   const ZRResult outcome = read(name, stored);

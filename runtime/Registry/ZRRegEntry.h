@@ -42,6 +42,8 @@ class ZRRegEntry {
   /// on success only.
   template <typename T>
   ZRResult getNumber(const ZRString& name, T& value) const;
+  /// `value` is set on success only.
+  ZRResult getBoolean(const ZRString& name, bool& value) const;
   /// `value` is `defaultValue` after a failure.
   ZRResult getString(const ZRString& name, ZRString& value, const ZRString& defaultValue = {}) const;
   /// The lines of a string value; none after a failure.

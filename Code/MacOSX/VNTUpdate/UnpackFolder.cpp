@@ -40,7 +40,8 @@ class LinkRemoval {
 
   [[nodiscard]] bool staysInside(const std::string& link) const {
     ZRString target;
-    return resolvePath(link, target).isSuccess() && liesBelow(target, _resolvedFolder);
+    return resolvePath(link, target).isSuccess() &&
+           target.startsWith(withTrailingSlash(_resolvedFolder).view());
   }
 
   [[nodiscard]] bool removeLink(const std::string& path) {

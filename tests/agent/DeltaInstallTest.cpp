@@ -1,0 +1,192 @@
+#include <gtest/gtest.h>
+
+#include <functional>
+
+#include "tests/agent/StagedHome.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using staging::Reply;
+using Paths = std::vector<std::string>;
+
+class DeltaInstallTest : public ::testing::Test, public test::StagedHome {
+ protected:
+  void runPass() {
+    site.publish();
+    ASSERT_TRUE(engine().retrieval().getUpdateInfo()) << log.text();
+    engine().deltaInstaller().downloadAndInstallActiveBuildsUsingDeltaUpdates();
+  }
+  void installAtOnce(std::uint32_t build) {
+    site.publish();
+    engine().downloadAndInstall(build);
+  }
+  /// The installed build is the maker's, file by file and with its execute bits.
+  void expectWhole(std::uint32_t build) const {
+    ASSERT_TRUE(test::exists(installed(build))) << log.text();
+    const std::string original = site.bundle(build);
+    std::size_t files = 0;
+    for (const auto& entry : fs::recursive_directory_iterator(installed(build))) {
+      if (!entry.is_regular_file()) continue;
+      const fs::path same = original / entry.path().lexically_relative(installed(build));
+      EXPECT_EQ(test::readFile(entry.path()), test::readFile(same)) << same;
+      EXPECT_EQ(entry.status().permissions(), fs::status(same).permissions()) << same;
+      ++files;
+    }
+    EXPECT_EQ(files, 7U);
+  }
+  [[nodiscard]] bool isTempPathClean() const {
+    for (const auto& entry : fs::directory_iterator(tempPath()))
+      if (entry.path().filename() != "VNTUpdate") return false;
+    return true;
+  }
+};
+
+TEST_F(DeltaInstallTest, MissingBuildsComeFromDeltaPackagesInTheCheapestOrder) {
+  test::makeEndpoint(olderVersions(), 1);
+  site.addDelta(site.addBuild(3), 2);
+  site.addDelta(site.addBuild(2), 1);
+  site.addBuild(1);
+  for (auto& build : site.document.activeBuilds)
+    build.mac.sizeBytes = 99'000'000;
+  runPass();
+  EXPECT_EQ(site.requestedPaths(),
+            (Paths{test::kUpdatePath, "/d1_2.tar", "/d1_2.tar.md5", "/d2_3.tar", "/d2_3.tar.md5"}));
+  expectWhole(2);
+  expectWhole(3);
+  EXPECT_TRUE(isTempPathClean());
+  EXPECT_TRUE(log.contains("i: ", "{-[VNTUpdate applyPatchFromBuild:fromBuild:toBuild:]} " + installed(1) +
+                                      ", fromBuild: 1, toBuild 2"))
+      << log.text();
+  EXPECT_TRUE(log.contains("s: ", " s, using thread pool(3, 3)"));
+  EXPECT_TRUE(log.contains("s: ", "Checksum verificiation time = "));
+  log.clear();
+  runPass();
+  EXPECT_FALSE(log.contains("E: ", "")) << log.text();
+}
+
+TEST_F(DeltaInstallTest, WhateverFailsFallsBackOnTheNextPackageOrTheFullArchive) {
+  test::makeEndpoint(olderVersions(), 1);
+  test::makeEndpoint(olderVersions(), 2);
+  auto& build = site.addBuild(5);
+  site.addDelta(build, 1);
+  site.addDelta(build, 2);
+  site.addDelta(build, 3);                                 // its source is not installed
+  build.deltaPackages.emplace_back().fromBuildNumber = 1;  // has no package for this system
+  const auto refuse = [&](const char* name) {
+    site.server.serve(test::kBuildHost, std::string("/") + name, Reply::withStatus(404, "not found"));
+  };
+  refuse("d1_5.tar.md5");
+  refuse("d2_5.tar.md5");
+  runPass();
+  expectWhole(5);
+  EXPECT_TRUE(log.contains("d: ", "Found existing build 1 to install 5"));
+  EXPECT_TRUE(log.contains("d: ", "Found existing build 2 to install 5"));
+  EXPECT_EQ(site.requestedPaths().back(), "/b5.tar.md5");
+}
+
+TEST_F(DeltaInstallTest, AFailedAssemblyLeavesNothingBehind) {
+  auto& build = site.addBuild(5);
+  site.addDelta(build, 1);
+  struct Case {
+    const char* name;
+    std::function<void(const std::string& base, const std::string& tree)> damage;
+  };
+  const Case cases[] = {{"no base", [](const std::string& base,
+                                       const std::string&) { fs::remove(base + "/Contents/MacOS/Vantora"); }},
+                        {"wrong base",
+                         [](const std::string& base, const std::string&) {
+                           test::writeFile(base + "/Contents/MacOS/Vantora", std::string(4100, 'y'));
+                         }},
+                        {"no list", [](const std::string&,
+                                       const std::string& tree) { fs::remove(tree + "/FileCheckSums.txt"); }},
+                        {"no executable", [](const std::string&, const std::string& tree) {
+                           fs::remove(tree + "/Contents/Helpers/VNTUpload.bsdiff");
+                           test::writeFile(tree + "/FileCheckSums.txt", "");
+                         }}};
+  for (const Case& c : cases) {
+    const std::string base = test::makeEndpoint(olderVersions(), 1);
+    const std::string tree = tempPath() + "/1_5";
+    ASSERT_TRUE(
+        engine().fullInstaller().downloadAndUnarchiveSingleBuild(5, build.deltaPackages[0].mac.url, true));
+    c.damage(base, tree);
+    EXPECT_FALSE(engine().deltaInstaller().applyPatchFromBuild(base, 1, 5)) << c.name;
+    EXPECT_TRUE(isTempPathClean()) << c.name;
+    fs::remove_all(base);
+  }
+  EXPECT_FALSE(engine().deltaInstaller().applyPatchFromBuild(olderVersions(), 1, 5));
+  EXPECT_TRUE(log.contains("E: ", "Unable to locate extracted endpoint in temp folder"));
+}
+
+TEST_F(DeltaInstallTest, LinksInThePlacesOfPackageAndBundleAreNotFollowed) {
+  const std::string outside = sandbox().folder() / "outside";
+  test::writeFile(outside + "/precious", "x");
+  const std::string base = test::makeEndpoint(olderVersions(), 1);
+  auto& build = site.addBuild(5);
+  site.addDelta(build, 1);
+  fs::create_directory_symlink(outside, tempPath() + "/1_5");
+  EXPECT_FALSE(engine().deltaInstaller().getExtractedDeltaPath(1, 5));
+  ASSERT_TRUE(
+      engine().fullInstaller().downloadAndUnarchiveSingleBuild(5, build.deltaPackages[0].mac.url, true));
+  fs::create_directory_symlink(outside, tempPath() + "/Vantora (5).app");
+  EXPECT_TRUE(engine().deltaInstaller().applyPatchFromBuild(base, 1, 5)) << log.text();
+  EXPECT_FALSE(fs::is_symlink(tempPath() + "/Vantora (5).app"));
+  EXPECT_EQ(test::readFile(outside + "/precious"), "x");
+}
+
+TEST_F(DeltaInstallTest, AtOnceFromTheSmallestPackageOfTheAlternativeServer) {
+  test::makeEndpoint(olderVersions(), 1);
+  test::makeEndpoint(olderVersions(), 2);
+  auto& build = site.addBuild(5);
+  site.addDelta(build, 1);
+  site.addDelta(build, 2);
+  build.deltaPackages[1].mac.sizeBytes = 1;
+  site.server.serveFolder("builds.vantora.example", site.published());
+  installAtOnce(5);
+  expectWhole(5);
+  const auto requests = site.server.requests();
+  ASSERT_EQ(requests.size(), 3U) << log.text();
+  EXPECT_EQ(requests[1].host + requests[1].path, "builds.vantora.example/d2_5.tar");
+  EXPECT_EQ(requests[2].host + requests[2].path, "builds.vantora.example/d2_5.tar.md5");
+  site.server.serve(test::kUpdateHost, test::kUpdatePath, Reply::text("none of its business"));
+  engine().downloadAndInstall(5);
+  EXPECT_EQ(site.server.requests().size(), 3U);
+}
+
+TEST_F(DeltaInstallTest, AtOnceFromThePackagesOwnAddressAndNeverWhole) {
+  test::makeEndpoint(olderVersions(), 1);
+  test::makeEndpoint(olderVersions(), 2);
+  auto& build = site.addBuild(5);
+  site.addDelta(build, 1);
+  build.deltaPackages[0].mac.sizeBytes = 2;
+  site.addDelta(build, 2);
+  build.deltaPackages[1].mac.sizeBytes = 1;
+  site.addBuild(6);
+  // The smallest package does not patch; the next one does, from its own address.
+  test::writeFile(installed(2) + "/Contents/MacOS/Vantora", "not what the package was made for");
+  installAtOnce(5);
+  expectWhole(5);
+  EXPECT_FALSE(log.contains("E: ", "apply patch failed!"));
+  installAtOnce(6);
+  installAtOnce(77);
+  EXPECT_FALSE(test::exists(installed(6)));
+}
+
+TEST_F(DeltaInstallTest, AtOnceAFailedDownloadEndsIt) {
+  test::makeEndpoint(olderVersions(), 1);
+  test::makeEndpoint(olderVersions(), 2);
+  auto& build = site.addBuild(5);
+  site.addDelta(build, 1);
+  site.addDelta(build, 2);
+  build.deltaPackages[0].mac.sizeBytes = 2;
+  build.deltaPackages[1].mac = {.url = std::string("https://") + test::kBuildHost, .sizeBytes = 1};
+  installAtOnce(5);
+  for (const auto& path : site.requestedPaths())
+    EXPECT_EQ(path.find("d1_5"), std::string::npos) << path;
+  EXPECT_FALSE(test::exists(installed(5)));
+  site.server.serve(test::kUpdateHost, test::kUpdatePath, Reply::text(""));
+  engine().downloadAndInstall(5);
+  EXPECT_TRUE(log.contains("E: ", "Unable to retrieve update info"));
+}
+
+}  // namespace

@@ -1,0 +1,141 @@
+#include <gtest/gtest.h>
+
+#include "Code/MacOSX/VNTHelperData.h"
+#include "runtime/Registry/ZRRegEntry.h"
+#include "tests/agent/AgentHome.h"
+#include "tests/support/ResultMatchers.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+namespace plist = platform::plist;
+
+/// Fails to remove paths that end so.
+class FailingRemoval : public platform::FileManager {
+ public:
+  explicit FailingRemoval(std::string ending) : _ending(std::move(ending)) {}
+  platform::Error removeItem(const std::string& path) override {
+    return path.ends_with(_ending) ? platform::posixError(EACCES, path) : FileManager::removeItem(path);
+  }
+
+ private:
+  std::string _ending;
+};
+
+class HelperDataTest : public ::testing::Test, public test::AgentHome {
+ protected:
+  void setRegistry(const char* name, const plist::Value& value) {
+    ZRClearEntry entry;
+    ASSERT_CODE(entry.open("Software/KorvaneInc/Vantora", ZRRegEntry::eCurrentUserThisHost),
+                ZRError::eNoError);
+    ASSERT_CODE(entry.setValue(name, value), ZRError::eNoError);
+  }
+  test::FixedClock clock;
+};
+
+TEST_F(HelperDataTest, InstalledMeansAllThreeItems) {
+  setPreferences({{"VNTBuildNumber", 7000}});
+  int build = 0;
+  EXPECT_TRUE(isVNTHelperInstalled(gVNTUpdateData, build));
+  EXPECT_EQ(build, 7000);
+  EXPECT_TRUE(log.contains("i: ", "isVNTHelperInstalled - installed VNTUpdate build is 7000")) << log.text();
+  setPreferences({});
+  EXPECT_TRUE(isVNTHelperInstalled(gVNTUpdateData, build));
+  EXPECT_EQ(build, -1);
+  EXPECT_TRUE(log.contains("i: ", "VNTUpdate prefs does not contain VNTBuildNumber"));
+  test::writeFile(plistPath(), "garbage");
+  EXPECT_TRUE(isVNTHelperInstalled(gVNTUpdateData, build));
+  EXPECT_TRUE(log.contains("i: ", "Error reading installed VNTUpdate prefs at " + plistPath()));
+  EXPECT_FALSE(isVNTHelperInstalled(gVNTUpdateOldBrandedData, build));
+  EXPECT_TRUE(log.contains("i: ", "VNTUpdate (old-branded) is not installed"));
+}
+
+TEST_F(HelperDataTest, UninstallTakesAllThreeOrStopsAtTheFirstFailure) {
+  struct Case {
+    const char* ending;
+    const char* message;
+    std::vector<bool> left;  ///< launch agent, preferences, executable
+  };
+  const Case cases[] = {{"LaunchAgents/com.korvane.Vantora.VNTUpdate.plist",
+                         "unable to remove VNTUpdate launch agent plist",
+                         {true, true, true}},
+                        {"Preferences/com.korvane.VNTUpdate.plist",
+                         "unable to remove VNTUpdate prefs plist",
+                         {false, true, true}},
+                        {"Vantora/VNTUpdate", "unable to remove VNTUpdate executable", {false, false, true}}};
+  for (const Case& c : cases) {
+    test::writeFile(launchAgentPlist(), "x");
+    setPreferences({});
+    FailingRemoval failing(c.ending);
+    EXPECT_CODE(uninstallVNTHelper(gVNTUpdateData, failing), ZRError::eNoAccess);
+    EXPECT_TRUE(log.contains("E: ", c.message)) << log.text();
+    EXPECT_TRUE(log.contains("E: ", "removeFile - Unable to remove '"));
+    const std::vector<bool> left = {test::exists(launchAgentPlist()), test::exists(plistPath()),
+                                    test::exists(executable())};
+    EXPECT_EQ(left, c.left) << c.ending;
+  }
+  // Two of three items are no installation.
+  EXPECT_CODE(uninstallVNTHelper(gVNTUpdateData), ZRError::eNoError);
+  EXPECT_TRUE(test::exists(executable()));
+  test::writeFile(launchAgentPlist(), "x");
+  setPreferences({});
+  EXPECT_CODE(uninstallVNTHelper(gVNTUpdateData), ZRError::eNoError);
+  EXPECT_TRUE(log.contains("i: ", "VNTUpdate has been uninstalled"));
+  EXPECT_FALSE(test::exists(tempPath() + "/VNTUpdate"));
+  EXPECT_TRUE(test::exists(tempPath()));
+}
+
+TEST_F(HelperDataTest, PreferencesAreSeeded) {
+  plist::Dictionary seeded;
+  EXPECT_CODE(gVNTUpdateData.getHelperPrefs(library() + "/none.plist", seeded), ZRError::eNotFound);
+  EXPECT_TRUE(log.contains("E: ", "getHelperPrefs - Error reading prefs plist at ")) << log.text();
+
+  setPreferences({{"Kept", true}});
+  for (const std::uint32_t number : {0U, 86'399U, 86'400U, 4'294'967'295U}) {
+    const test::FixedRandom random(number);
+    ASSERT_CODE(gVNTUpdateData.getHelperPrefs(plistPath(), seeded), ZRError::eNoError);
+    const double delay = (*seeded["NextUpdateCheck"].as<platform::Date>() - clock.now()).count();
+    EXPECT_DOUBLE_EQ(delay, 86'400 + number % 86'400);
+  }
+  EXPECT_EQ(seeded["UpdateInfoURL"],
+            plist::Value("https://updates.vantora.example/vntupdater/live/config.json"));
+  EXPECT_EQ(seeded["VNTBuildNumber"], plist::Value(7759));
+  EXPECT_EQ(seeded["Kept"], plist::Value(true));
+  EXPECT_FALSE(preference("VNTBuildNumber")) << "reading wrote the file";
+}
+
+TEST_F(HelperDataTest, SeedingKeepsADateAndTakesTheRegistrysAddress) {
+  setPreferences({{"NextUpdateCheck", clock.now()}, {"UpdateInfoURL", "https://old.vantora.example/"}});
+  setRegistry("UpdateInfoURL", "https://new.vantora.example/");
+  plist::Dictionary seeded;
+  ASSERT_CODE(gVNTUpdateOldBrandedData.getHelperPrefs(plistPath(), seeded), ZRError::eNoError);
+  EXPECT_EQ(seeded["NextUpdateCheck"], plist::Value(clock.now()));
+  EXPECT_EQ(seeded["UpdateInfoURL"], plist::Value("https://new.vantora.example/"));
+  EXPECT_TRUE(log.contains("i: ", "First Update Check at 2026-11-15 18:17:26 +0000")) << log.text();
+}
+
+TEST_F(HelperDataTest, MessengerFlagInAllItsForms) {
+  bool flag = false;
+  EXPECT_CODE(getMessengerWasInstalled(flag), ZRError::eNotFound);
+  struct Case {
+    plist::Value value;
+    bool flag;
+  };
+  const Case cases[] = {{"true", true}, {"false", false}, {"", false}, {"1", false}, {true, true},
+                        {false, false}, {1, true},        {0, false},  {0.5, true}};
+  for (const Case& c : cases) {
+    setRegistry("MessengerWasInstalled", c.value);
+    flag = !c.flag;
+    EXPECT_CODE(getMessengerWasInstalled(flag), ZRError::eNoError);
+    EXPECT_EQ(flag, c.flag) << plist::toXml(c.value);
+  }
+  setRegistry("MessengerWasInstalled", plist::Array{});
+  EXPECT_CODE(getMessengerWasInstalled(flag), ZRError::eInvalidType);
+  EXPECT_CODE(setMessengerWasInstalled(true), ZRError::eNoError);
+  ZRString text;
+  EXPECT_CODE(readRegistryString("MessengerWasInstalled", text), ZRError::eNoError);
+  EXPECT_STREQ(text.c_str(), "true");
+  EXPECT_STREQ(settingsKeyPath("Beta").c_str(), "Software/KorvaneInc/Vantora Beta");
+}
+
+}  // namespace
