@@ -21,11 +21,12 @@ ZRString withTrailingSlash(const ZRString& path) {
   return path.endsWith("/") ? path : path + "/";
 }
 
-/// The log file's path, in a folder that is made if need be. Without a folder the log is opened in vain,
-/// which is told there.
+/// The log file's path, in a folder that is made if need be; empty for a user without a Library folder. A
+/// folder that cannot be made shows when the log is opened.
 ZRString makeLogPath() {
   ZRString folder;
   static_cast<void>(HOLLogManager::processLogFolder(folder));
+  if (folder.isEmpty()) return {};
   folder = withTrailingSlash(withTrailingSlash(folder) + "com.korvane." + "Vantora");
   static_cast<void>(platform::defaultFileManager().createFolder(folder.str()));
   return folder + "VNTUpdate" + ".log";

@@ -103,7 +103,7 @@ bool ArchiveDownload::downloadBuild(std::uint32_t build, const std::string& url,
   VNTUpdateDownloader downloader;
   double seconds = 0;
   std::uint64_t bytes = 0;
-  if (downloader.download(url, target, _settings.userAgent, seconds, bytes).isFailure()) {
+  if (downloader.download(url, target, _settings.userAgent, seconds, bytes).code() != ZRError::eNoError) {
     zrrt::log(ZRLogLevel::eError, "Download failed");
     return false;
   }
