@@ -40,12 +40,10 @@ const char* ZRCondition::creationMessage(int errorNumber) {
   switch (errorNumber) {
     case ENOMEM:
       return "ZRCondition::ZRCondition() The process cannot allocate enough memory to create another "
-             "condition "
-             "variable.";
+             "condition variable.";
     case EAGAIN:
       return "ZRCondition::ZRCondition() The system temporarily lacks the resources to create another "
-             "condition "
-             "variable.";
+             "condition variable.";
     case EINVAL:
       return "ZRCondition::ZRCondition() The value specified by attr is invalid.";
     default:

@@ -4,7 +4,8 @@
 #include <array>
 #include <chrono>
 #include <cstdio>
-#include <system_error>
+#include <new>
+#include <utility>
 
 #include "runtime/Code/ZRLog.h"
 
@@ -15,6 +16,11 @@ constexpr std::uint32_t kRetiredJoinMs = 5000;
 constexpr std::size_t kThreadNameBytes = 128;
 
 using Clock = std::chrono::steady_clock;
+using ThreadName = std::array<char, kThreadNameBytes>;
+
+void reportFailure(const ZRResult& result, const ZRLocation& location) {
+  zrReport(ZRLogLevel::eError, result, "Error returned", location);
+}
 
 }  // namespace
 
@@ -22,28 +28,36 @@ ZRDynamicPoolWorkerThread::ZRDynamicPoolWorkerThread(ZRDynamicThreadPool& pool, 
     : ZRThread("ZRDynamicPoolWorkerThread"), _slot(slot), _pool(pool), _kind(kind) {}
 
 ZRDynamicPoolWorkerThread::~ZRDynamicPoolWorkerThread() {
-  if (state() == State::running)
-    zrReport(ZRLogLevel::eError, join(kNoLimit, false), "Error returned", ZR_HERE);
+  if (state() == State::running) reportFailure(join(kNoLimit, false), ZR_HERE);
 }
 
 ZRResult ZRDynamicPoolWorkerThread::run() {
-  std::array<char, kThreadNameBytes> idleName;
-  std::snprintf(idleName.data(), idleName.size(), "%s(%zu)", _pool.name().c_str(), _slot);
-  setName(idleName.data());
+  showIdle();
   while (boost::shared_ptr<ZRTask> task = _pool.nextTask(*this)) {
-    runTask(*task);
-    task.reset();
-    setName(idleName.data());
+    showTask(*task);
+    reportFailure(task->complete(task->run(*this)), ZR_HERE);
   }
+  showIdle();
   return ZRError::eNoError;
 }
 
-void ZRDynamicPoolWorkerThread::runTask(ZRTask& task) {
-  std::array<char, kThreadNameBytes> busyName;
-  std::snprintf(busyName.data(), busyName.size(), "%s(%zu)(%s)(%d)", _pool.name().c_str(), _slot, task.name(),
+void ZRDynamicPoolWorkerThread::showIdle() {
+  if (_shownTask == nullptr && _shownNumber == kShowsIdle) return;
+  ThreadName name;
+  std::snprintf(name.data(), name.size(), "%s(%zu)", _pool.name().c_str(), _slot);
+  setName(name.data());
+  _shownTask = nullptr;
+  _shownNumber = kShowsIdle;
+}
+
+void ZRDynamicPoolWorkerThread::showTask(const ZRTask& task) {
+  if (_shownTask == task.name() && _shownNumber == task.number()) return;
+  ThreadName name;
+  std::snprintf(name.data(), name.size(), "%s(%zu)(%s)(%d)", _pool.name().c_str(), _slot, task.name(),
                 task.number());
-  setName(busyName.data());
-  zrReport(ZRLogLevel::eError, task.complete(task.run(*this)), "Error returned", ZR_HERE);
+  setName(name.data());
+  _shownTask = task.name();
+  _shownNumber = task.number();
 }
 
 ZRDynamicThreadPool::ZRDynamicThreadPool(const ZRString& name, std::size_t minimum, std::size_t maximum,
@@ -59,29 +73,31 @@ ZRDynamicThreadPool::ZRDynamicThreadPool(const ZRString& name, std::size_t minim
 }
 
 ZRDynamicThreadPool::~ZRDynamicThreadPool() {
-  zrReport(ZRLogLevel::eError, stop(), "Error returned", ZR_HERE);
+  reportFailure(stop(), ZR_HERE);
 }
 
 void ZRDynamicThreadPool::startWorker(std::size_t slotIndex, Worker::Kind kind) {
-  auto worker = std::make_unique<Worker>(*this, slotIndex + 1, kind);
-  if (worker->creationResult().isFailure()) {
+  try {
+    _slots[slotIndex] = std::make_unique<Worker>(*this, slotIndex + 1, kind);
+  } catch (const std::bad_alloc&) {
     zrAssertionFailed(ZR_HERE, "Can't allocate threads");
     return;
   }
-  if (worker->start().isFailure()) {
-    zrAssertionFailed(ZR_HERE, "Can't start thread");
-    return;
-  }
-  _slots[slotIndex] = std::move(worker);
+  if (_slots[slotIndex]->start().isSuccess()) return;
+  zrAssertionFailed(ZR_HERE, "Can't start thread");
+  _slots[slotIndex].reset();
 }
 
 ZRResult ZRDynamicThreadPool::addTask(const boost::shared_ptr<ZRTask>& task) {
   ZR_CHECK_PARAMETER(task != nullptr);
-  const ZRMutex::Guard guard(_mutex);
-  if (_stopping) return ZRError::eSomeError;
-  _queue.push_back(task);
-  if (_queue.size() > _idle) addWorker();
-  zrReport(ZRLogLevel::eError, _condition.broadcast(), "Error returned", ZR_HERE);
+  {
+    const ZRMutex::Guard guard(_mutex);
+    if (_stopping) return ZRError::eSomeError;
+    pushBack(task);
+    if (_queue.size() > _idle) addWorker();
+  }
+  // Only now: whoever is woken needs the mutex at once.
+  reportFailure(_condition.broadcast(), ZR_HERE);
   return ZRError::eNoError;
 }
 
@@ -97,25 +113,52 @@ void ZRDynamicThreadPool::addWorker() {
 
 bool ZRDynamicThreadPool::joinRetired(Worker& worker) {
   const ZRResult joined = worker.joinElseTerminate2(kRetiredJoinMs, false, kRetiredJoinMs);
-  zrReport(ZRLogLevel::eError, joined, "Error returned", ZR_HERE);
+  reportFailure(joined, ZR_HERE);
   return joined.isSuccess();
 }
 
 boost::shared_ptr<ZRTask> ZRDynamicThreadPool::nextTask(Worker& worker) {
   const ZRMutex::Guard guard(_mutex);
-  const auto idleDeadline = Clock::now() + std::chrono::seconds(_idleTimeoutSeconds);
   ++_idle;
-  while (_queue.empty() && !worker.isStopRequested()) {
-    if (worker.isRetiring() && idleDeadline - Clock::now() < std::chrono::milliseconds(1)) {
-      zrReport(ZRLogLevel::eError, worker.requestStop(), "Error returned", ZR_HERE);
-      break;
+  const bool mayGoOn = waitForTask(worker);
+  --_idle;
+  return mayGoOn ? takeFront() : nullptr;
+}
+
+bool ZRDynamicThreadPool::waitForTask(Worker& worker) {
+  Clock::time_point idleDeadline{};
+  while (!worker.isStopRequested()) {
+    if (!_queue.empty()) return true;
+    worker.showIdle();
+    if (worker.isRetiring() && hasIdledTooLong(idleDeadline)) {
+      reportFailure(worker.requestStop(), ZR_HERE);
+      return false;
     }
     static_cast<void>(_condition.wait(_mutex, kWaitSliceMs));  // a time-out is just another look
   }
-  --_idle;
-  if (worker.isStopRequested()) return {};
+  return false;
+}
+
+/// The deadline is made at the first call: a worker that finds work asks no clock.
+bool ZRDynamicThreadPool::hasIdledTooLong(Clock::time_point& deadline) const {
+  const Clock::time_point now = Clock::now();
+  if (deadline == Clock::time_point{}) deadline = now + std::chrono::seconds(_idleTimeoutSeconds);
+  return deadline - now < std::chrono::milliseconds(1);
+}
+
+/// A node that a task left free is used again, so that no memory is asked for while the lock is held.
+void ZRDynamicThreadPool::pushBack(const boost::shared_ptr<ZRTask>& task) {
+  if (_freeNodes.empty()) {
+    _queue.push_back(task);
+    return;
+  }
+  _freeNodes.front() = task;
+  _queue.splice(_queue.end(), _freeNodes, _freeNodes.begin());
+}
+
+boost::shared_ptr<ZRTask> ZRDynamicThreadPool::takeFront() {
   boost::shared_ptr<ZRTask> task = std::move(_queue.front());
-  _queue.pop_front();
+  _freeNodes.splice(_freeNodes.begin(), _queue, _queue.begin());
   return task;
 }
 
@@ -124,13 +167,12 @@ ZRResult ZRDynamicThreadPool::stop() {
     const ZRMutex::Guard guard(_mutex);
     _stopping = true;
     for (const auto& worker : _slots) {
-      if (worker) zrReport(ZRLogLevel::eError, worker->requestStop(), "Error returned", ZR_HERE);
+      if (worker) reportFailure(worker->requestStop(), ZR_HERE);
     }
-    zrReport(ZRLogLevel::eError, _condition.broadcast(), "Error returned", ZR_HERE);
+    reportFailure(_condition.broadcast(), ZR_HERE);
   }
   for (const auto& worker : _slots) {
-    if (worker)
-      zrReport(ZRLogLevel::eError, worker->join(ZRSync::kNoLimit, false), "Error returned", ZR_HERE);
+    if (worker) reportFailure(worker->join(ZRSync::kNoLimit, false), ZR_HERE);
   }
   return ZRError::eNoError;
 }

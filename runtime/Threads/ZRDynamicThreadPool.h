@@ -1,6 +1,7 @@
 #pragma once
 
 #include <boost/shared_ptr.hpp>
+#include <chrono>
 #include <list>
 #include <memory>
 #include <vector>
@@ -27,11 +28,19 @@ class ZRDynamicPoolWorkerThread final : public ZRThread {
   ZRResult run() override;
 
  private:
-  void runTask(ZRTask& task);
+  friend class ZRDynamicThreadPool;
+  static constexpr std::int32_t kShowsNothing = -1;
+  static constexpr std::int32_t kShowsIdle = 0;
+
+  /// Name the thread, unless it has the name already: between two tasks of one name it keeps theirs.
+  void showIdle();
+  void showTask(const ZRTask& task);
 
   std::size_t _slot;
   ZRDynamicThreadPool& _pool;
   Kind _kind;
+  const char* _shownTask = nullptr;
+  std::int32_t _shownNumber = kShowsNothing;
 };
 
 /// Runs tasks, first in first out, on worker threads whose number grows under load from a minimum to a
@@ -67,6 +76,10 @@ class ZRDynamicThreadPool {
 
   /// The next task for a worker; none when it is to end.
   boost::shared_ptr<ZRTask> nextTask(Worker& worker);
+  bool waitForTask(Worker& worker);
+  bool hasIdledTooLong(std::chrono::steady_clock::time_point& deadline) const;
+  void pushBack(const boost::shared_ptr<ZRTask>& task);
+  boost::shared_ptr<ZRTask> takeFront();
   void startWorker(std::size_t slotIndex, Worker::Kind kind);
   void addWorker();
   bool joinRetired(Worker& worker);
@@ -77,6 +90,7 @@ class ZRDynamicThreadPool {
   std::size_t _idle = 0;
   const std::uint32_t _idleTimeoutSeconds;
   std::list<boost::shared_ptr<ZRTask>> _queue;
+  std::list<boost::shared_ptr<ZRTask>> _freeNodes;
   mutable ZRThreadMutex _mutex{"Thread Mutex"};
   ZRCondition _condition;
   std::vector<std::unique_ptr<Worker>> _slots;

@@ -1,22 +1,47 @@
 #include "runtime/Threads/ZREvent.h"
 
 #include <algorithm>
+#include <array>
+#include <boost/intrusive/list.hpp>
 #include <chrono>
 #include <memory>
+#include <span>
 #include <vector>
 
-namespace {
+/// Every event of the process.
+class ZREventTable {
+ public:
+  /// Never destroyed: events may be static objects.
+  static ZREventTable& instance() {
+    static ZREventTable& table = *std::make_unique<ZREventTable>().release();
+    return table;
+  }
 
-/// Every event of the process. Never destroyed: events may be static objects.
-struct EventTable {
-  ZRThreadMutex mutex{"Mutex to protect events' table"};
-  std::list<ZREvent*> events;
+  void add(ZREvent& event) {
+    const ZRMutex::Guard guard(_mutex);
+    _events.push_back(event);
+  }
+  void remove(ZREvent& event) {
+    const ZRMutex::Guard guard(_mutex);
+    _events.erase(_events.iterator_to(event));
+  }
+  bool holds(const ZREvent* event) const {
+    const ZRMutex::Guard guard(_mutex);
+    return std::any_of(_events.begin(), _events.end(), [=](const ZREvent& known) { return &known == event; });
+  }
+  std::size_t size() const {
+    const ZRMutex::Guard guard(_mutex);
+    return _events.size();
+  }
+
+ private:
+  using Entry =
+      boost::intrusive::member_hook<ZREvent, boost::intrusive::list_member_hook<>, &ZREvent::_tableEntry>;
+  mutable ZRThreadMutex _mutex{"Mutex to protect events' table"};
+  boost::intrusive::list<ZREvent, Entry> _events;
 };
 
-EventTable& eventTable() {
-  static EventTable& table = *std::make_unique<EventTable>().release();
-  return table;
-}
+namespace {
 
 /// What is left of a time limit.
 class Deadline {
@@ -48,15 +73,17 @@ class ZREventWakeup {
     static_cast<void>(_condition.broadcast());  // it fails for a condition that was never made only
   }
 
-  /// Waits until woken or the deadline; true when woken.
-  bool sleep(const Deadline& deadline) {
+  /// Waits until woken, for as long as the deadline allows.
+  ZRResult sleep(const Deadline& deadline) {
     const ZRMutex::Guard guard(_mutex);
     while (!_woken) {
       const std::uint32_t rest = deadline.remainingMs();
-      if (rest == 0 || _condition.wait(_mutex, rest).code() == ZRThreadError::eWaitFailed) return false;
+      if (rest == 0) return ZRError::eTimeout;
+      const ZRResult waited = _condition.wait(_mutex, rest);
+      if (waited.isFailure() && waited.code() != ZRError::eTimeout) return waited;
     }
     _woken = false;
-    return true;
+    return ZRError::eNoError;
   }
 
  private:
@@ -120,47 +147,81 @@ class CAutoResetWaiter final : public CEventWaiter {
 namespace {
 
 constexpr std::size_t kNone = static_cast<std::size_t>(-1);
-using Waiters = std::vector<IWaiterCondition*>;
+using Waiters = std::span<IWaiterCondition* const>;
 
-std::size_t firstSatisfied(const Waiters& waiters) {
+std::size_t firstSatisfied(Waiters waiters) {
   const auto found =
       std::find_if(waiters.begin(), waiters.end(), [](auto* waiter) { return waiter->tryConsume(); });
   return found == waiters.end() ? kNone : static_cast<std::size_t>(found - waiters.begin());
 }
 
-ZRResult waitFor(const Waiters& waiters, std::uint32_t timeoutMs, std::size_t& index) {
+/// A thread that is cancelled meanwhile ends where it sleeps, and nowhere else: it leaves no lock held.
+class DeferredCancellation {
+ public:
+  DeferredCancellation() { pthread_setcanceltype(PTHREAD_CANCEL_DEFERRED, &_before); }
+  /// A cancellation that came late takes effect here.
+  ~DeferredCancellation() noexcept(false) { pthread_setcanceltype(_before, &_before); }
+  DeferredCancellation(const DeferredCancellation&) = delete;
+  DeferredCancellation& operator=(const DeferredCancellation&) = delete;
+
+ private:
+  int _before = PTHREAD_CANCEL_DEFERRED;
+};
+
+/// Lets the events wake the calling thread for a scope, which also ends when the thread is cancelled.
+class Attachment {
+ public:
+  Attachment(Waiters waiters, ZREventWakeup& wakeup) : _waiters(waiters), _wakeup(wakeup) {
+    for (IWaiterCondition* waiter : _waiters)
+      waiter->attach(_wakeup);
+  }
+  ~Attachment() {
+    for (IWaiterCondition* waiter : _waiters)
+      waiter->detach(_wakeup);
+  }
+  Attachment(const Attachment&) = delete;
+  Attachment& operator=(const Attachment&) = delete;
+
+ private:
+  Waiters _waiters;
+  ZREventWakeup& _wakeup;
+};
+
+ZRResult waitFor(Waiters waiters, std::uint32_t timeoutMs, std::size_t& index) {
+  const DeferredCancellation deferred;
   index = firstSatisfied(waiters);
   if (index != kNone) return ZRError::eNoError;
   if (timeoutMs == 0) return ZRError::eTimeout;
 
   const Deadline deadline(timeoutMs);
   ZREventWakeup wakeup;
-  for (IWaiterCondition* waiter : waiters)
-    waiter->attach(wakeup);
-  bool woken = true;
-  do {
-    index = firstSatisfied(waiters);
-  } while (index == kNone && (woken = wakeup.sleep(deadline)));
-  for (IWaiterCondition* waiter : waiters)
-    waiter->detach(wakeup);
-  return index != kNone ? ZRError::eNoError : ZRError::eTimeout;
+  const Attachment attachment(waiters, wakeup);
+  ZRResult slept;
+  while ((index = firstSatisfied(waiters)) == kNone && slept.isSuccess())
+    slept = wakeup.sleep(deadline);
+  return index != kNone ? ZRResult() : slept;
+}
+
+ZRResult waitForOne(CEventWaiter&& waiter, std::uint32_t timeoutMs) {
+  const std::array<IWaiterCondition*, 1> waiters{&waiter};
+  std::size_t index = 0;
+  return waitFor(waiters, timeoutMs, index);
 }
 
 }  // namespace
 
+std::unique_ptr<IWaiterCondition> ZREvent::makeWaiter(ZREvent& event) {
+  if (event._reset == Reset::manual) return std::make_unique<CManualResetWaiter>(event);
+  return std::make_unique<CAutoResetWaiter>(event);
+}
+
 ZREvent::ZREvent(const char* name, Reset reset, bool initiallySet)
     : _name(name), _reset(reset), _isSet(initiallySet) {
-  EventTable& table = eventTable();
-  const ZRMutex::Guard guard(table.mutex);
-  _tableEntry = table.events.insert(table.events.end(), this);
+  ZREventTable::instance().add(*this);
 }
 
 ZREvent::~ZREvent() {
-  {
-    EventTable& table = eventTable();
-    const ZRMutex::Guard guard(table.mutex);
-    table.events.erase(_tableEntry);
-  }
+  ZREventTable::instance().remove(*this);
   // A thread that was let go by `set` may end the event while `set` still holds its mutex.
   const ZRMutex::Guard guard(_mutex);
 }
@@ -185,41 +246,22 @@ bool ZREvent::isSet() const {
 }
 
 ZRResult ZREvent::wait(std::uint32_t timeoutMs) {
-  std::size_t index = 0;
-  if (_reset == Reset::manual) {
-    CManualResetWaiter waiter(*this);
-    return waitFor({&waiter}, timeoutMs, index);
-  }
-  CAutoResetWaiter waiter(*this);
-  return waitFor({&waiter}, timeoutMs, index);
+  return _reset == Reset::manual ? waitForOne(CManualResetWaiter(*this), timeoutMs)
+                                 : waitForOne(CAutoResetWaiter(*this), timeoutMs);
 }
 
 ZRResult ZREvent::waitForAny(ZREvent* const* events, std::size_t count, std::uint32_t timeoutMs,
                              std::size_t& index) {
   ZR_CHECK_PARAMETER(events != nullptr && count > 0);
   std::vector<std::unique_ptr<IWaiterCondition>> owned;
-  {
-    EventTable& table = eventTable();
-    const ZRMutex::Guard guard(table.mutex);
-    for (std::size_t i = 0; i < count; ++i) {
-      if (std::find(table.events.begin(), table.events.end(), events[i]) == table.events.end()) {
-        return ZRError::eBadHandle;
-      }
-      if (events[i]->_reset == Reset::manual) {
-        owned.push_back(std::make_unique<CManualResetWaiter>(*events[i]));
-      } else {
-        owned.push_back(std::make_unique<CAutoResetWaiter>(*events[i]));
-      }
-    }
+  std::vector<IWaiterCondition*> waiters;
+  for (ZREvent* const* event = events; event != events + count; ++event) {
+    if (!ZREventTable::instance().holds(*event)) return ZRError::eBadHandle;
+    waiters.push_back(owned.emplace_back(makeWaiter(**event)).get());
   }
-  Waiters waiters;
-  for (const auto& waiter : owned)
-    waiters.push_back(waiter.get());
   return waitFor(waiters, timeoutMs, index);
 }
 
 std::size_t ZREvent::count() {
-  EventTable& table = eventTable();
-  const ZRMutex::Guard guard(table.mutex);
-  return table.events.size();
+  return ZREventTable::instance().size();
 }

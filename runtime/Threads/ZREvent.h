@@ -1,11 +1,14 @@
 #pragma once
 
+#include <boost/intrusive/list_hook.hpp>
 #include <cstddef>
 #include <list>
+#include <memory>
 
 #include "runtime/Threads/ZRCondition.h"
 #include "runtime/Threads/ZRMutex.h"
 
+class IWaiterCondition;
 class ZREventWakeup;
 
 /// An event in the manner of Win32: threads wait until it is set. A manual-reset event stays set until it is
@@ -26,7 +29,8 @@ class ZREvent {
   [[nodiscard]] bool isSet() const;
   [[nodiscard]] const char* name() const { return _name; }
 
-  /// Waits for at most `timeoutMs` milliseconds (ZRSync::kNoLimit: no limit). Fails: eTimeout.
+  /// Waits for at most `timeoutMs` milliseconds (ZRSync::kNoLimit: no limit).
+  /// Fails: eTimeout; ZRThreadError::eWaitFailed when the system cannot wait.
   ZRResult wait(std::uint32_t timeoutMs);
 
   /// Waits for any of `count` events; the first in order that is set satisfies the wait, and `index` names
@@ -41,11 +45,14 @@ class ZREvent {
   friend class CEventWaiter;
   friend class CManualResetWaiter;
   friend class CAutoResetWaiter;
+  friend class ZREventTable;
 
+  static std::unique_ptr<IWaiterCondition> makeWaiter(ZREvent& event);
+
+  boost::intrusive::list_member_hook<> _tableEntry;
   const char* _name;
   Reset _reset;
   bool _isSet;
   std::list<ZREventWakeup*> _waiters;
   mutable ZRThreadMutex _mutex{"Internal UNIX ZREvent Mutex"};
-  std::list<ZREvent*>::iterator _tableEntry;
 };

@@ -20,7 +20,7 @@ class ZRTask {
   virtual ZRResult run(ZRDynamicPoolWorkerThread& worker) = 0;
 
   /// Stores the result and sets the completion event.
-  ZRResult complete(const ZRResult& result);
+  ZRResult complete(ZRResult result);
 
   [[nodiscard]] const char* name() const { return _name; }
   [[nodiscard]] std::int32_t number() const { return _number; }

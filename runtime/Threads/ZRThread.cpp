@@ -108,9 +108,11 @@ void* ZRThread::ThreadProc_(void* argument) {
 }
 
 void ZRThread::live() {
+  _self = pthread_self();
   setCurrentThread(this);
+  // Cancellation is to take effect at once, but only in the body: here it would leave our own locks held.
   int previous = 0;
-  pthread_setcancelstate(PTHREAD_CANCEL_ENABLE, &previous);
+  pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &previous);
   pthread_setcanceltype(PTHREAD_CANCEL_ASYNCHRONOUS, &previous);
   takeName();
   static_cast<void>(_startEvent.wait(kNoLimit));  // without a limit there is nothing that it could fail with
@@ -118,13 +120,17 @@ void ZRThread::live() {
 
   const bool runsBody = !isStopRequested();
   static_cast<void>(_startedEvent.set());
-  if (runsBody) {
-    const ZRResult result = run();
-    const Guard guard(*this);
-    _runResult = result;
-  }
-  pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &previous);
+  if (runsBody) runBody();
   finish(runsBody);
+}
+
+void ZRThread::runBody() {
+  int previous = 0;
+  pthread_setcancelstate(PTHREAD_CANCEL_ENABLE, &previous);
+  const ZRResult result = run();
+  pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &previous);
+  const Guard guard(*this);
+  _runResult = result;
 }
 
 void ZRThread::finish(bool bodyRan) {
@@ -178,11 +184,12 @@ ZRResult ZRThread::join(std::uint32_t timeoutMs, bool failIfNotStarted) {
   return releaseHandle();
 }
 
-ZRResult ZRThread::releaseHandle() {
+ZRResult ZRThread::releaseHandle(void** outcome) {
   const ZRMutex::Guard guard(_handleMutex);
   if (!_hasHandle) return ZRError::eNoError;
-  const int error = pthread_join(_handle, nullptr);
+  const int error = pthread_join(_handle, outcome);
   _hasHandle = false;
+  _self = pthread_t{};
   return error == 0 || error == ESRCH ? ZRResult() : ZRResult::fromSystemError("pthread_join", error);
 }
 
@@ -197,12 +204,14 @@ ZRResult ZRThread::joinElseTerminate2(std::uint32_t joinTimeoutMs, bool failIfNo
   return ZRError::eNoError;
 }
 
-ZRResult ZRThread::terminate(std::uint32_t timeoutMs) {
+/// The limit is not needed: what was cancelled, or never ran its body, ends at once.
+ZRResult ZRThread::terminate(std::uint32_t) {
+  if (isCurrent()) return ZRThreadError::eCantJoinCurrent;
   switch (state()) {
     case State::running:
       return cancelRunning();
     case State::created:
-      return endNeverStarted(timeoutMs);
+      return endNeverStarted();
     case State::finished:
       return releaseHandle();
   }
@@ -214,33 +223,41 @@ ZRResult ZRThread::terminate(std::uint32_t timeoutMs) {
 
 ZRResult ZRThread::cancelRunning() {
   zrrt::log(ZRLogLevel::eCritical, "Thread \"%s\" is being terminated.", name().c_str());
-  const ZRMutex::Guard guard(_handleMutex);
-  if (_hasHandle) pthread_cancel(_handle);
-  const ZRResult released = releaseHandle();
+  void* outcome = nullptr;
+  ZRResult joined;
+  {
+    const ZRMutex::Guard guard(_handleMutex);
+    if (_hasHandle) pthread_cancel(_handle);
+    joined = releaseHandle(&outcome);
+  }
+  if (outcome == PTHREAD_CANCELED) {
+    const Guard guard(*this);
+    _runResult = ZRThreadError::eCanceled;
+  }
   setState(State::finished);
-  return released;
+  static_cast<void>(_joinEvent.set());  // in the place of the thread, for whoever else waits for its end
+  return joined;
 }
 
-ZRResult ZRThread::endNeverStarted(std::uint32_t timeoutMs) {
+ZRResult ZRThread::endNeverStarted() {
   ZR_RETURN_FAILURE(_evStopThread.set());
-  if (_creationResult.isSuccess()) {
-    ZR_RETURN_FAILURE(start());
-    static_cast<void>(timeoutMs);  // it ends at once, so the join needs no limit
-    ZR_RETURN_FAILURE(join(kNoLimit, false));
-  }
+  ZR_RETURN_FAILURE(start());
+  ZR_RETURN_FAILURE(join(kNoLimit, false));
   setState(State::finished);
   return ZRError::eNoError;
 }
 
 ZRResult ZRThread::sleep(std::uint32_t milliseconds) {
-  ::usleep(milliseconds * 1000);
+  constexpr std::uint32_t kMicroseconds = 1000;
+  constexpr std::uint32_t kLongestPiece = 4'000'000;  // in microseconds it still is a 32-bit number
+  for (; milliseconds > kLongestPiece; milliseconds -= kLongestPiece)
+    ::usleep(kLongestPiece * kMicroseconds);
+  ::usleep(milliseconds * kMicroseconds);
   return ZRError::eNoError;
 }
 
 bool ZRThread::isCurrent() const {
-  if (current() == this) return true;
-  const ZRMutex::Guard guard(_handleMutex);
-  return _hasHandle && pthread_equal(pthread_self(), _handle) != 0;
+  return pthread_equal(pthread_self(), _self.load()) != 0;
 }
 
 ZRThread* ZRThread::current() {

@@ -8,8 +8,8 @@
 /// is joined or terminated by its owner. A class that overrides `run` joins or terminates the thread before
 /// its own part is destroyed.
 ///
-/// Termination cancels the thread wherever it is: whatever it held (memory, locks) is lost. It is a last
-/// resort.
+/// Termination cancels the body wherever it is: whatever it held (memory, locks) is lost, and a body that is
+/// just then in a function that must not throw ends the process. It is a last resort.
 class ZRThread : public ZRSync {
  public:
   /// 1 = created, not started; 2 = running; 3 = finished.
@@ -34,7 +34,9 @@ class ZRThread : public ZRSync {
   ZRResult joinElseTerminate2(std::uint32_t joinTimeoutMs, bool failIfNotStarted,
                               std::uint32_t terminateTimeoutMs);
 
-  /// Cancels a running thread; ends one that was never started without running its body.
+  /// Cancels a running thread and waits for its end; ends one that was never started without running its
+  /// body. Fails: ZRThreadError::eCantJoinCurrent; eBadStatus for an unknown state; the creation's failure;
+  /// the failure of the join.
   ZRResult terminate(std::uint32_t timeoutMs);
 
   /// Always eNoError.
@@ -45,7 +47,7 @@ class ZRThread : public ZRSync {
 
   [[nodiscard]] State state() const { return static_cast<State>(_state.load()); }
   [[nodiscard]] ZRString name() const;
-  /// The body's result, once it has finished.
+  /// The body's result, once it has finished; ZRThreadError::eCanceled for one that was terminated.
   [[nodiscard]] ZRResult runResult() const;
   [[nodiscard]] const ZRResult& creationResult() const { return _creationResult; }
 
@@ -71,10 +73,11 @@ class ZRThread : public ZRSync {
   void applyStackSize(pthread_attr_t& attributes, std::size_t stackSize) const;
   void takeName() const;
   void live();
+  void runBody();
   void finish(bool bodyRan);
   ZRResult cancelRunning();
-  ZRResult endNeverStarted(std::uint32_t timeoutMs);
-  ZRResult releaseHandle();
+  ZRResult endNeverStarted();
+  ZRResult releaseHandle(void** outcome = nullptr);
   void setState(State state) { _state.store(static_cast<int>(state)); }
   [[nodiscard]] bool isCurrent() const;
 
@@ -85,6 +88,7 @@ class ZRThread : public ZRSync {
   mutable ZRThreadMutex _handleMutex{"handle mutex"};
   pthread_t _handle{};
   bool _hasHandle = false;
+  std::atomic<pthread_t> _self{};  ///< set by the thread itself, cleared once it is joined
   ZREvent _joinEvent{"join event", ZREvent::Reset::manual};
   ZREvent _startEvent{"start event", ZREvent::Reset::manual};
   ZREvent _startedEvent{"started event", ZREvent::Reset::manual};
