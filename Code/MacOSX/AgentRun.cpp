@@ -21,8 +21,7 @@ ZRString withTrailingSlash(const ZRString& path) {
   return path.endsWith("/") ? path : path + "/";
 }
 
-/// The log file's path, in a folder that is made if need be; empty for a user without a Library folder. A
-/// folder that cannot be made shows when the log is opened.
+/// The log file's path, in a folder that is made if need be; empty when the user has no place for logs.
 ZRString makeLogPath() {
   ZRString folder;
   static_cast<void>(HOLLogManager::processLogFolder(folder));

@@ -2,23 +2,16 @@
 
 #include <cerrno>
 
-#include "Code/MacOSX/VNTHelperData.h"
 #include "Code/MacOSX/VNTUpdate/TemporaryNames.h"
 #include "Code/MacOSX/VNTUpdate/UnpackFolder.h"
 #include "platform/ApplicationRegistry.h"
 #include "platform/Clock.h"
-#include "platform/Folders.h"
 #include "platform/Task.h"
 #include "runtime/Code/ZRLog.h"
 
 namespace {
 
 constexpr const char* kUnarchiveContext = "-[VNTUpdate unarchiveEndpoint:]";
-
-/// Where the agent itself is installed: a folder below the temporary one that no package is unpacked for.
-std::string executableFolder() {
-  return platform::libraryFolder().value_or(std::string()) + "/" + gVNTUpdateData.executableFolder();
-}
 
 void logLaunchFailure(const platform::LaunchException& exception) {
   zrrt::log(ZRLogLevel::eError, "%s - Unable to launch tar command.", kUnarchiveContext);
@@ -43,7 +36,7 @@ bool FullInstaller::downloadAndInstallSingleBuild(std::uint32_t build, const std
 bool FullInstaller::downloadAndUnarchiveSingleBuild(std::uint32_t build, const std::string& url,
                                                     bool isDeltaUpdate) {
   zrrt::log(ZRLogLevel::eDebug, "Downloading build %d", static_cast<int>(build));
-  if (!removeLinksLeadingOutside(_fileManager, _settings.tempPath, executableFolder())) return false;
+  if (!removeLinksLeadingOutside(_fileManager, _settings.tempPath)) return false;
   std::string archive;
   if (!_download.safelyDownloadActiveBuild(build, url, archive, isDeltaUpdate)) return false;
   const bool unpacked = unpackDownload(build, archive, isDeltaUpdate);

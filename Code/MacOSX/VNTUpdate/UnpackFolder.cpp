@@ -3,15 +3,22 @@
 #include <vector>
 
 #include "Code/Common/DeltaTree.h"
+#include "Code/MacOSX/VNTHelperData.h"
+#include "platform/Folders.h"
 #include "runtime/Code/ZRLog.h"
 
 namespace {
 
+/// Where the agent itself is installed; no package is unpacked for it.
+std::string agentFolder() {
+  return platform::libraryFolder().value_or(std::string()) + "/" + gVNTUpdateData.executableFolder();
+}
+
 /// The walk over one folder tree; it never enters a link.
 class LinkRemoval {
  public:
-  LinkRemoval(platform::FileManager& fileManager, const std::string& spared)
-      : _fileManager(fileManager), _spared(spared) {}
+  LinkRemoval(platform::FileManager& fileManager, std::string spared)
+      : _fileManager(fileManager), _spared(std::move(spared)) {}
 
   [[nodiscard]] bool run(const std::string& folder) {
     if (resolvePath(folder, _resolvedFolder).isFailure())
@@ -57,15 +64,14 @@ class LinkRemoval {
   }
 
   platform::FileManager& _fileManager;
-  const std::string& _spared;
+  const std::string _spared;
   ZRString _resolvedFolder;
 };
 
 }  // namespace
 
-bool removeLinksLeadingOutside(platform::FileManager& fileManager, const std::string& folder,
-                               const std::string& spared) {
-  return LinkRemoval(fileManager, spared).run(folder);
+bool removeLinksLeadingOutside(platform::FileManager& fileManager, const std::string& tempPath) {
+  return LinkRemoval(fileManager, agentFolder()).run(tempPath);
 }
 
 bool isRealFolder(const std::string& path) {

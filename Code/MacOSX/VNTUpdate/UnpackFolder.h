@@ -8,10 +8,9 @@
 /// The temporary folder as a place to unpack into. An unpacking tool follows a link that was there before, so
 /// a link that one package leaves behind could lead the next one outside.
 
-/// Removes the symbolic links below the folder that lead outside it (or nowhere), however deep. The folder
-/// `spared` is not entered. False, logged, when one cannot be removed.
-[[nodiscard]] bool removeLinksLeadingOutside(platform::FileManager& fileManager, const std::string& folder,
-                                             const std::string& spared);
+/// Removes the symbolic links in the temporary folder that lead outside it (or nowhere), however deep. The
+/// agent's own folder in it is left alone. False, logged, when one cannot be removed.
+[[nodiscard]] bool removeLinksLeadingOutside(platform::FileManager& fileManager, const std::string& tempPath);
 
 /// Whether there is a folder at the path itself, not a link to one.
 [[nodiscard]] bool isRealFolder(const std::string& path);

@@ -3,6 +3,7 @@
 #include "Code/Common/AgentVersion.h"
 #include "Code/MacOSX/DeploymentUtilities.h"
 #include "Code/MacOSX/MacMessengerUtilities.h"
+#include "Code/MacOSX/VNTUpdate/UnpackFolder.h"
 #include "runtime/Code/ZRLog.h"
 
 std::unique_ptr<VNTUpdate> VNTUpdate::init() {
@@ -31,6 +32,8 @@ bool VNTUpdate::load() {
   _settings.userAgent = ZRString::format(64, "VNTUpdate/%u(Mac)", kAgentBuildNumber).str();
   _retrieval.load();
   _cleanup.load();
+  // What an earlier package left behind must not lead anything outside that is written there in this run.
+  static_cast<void>(removeLinksLeadingOutside(_fileManager, _settings.tempPath));
   return true;
 }
 
