@@ -40,7 +40,11 @@ struct SpawnRequest {
 /// when there is no plan). Any thread; cost does not grow with this process's memory.
 SystemCallFailure spawn(const SpawnRequest& request, ProcessId& child);
 
-enum class WaitOutcome { exited, timedOut };
+enum class WaitOutcome {
+  exited,
+  timedOut,
+  unexpected,  ///< the system told of something else than the end
+};
 
 /// Waits until `child` has ended (it need not be this process's child) or `limit` has passed (none: no
 /// limit). An ended child that nobody has collected yet counts as ended at once. Does not collect the exit

@@ -30,7 +30,7 @@ class Task {
   bool withoutInput = false;    ///< standard input is the null device
 
   /// Throws LaunchException (name "NSInvalidArgumentException") when the tool or the working folder is
-  /// missing or may not be executed.
+  /// missing or may not be executed, and for a second launch.
   void launch();
   [[nodiscard]] bool isRunning();
   void waitUntilExit();

@@ -51,10 +51,16 @@ struct ProgramVectors {
 
 class FileActions {
  public:
-  FileActions() { posix_spawn_file_actions_init(&_actions); }
-  ~FileActions() { posix_spawn_file_actions_destroy(&_actions); }
+  FileActions() : _initError(posix_spawn_file_actions_init(&_actions)) {}
+  ~FileActions() {
+    if (_initError == 0) posix_spawn_file_actions_destroy(&_actions);
+  }
   FileActions(const FileActions&) = delete;
   FileActions& operator=(const FileActions&) = delete;
+
+  [[nodiscard]] SystemCallFailure initialised() const {
+    return {"posix_spawn_file_actions_init", _initError};
+  }
 
   SystemCallFailure add(const StreamPlan& plan) {
     for (int target = 0; target < static_cast<int>(plan.descriptors.size()); ++target) {
@@ -95,14 +101,19 @@ class FileActions {
   }
 
   posix_spawn_file_actions_t _actions;
+  int _initError;
 };
 
 class SpawnAttributes {
  public:
-  SpawnAttributes() { posix_spawnattr_init(&_attributes); }
-  ~SpawnAttributes() { posix_spawnattr_destroy(&_attributes); }
+  SpawnAttributes() : _initError(posix_spawnattr_init(&_attributes)) {}
+  ~SpawnAttributes() {
+    if (_initError == 0) posix_spawnattr_destroy(&_attributes);
+  }
   SpawnAttributes(const SpawnAttributes&) = delete;
   SpawnAttributes& operator=(const SpawnAttributes&) = delete;
+
+  [[nodiscard]] SystemCallFailure initialised() const { return {"posix_spawnattr_init", _initError}; }
 
   SystemCallFailure setFlags(std::uint16_t flags) {
     return {"posix_spawnattr_setflags", posix_spawnattr_setflags(&_attributes, static_cast<short>(flags))};
@@ -111,16 +122,23 @@ class SpawnAttributes {
 
  private:
   posix_spawnattr_t _attributes;
+  int _initError;
 };
 
-SystemCallFailure spawnRunning(const SpawnRequest& request, ProgramVectors& vectors, ProcessId& child) {
-  FileActions actions;
-  SpawnAttributes attributes;
+SystemCallFailure prepare(const SpawnRequest& request, FileActions& actions, SpawnAttributes& attributes) {
+  if (const SystemCallFailure failure = actions.initialised()) return failure;
+  if (const SystemCallFailure failure = attributes.initialised()) return failure;
   if (request.streams) {
     if (const SystemCallFailure failure = actions.add(*request.streams)) return failure;
     if (const SystemCallFailure failure = attributes.setFlags(request.streams->flags)) return failure;
   }
-  if (const SystemCallFailure failure = actions.closeTheRest()) return failure;
+  return actions.closeTheRest();
+}
+
+SystemCallFailure spawnRunning(const SpawnRequest& request, ProgramVectors& vectors, ProcessId& child) {
+  FileActions actions;
+  SpawnAttributes attributes;
+  if (const SystemCallFailure failure = prepare(request, actions, attributes)) return failure;
   const auto spawnFunction = request.searchPath ? posix_spawnp : posix_spawn;
   return {"posix_spawn", spawnFunction(&child, request.path.c_str(), actions.get(), attributes.get(),
                                        vectors.arguments.data(), vectors.environment.data())};
@@ -128,32 +146,50 @@ SystemCallFailure spawnRunning(const SpawnRequest& request, ProgramVectors& vect
 
 // -------------------------------------------------------------------------------------- suspended start
 
-/// In the child of a fork: only calls that are safe there.
-void arrangeStreams(const StreamPlan& plan) {
+// What follows runs in the child of a fork, where only calls are safe that a signal handler may make.
+
+/// posix_spawn refuses a descriptor that is not open, and so does this.
+bool arrangeStreams(const StreamPlan& plan) {
   for (int target = 0; target < static_cast<int>(plan.descriptors.size()); ++target) {
     const int descriptor = plan.descriptors[static_cast<std::size_t>(target)];
     if (descriptor == target) continue;
     if (descriptor == -1) {
       ::close(target);
-    } else {
-      ::dup2(descriptor, target);
+    } else if (::dup2(descriptor, target) < 0) {
+      return false;
     }
+  }
+  return true;
+}
+
+/// The attributes that the flags select hold their defaults: a process group of its own, no blocked signal.
+bool applyFlags(std::uint16_t flags) {
+  sigset_t none;
+  sigemptyset(&none);
+  return ((flags & POSIX_SPAWN_SETSIGMASK) == 0 || ::sigprocmask(SIG_SETMASK, &none, nullptr) == 0) &&
+         ((flags & POSIX_SPAWN_SETSID) == 0 || ::setsid() >= 0) &&
+         ((flags & POSIX_SPAWN_SETPGROUP) == 0 || ::setpgid(0, 0) == 0) &&
+         ((flags & POSIX_SPAWN_RESETIDS) == 0 || (::setegid(::getgid()) == 0 && ::seteuid(::getuid()) == 0));
+}
+
+/// Answers only when the program could not be executed.
+void executeTraced(const SpawnRequest& request, const ProgramVectors& vectors) {
+  if (request.streams && !(applyFlags(request.streams->flags) && arrangeStreams(*request.streams))) return;
+  ::close_range(kFirstOwnDescriptor, ~0U, CLOSE_RANGE_CLOEXEC);
+  if (::ptrace(PTRACE_TRACEME, 0, nullptr, nullptr) != 0) return;
+  if (request.searchPath) {
+    ::execvpe(request.path.c_str(), vectors.arguments.data(), vectors.environment.data());
+  } else {
+    ::execve(request.path.c_str(), vectors.arguments.data(), vectors.environment.data());
   }
 }
 
 [[noreturn]] void becomeTracedProgram(const SpawnRequest& request, const ProgramVectors& vectors,
                                       int reportTo) {
-  if (request.streams) arrangeStreams(*request.streams);
-  ::close_range(kFirstOwnDescriptor, ~0U, CLOSE_RANGE_CLOEXEC);
-  int error = 0;
-  if (::ptrace(PTRACE_TRACEME, 0, nullptr, nullptr) == 0) {
-    if (request.searchPath) {
-      ::execvpe(request.path.c_str(), vectors.arguments.data(), vectors.environment.data());
-    } else {
-      ::execve(request.path.c_str(), vectors.arguments.data(), vectors.environment.data());
-    }
-  }
-  error = errno;
+  // The plan may fill a standard descriptor, and the report must not be in its place.
+  reportTo = ::fcntl(reportTo, F_DUPFD_CLOEXEC, kFirstOwnDescriptor);
+  executeTraced(request, vectors);
+  const int error = errno;
   static_cast<void>(::write(reportTo, &error, sizeof error) == 0);  // nobody is left to tell if this fails
   ::_exit(127);
 }
@@ -166,8 +202,28 @@ int waitForChild(ProcessId child, int& status) {
   return collected;
 }
 
+/// The same flags are refused as for a program that runs at once.
+SystemCallFailure checkFlags(std::uint16_t flags) {
+  SpawnAttributes attributes;
+  const SystemCallFailure failure = attributes.initialised();
+  return failure ? failure : attributes.setFlags(flags);
+}
+
+/// Lets a traced child go, stopped; one that cannot be is ended.
+SystemCallFailure detachStopped(ProcessId child) {
+  if (::ptrace(PTRACE_DETACH, child, nullptr, SIGSTOP) == 0) return {};
+  const int error = errno;
+  int status = 0;
+  ::kill(child, SIGKILL);
+  waitForChild(child, status);
+  return {"posix_spawn", error};
+}
+
 /// The program is executed under trace, so that it stops before its first instruction, and let go stopped.
 SystemCallFailure spawnStopped(const SpawnRequest& request, const ProgramVectors& vectors, ProcessId& child) {
+  if (request.streams) {
+    if (const SystemCallFailure failure = checkFlags(request.streams->flags)) return failure;
+  }
   int ends[2];
   if (::pipe2(ends, O_CLOEXEC) != 0) return {"posix_spawn", errno};
   const FileDescriptor readEnd(ends[0]);
@@ -183,9 +239,14 @@ SystemCallFailure spawnStopped(const SpawnRequest& request, const ProgramVectors
   waitForChild(forked, status);
   if (reported == static_cast<ssize_t>(sizeof execError)) return {"posix_spawn", execError};
   if (!WIFSTOPPED(status)) return {"posix_spawn", ECHILD};
-  if (::ptrace(PTRACE_DETACH, forked, nullptr, SIGSTOP) != 0) return {"posix_spawn", errno};
   child = forked;
-  return {};
+  return detachStopped(forked);
+}
+
+timespec toTimespec(std::chrono::milliseconds duration) {
+  const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(duration);
+  const std::chrono::nanoseconds rest = duration - seconds;
+  return {static_cast<time_t>(seconds.count()), static_cast<long>(rest.count())};
 }
 
 bool isNumber(const char* text) {
@@ -209,13 +270,15 @@ SystemCallFailure waitForExit(ProcessId child, std::optional<std::chrono::millis
     return {isAboutProcess ? "kevent" : "kqueue", errno};
   }
   pollfd entry{watch.get(), POLLIN, 0};
-  const auto milliseconds = limit ? std::min<std::int64_t>(limit->count(), INT_MAX) : -1;
+  const timespec time = limit ? toTimespec(*limit) : timespec{};
   int ready;
   do {
-    ready = ::poll(&entry, 1, static_cast<int>(milliseconds));
+    ready = ::ppoll(&entry, 1, limit ? &time : nullptr, nullptr);
   } while (ready < 0 && errno == EINTR);
   if (ready < 0) return {"kevent", errno};
-  outcome = ready == 0 ? WaitOutcome::timedOut : WaitOutcome::exited;
+  outcome = ready == 0                      ? WaitOutcome::timedOut
+            : (entry.revents & POLLIN) != 0 ? WaitOutcome::exited
+                                            : WaitOutcome::unexpected;
   return {};
 }
 

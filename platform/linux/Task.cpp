@@ -25,24 +25,31 @@ void requireFolder(const std::string& path) {
   if (!S_ISDIR(status.st_mode)) refuseLaunch(path, ENOTDIR);
 }
 
+/// What the child does before it becomes the tool. The first step that cannot be noted is kept as the error.
 class FileActions {
  public:
-  FileActions() { posix_spawn_file_actions_init(&_actions); }
+  FileActions() { note(posix_spawn_file_actions_init(&_actions)); }
   ~FileActions() { posix_spawn_file_actions_destroy(&_actions); }
   FileActions(const FileActions&) = delete;
   FileActions& operator=(const FileActions&) = delete;
 
   void nullDevice(int target, int mode) {
-    posix_spawn_file_actions_addopen(&_actions, target, "/dev/null", mode, 0);
+    note(posix_spawn_file_actions_addopen(&_actions, target, "/dev/null", mode, 0));
   }
   void changeFolder(const std::string& path) {
-    posix_spawn_file_actions_addchdir_np(&_actions, path.c_str());
+    note(posix_spawn_file_actions_addchdir_np(&_actions, path.c_str()));
   }
-  void closeTheRest() { posix_spawn_file_actions_addclosefrom_np(&_actions, STDERR_FILENO + 1); }
+  void closeTheRest() { note(posix_spawn_file_actions_addclosefrom_np(&_actions, STDERR_FILENO + 1)); }
   [[nodiscard]] const posix_spawn_file_actions_t* get() const { return &_actions; }
+  [[nodiscard]] int error() const { return _error; }
 
  private:
+  void note(int error) {
+    if (_error == 0) _error = error;
+  }
+
   posix_spawn_file_actions_t _actions;
+  int _error = 0;
 };
 
 }  // namespace
@@ -51,6 +58,7 @@ LaunchException::LaunchException(std::string name, std::string reason)
     : _name(std::move(name)), _reason(std::move(reason)) {}
 
 void Task::launch() {
+  if (_pid >= 0) throw LaunchException("NSInvalidArgumentException", "task already launched");
   FileActions actions;
   if (withoutInput) actions.nullDevice(STDIN_FILENO, O_RDONLY);
   if (discardsOutput) {
@@ -62,6 +70,7 @@ void Task::launch() {
     actions.changeFolder(currentFolder);
   }
   actions.closeTheRest();
+  if (actions.error() != 0) refuseLaunch(launchPath, actions.error());
 
   std::vector<std::string> texts{launchPath};
   texts.insert(texts.end(), arguments.begin(), arguments.end());
@@ -74,7 +83,6 @@ void Task::launch() {
   const int error = posix_spawn(&child, launchPath.c_str(), actions.get(), nullptr, pointers.data(), environ);
   if (error != 0) refuseLaunch(launchPath, error);
   _pid = child;
-  _ended = false;
 }
 
 bool Task::isRunning() {

@@ -1,5 +1,6 @@
 #include "runtime/Applications/ZRProcessManager.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -39,7 +40,8 @@ ZRResult resultOf(const SystemCallFailure& failure) {
 
 bool isExecutableFile(const ZRString& path) {
   struct stat status {};
-  return ::stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode) && ::access(path.c_str(), X_OK) == 0;
+  return ::stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode) &&
+         ::faccessat(AT_FDCWD, path.c_str(), X_OK, AT_EACCESS) == 0;
 }
 
 std::vector<ZRString> searchFolders(bool usePath, bool addCurrentDirectory) {
@@ -131,13 +133,13 @@ ZRResult ZRMacProcessManager::start(boost::shared_ptr<zrrt::IProcess>& process, 
   request.startSuspended = mode == Start::suspended;
   request.searchPath = search == Search::path;
 
+  const boost::weak_ptr<zrrt::IProcessManager> self = shared_from_this();  // throws before there is a child
   platform::process::ProcessId id = -1;
   if (const SystemCallFailure failure = platform::process::spawn(request, id)) {
     ZRResult result = resultOf(failure);
     if (failure.number == ENOENT) result.append("program path: \"%s\"", path.c_str());
     return result;
   }
-  const boost::weak_ptr<zrrt::IProcessManager> self = shared_from_this();
   try {
     process = boost::make_shared<ZRMacProcess>(
         self, id, ZRMacProcess::Waitable::yes,
@@ -154,8 +156,15 @@ ZRResult ZRMacProcessManager::waitForExit(std::int32_t processId, std::uint32_t 
                          : std::optional<std::chrono::milliseconds>(std::chrono::milliseconds(timeoutMs));
   platform::process::WaitOutcome outcome = platform::process::WaitOutcome::timedOut;
   ZR_RETURN_FAILURE(resultOf(platform::process::waitForExit(processId, limit, outcome)));
-  if (outcome == platform::process::WaitOutcome::timedOut) return ZRError::eTimeout;
-  return ZRThread::sleep(1);
+  switch (outcome) {
+    case platform::process::WaitOutcome::exited:
+      return ZRThread::sleep(1);
+    case platform::process::WaitOutcome::timedOut:
+      return ZRError::eTimeout;
+    case platform::process::WaitOutcome::unexpected:
+      break;
+  }
+  return ZRError::eUnexpected;
 }
 
 ZRResult ZRMacProcessManager::killProcess(std::int32_t processId) {
