@@ -40,10 +40,8 @@ UrlErrorCode connectProblem(long systemError) {
 UrlErrorCode receiveProblem(const HttpOutcome& outcome) {
   if (outcome.connectStatus >= 400) return UrlErrorCode::cannotConnectToHost;
   // A connection that ends without the closing message of TLS has no error number of the system.
-  const bool cut = outcome.text.find("unexpected eof") != std::string::npos;
-  const bool lost = outcome.systemError != 0 || outcome.text.find("errno 104") != std::string::npos ||
-                    outcome.text.find("errno 32") != std::string::npos;
-  return cut || lost ? UrlErrorCode::networkConnectionLost : UrlErrorCode::badServerResponse;
+  const bool lost = outcome.systemError != 0 || outcome.text.find("unexpected eof") != std::string::npos;
+  return lost ? UrlErrorCode::networkConnectionLost : UrlErrorCode::badServerResponse;
 }
 
 }  // namespace

@@ -331,7 +331,11 @@ void CurlTransfer::collectEnd() {
 void CurlTransfer::end(HttpOutcome outcome) {
   _outcome = std::move(outcome);
   _ended = true;
-  if (_outcome.code != CURLE_OK) fail(translate(_outcome), _outcome.text);
+  if (_outcome.code != CURLE_OK) {
+    fail(translate(_outcome), _outcome.text);
+  } else if (head() == nullptr) {  // which the library lets pass
+    fail(UrlErrorCode::networkConnectionLost, "The connection was closed in the head of the answer.");
+  }
 }
 
 void CurlTransfer::fail(UrlErrorCode code, std::string description) {
