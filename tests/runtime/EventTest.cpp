@@ -145,16 +145,14 @@ TEST(Condition, RemembersABroadcastUntilAWaitAnswersToIt) {
   EXPECT_CODE(condition.broadcast(), ZRError::eNoError);
   EXPECT_TRUE(condition.isSignalled());
 
-  bool ready = false;
-  std::thread signaller([&] {
-    const ZRMutex::Guard guard(mutex);
-    ready = true;
-    EXPECT_CODE(condition.broadcast(), ZRError::eNoError);
-  });
+  std::thread signaller;
   {
     const ZRMutex::Guard guard(mutex);
-    while (!ready)
-      EXPECT_CODE(condition.wait(mutex, kLongMs), ZRError::eNoError);
+    signaller = std::thread([&] {
+      const ZRMutex::Guard after(mutex);  // so not before the wait below
+      EXPECT_CODE(condition.broadcast(), ZRError::eNoError);
+    });
+    EXPECT_CODE(condition.wait(mutex, kLongMs), ZRError::eNoError);
   }
   signaller.join();
   EXPECT_FALSE(condition.isSignalled());

@@ -99,9 +99,10 @@ TEST(ThreadPool, RunsTasksInTheirOrderAndKeepsTheirResults) {
       return i % 2 == 0 ? ZRResult() : ZRResult(ZRError::eVerifyFailed, "task %d", i);
     }));
   }
+  for (const TaskHandle& task : tasks)
+    waitFor(*task);
   for (std::int32_t i = 0; i < 50; ++i) {
-    ZRTask& task = *tasks[static_cast<std::size_t>(i)];
-    waitFor(task);
+    const ZRTask& task = *tasks[static_cast<std::size_t>(i)];
     EXPECT_CODE(task.result(), i % 2 == 0 ? ZRError::eNoError : ZRError::eVerifyFailed);
     EXPECT_EQ(order[static_cast<std::size_t>(i)], i);
   }
