@@ -10,6 +10,8 @@ namespace demo {
 /// Files of this machine that stand in for the contents of a real client: the same list each time.
 class Payload {
  public:
+  /// Nothing: a bundle is then a few small files.
+  Payload() = default;
   /// Takes files below `folder` in path order, none larger than a megabyte, until `totalBytes` are reached.
   Payload(const std::filesystem::path& folder, std::uint64_t totalBytes);
 
