@@ -1,7 +1,9 @@
 #include "runtime/File/ZRFileFind.h"
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
+#include <memory>
 #include <string>
 #include <string_view>
 

@@ -1,5 +1,4 @@
-#include <cctype>
-#include <cstring>
+#include <type_traits>
 #include <utility>
 
 #include "runtime/Json/JsonScanner.h"
