@@ -111,17 +111,4 @@ class EngineHome : public AgentHome {
   std::unique_ptr<VNTUpdate> _engine;
 };
 
-/// A file manager whose `nth` move (from 1) fails.
-class FailingMoves : public platform::FileManager {
- public:
-  explicit FailingMoves(int nth) : _countdown(nth) {}
-  platform::Error moveItem(const std::string& from, const std::string& to) override {
-    if (--_countdown == 0) return platform::posixError(EIO, from);
-    return FileManager::moveItem(from, to);
-  }
-
- private:
-  int _countdown;
-};
-
 }  // namespace test

@@ -77,12 +77,17 @@ TEST_F(DeltaInstallTest, WhateverFailsFallsBackOnTheNextPackageOrTheFullArchive)
     site.server.serve(test::kBuildHost, std::string("/") + name, Reply::withStatus(404, "not found"));
   };
   refuse("d1_5.tar.md5");
-  refuse("d2_5.tar.md5");
+  // Proved, but cut off: it unpacks in part.
+  const std::string package = site.published() + "/d2_5.tar";
+  fs::resize_file(package, fs::file_size(package) / 2);
+  test::writeFile(package + ".md5", *engine().archiveDownload().getChecksumFromFile(package));
   runPass();
   expectWhole(5);
   EXPECT_TRUE(log.contains("d: ", "Found existing build 1 to install 5"));
   EXPECT_TRUE(log.contains("d: ", "Found existing build 2 to install 5"));
+  EXPECT_TRUE(log.contains("E: ", "tar failed, exit code 2")) << log.text();
   EXPECT_EQ(site.requestedPaths().back(), "/b5.tar.md5");
+  EXPECT_TRUE(isTempPathClean());
 }
 
 TEST_F(DeltaInstallTest, AFailedAssemblyLeavesNothingBehind) {

@@ -96,8 +96,11 @@ std::optional<std::string> DeltaInstaller::baseForPackage(const DeltaPackage& pa
 
 bool DeltaInstaller::obtainPackage(const std::string& url, std::uint32_t sourceBuild,
                                    std::uint32_t targetBuild) {
-  return _installer.removeLeftover(_settings.tempPath + deltaFolderName(sourceBuild, targetBuild)) &&
-         _installer.downloadAndUnarchiveSingleBuild(targetBuild, url, true);
+  const std::string folder = _settings.tempPath + deltaFolderName(sourceBuild, targetBuild);
+  if (!_installer.removeLeftover(folder)) return false;
+  if (_installer.downloadAndUnarchiveSingleBuild(targetBuild, url, true)) return true;
+  static_cast<void>(_installer.removeLeftover(folder));
+  return false;
 }
 
 bool DeltaInstaller::installPatchedBuild(std::uint32_t targetBuild) {

@@ -45,7 +45,7 @@ class DeltaInstaller {
   [[nodiscard]] Attempt installAtOnce(const DeltaPackage& package, std::uint32_t targetBuild);
   [[nodiscard]] std::optional<std::string> baseForPackage(const DeltaPackage& package,
                                                           std::uint32_t targetBuild) const;
-  /// Downloads and unpacks a package, into a folder that no earlier run has left anything in.
+  /// Downloads and unpacks a package. Nothing of an earlier attempt gets in, and a failed one leaves nothing.
   [[nodiscard]] bool obtainPackage(const std::string& url, std::uint32_t sourceBuild,
                                    std::uint32_t targetBuild);
   [[nodiscard]] bool obtainPackageAtOnce(const DeltaPackage& package, std::uint32_t targetBuild);
