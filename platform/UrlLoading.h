@@ -17,7 +17,7 @@ struct UrlRequest {
   Url url;
   /// The longest time without any progress (connecting, waiting, between two pieces of the body).
   std::chrono::seconds idleTimeout{60};
-  std::vector<std::pair<std::string, std::string>> headers;
+  std::vector<std::pair<std::string, std::string>> headers = {};
   /// Ask caches on the way for a fresh answer.
   bool ignoresCache = false;
 };
@@ -27,10 +27,10 @@ struct UrlResponse {
   Url url;
   int statusCode = 0;
   std::int64_t expectedContentLength = -1;  ///< bytes; -1 when not announced
-  std::string suggestedFilename;
-  std::string mimeType;
-  std::string textEncodingName;
-  std::string description;  ///< one line for a log
+  std::string suggestedFilename = {};
+  std::string mimeType = {};
+  std::string textEncodingName = {};
+  std::string description = {};  ///< one line for a log
 };
 
 /// Who asks for credentials.

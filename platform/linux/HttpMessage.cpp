@@ -149,7 +149,6 @@ UrlResponse makeResponse(const Url& url, const HttpHead& head) {
                        .expectedContentLength = announcedLength(head),
                        .suggestedFilename = suggestedFilename(url, head),
                        .mimeType = "application/octet-stream",
-                       .textEncodingName = {},
                        .description = describe(url, head)};
   if (const std::string* type = head.field("Content-Type")) {
     std::string_view parameters = *type;

@@ -104,8 +104,7 @@ TEST_F(Downloader, CannotStart) {
     EXPECT_EQ(download(downloader, url).code(), ZRError::eNoMemory) << url;
 
   VNTUpdateDownloader other;
-  const auto running =
-      platform::UrlDownload::start({.url = *platform::Url::parse(kUrl), .headers = {}}, other);
+  const auto running = platform::UrlDownload::start({.url = *platform::Url::parse(kUrl)}, other);
   EXPECT_EQ(download(downloader).code(), ZRError::eNoMemory) << "another download of this thread";
   EXPECT_TRUE(server.requests().empty());
 }
