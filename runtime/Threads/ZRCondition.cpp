@@ -20,7 +20,7 @@ ZRCondition::~ZRCondition() {
 
 ZRResult ZRCondition::broadcast() {
   if (_creationResult.isFailure()) return ZRThreadError::eNotInitialized;
-  _signalled = true;
+  if (!_signalled.load(std::memory_order_relaxed)) _signalled = true;  // a store that nobody needs is slow
   return pthread_cond_broadcast(&_condition) == 0 ? ZRError::eNoError : ZRError::eSomeError;
 }
 

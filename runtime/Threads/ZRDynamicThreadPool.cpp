@@ -5,6 +5,7 @@
 #include <chrono>
 #include <cstdio>
 #include <new>
+#include <thread>
 #include <utility>
 
 #include "runtime/Code/ZRLog.h"
@@ -13,6 +14,7 @@ namespace {
 
 constexpr std::uint32_t kWaitSliceMs = 1000;
 constexpr std::uint32_t kRetiredJoinMs = 5000;
+constexpr int kLooksBeforeSleep = 8;
 constexpr std::size_t kThreadNameBytes = 128;
 
 using Clock = std::chrono::steady_clock;
@@ -127,8 +129,13 @@ boost::shared_ptr<ZRTask> ZRDynamicThreadPool::nextTask(Worker& worker) {
 
 bool ZRDynamicThreadPool::waitForTask(Worker& worker) {
   Clock::time_point idleDeadline{};
+  int looks = 0;
   while (!worker.isStopRequested()) {
     if (!_queue.empty()) return true;
+    if (looks++ < kLooksBeforeSleep) {
+      giveWay();
+      continue;
+    }
     worker.showIdle();
     if (worker.isRetiring() && hasIdledTooLong(idleDeadline)) {
       reportFailure(worker.requestStop(), ZR_HERE);
@@ -137,6 +144,13 @@ bool ZRDynamicThreadPool::waitForTask(Worker& worker) {
     static_cast<void>(_condition.wait(_mutex, kWaitSliceMs));  // a time-out is just another look
   }
   return false;
+}
+
+/// Lets others have the mutex and the processor: to fall asleep and be woken costs more than a short task.
+void ZRDynamicThreadPool::giveWay() {
+  _mutex.unlock();
+  std::this_thread::yield();
+  _mutex.lock();
 }
 
 /// The deadline is made at the first call: a worker that finds work asks no clock.

@@ -77,6 +77,7 @@ class ZRDynamicThreadPool {
   /// The next task for a worker; none when it is to end.
   boost::shared_ptr<ZRTask> nextTask(Worker& worker);
   bool waitForTask(Worker& worker);
+  void giveWay();
   bool hasIdledTooLong(std::chrono::steady_clock::time_point& deadline) const;
   void pushBack(const boost::shared_ptr<ZRTask>& task);
   boost::shared_ptr<ZRTask> takeFront();

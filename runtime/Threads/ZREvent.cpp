@@ -240,12 +240,8 @@ ZRResult ZREvent::reset() {
   return ZRError::eNoError;
 }
 
-bool ZREvent::isSet() const {
-  const ZRMutex::Guard guard(_mutex);
-  return _isSet;
-}
-
 ZRResult ZREvent::wait(std::uint32_t timeoutMs) {
+  if (_reset == Reset::manual && isSet()) return ZRError::eNoError;
   return _reset == Reset::manual ? waitForOne(CManualResetWaiter(*this), timeoutMs)
                                  : waitForOne(CAutoResetWaiter(*this), timeoutMs);
 }

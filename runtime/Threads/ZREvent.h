@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <boost/intrusive/list_hook.hpp>
 #include <cstddef>
 #include <list>
@@ -26,7 +27,7 @@ class ZREvent {
 
   ZRResult set();
   ZRResult reset();
-  [[nodiscard]] bool isSet() const;
+  [[nodiscard]] bool isSet() const { return _isSet.load(); }
   [[nodiscard]] const char* name() const { return _name; }
 
   /// Waits for at most `timeoutMs` milliseconds (ZRSync::kNoLimit: no limit).
@@ -52,7 +53,7 @@ class ZREvent {
   boost::intrusive::list_member_hook<> _tableEntry;
   const char* _name;
   Reset _reset;
-  bool _isSet;
+  std::atomic<bool> _isSet;  ///< changed under the mutex
   std::list<ZREventWakeup*> _waiters;
   mutable ZRThreadMutex _mutex{"Internal UNIX ZREvent Mutex"};
 };

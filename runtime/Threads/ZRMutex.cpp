@@ -1,6 +1,7 @@
 #include "runtime/Threads/ZRMutex.h"
 
 #include <cerrno>
+#include <utility>
 
 #include "runtime/Code/ZRLog.h"
 
@@ -8,49 +9,48 @@ namespace {
 
 constexpr std::size_t kMaxMessage = 1024;
 
-/// Makes a mutex that its owner may lock again. `attributesFailed` tells which of the two steps failed.
-int initialiseRecursive(pthread_mutex_t& mutex, bool& attributesFailed) {
-  pthread_mutexattr_t attributes;
-  int error = pthread_mutexattr_init(&attributes);
-  attributesFailed = error != 0;
-  if (attributesFailed) return error;
-  error = pthread_mutexattr_settype(&attributes, PTHREAD_MUTEX_RECURSIVE);
-  attributesFailed = error != 0;
-  if (!attributesFailed) error = pthread_mutex_init(&mutex, &attributes);
-  pthread_mutexattr_destroy(&attributes);
-  return error;
-}
-
 }  // namespace
 
 ZRSync::ZRSync() {
-  bool attributesFailed = false;
-  const int error = initialiseRecursive(_syncMutex, attributesFailed);
+  const int error = initialise();
   if (error != 0) zrAssertionFailed(ZR_HERE, "ZRSync::ZRSync() Cannot set mutex attributes. (%d)", error);
 }
 
+int ZRSync::initialise() {
+  pthread_mutexattr_t attributes;
+  _attributesError = pthread_mutexattr_init(&attributes);
+  if (_attributesError != 0) return _attributesError;
+  _attributesError = pthread_mutexattr_settype(&attributes, PTHREAD_MUTEX_RECURSIVE);
+  if (_attributesError == 0) _mutexError = pthread_mutex_init(&_posixMutex, &attributes);
+  pthread_mutexattr_destroy(&attributes);
+  _exists = _attributesError == 0 && _mutexError == 0;
+  return _attributesError != 0 ? _attributesError : _mutexError;
+}
+
+int ZRSync::destroyMutex() {
+  return std::exchange(_exists, false) ? pthread_mutex_destroy(&_posixMutex) : 0;
+}
+
 ZRSync::~ZRSync() {
-  pthread_mutex_destroy(&_syncMutex);
+  destroyMutex();
 }
 
-ZRMutex::ZRMutex(const char* name) : _name(name), _creationResult(create()) {
-  if (_creationResult.isFailure()) zrrt::log(ZRLogLevel::eError, "%s", _creationResult.message().c_str());
+ZRMutex::ZRMutex(const char* name) : _name(name) {
+  const ZRResult created = creationResult();
+  if (created.isFailure()) zrrt::log(ZRLogLevel::eError, "%s", created.message().c_str());
 }
 
-ZRResult ZRMutex::create() {
-  bool attributesFailed = false;
-  const int error = initialiseRecursive(_mutex, attributesFailed);
-  if (error == 0) return ZRError::eNoError;
-  if (attributesFailed) {
+ZRResult ZRMutex::creationResult() const {
+  if (attributesError() != 0) {
     return ZRResult(ZRError::eSomeError, "ZRMutex::ZRMutex(\"%s\") Cannot set mutex attributes. (%d)", _name,
-                    error);
+                    attributesError());
   }
-  return ZRResult(ZRError::eSomeError, "%s", creationMessage(_name, error).c_str());
+  if (mutexError() == 0) return ZRError::eNoError;
+  return ZRResult(ZRError::eSomeError, "%s", creationMessage(_name, mutexError()).c_str());
 }
 
 ZRMutex::~ZRMutex() {
-  if (_creationResult.isFailure()) return;
-  const int error = pthread_mutex_destroy(&_mutex);
+  const int error = destroyMutex();
   if (error != 0) zrrt::log(ZRLogLevel::eError, "%s", destructionMessage(_name, error).c_str());
 }
 

@@ -22,25 +22,21 @@ class ZRMutex : public ZRSync {
     ZRMutex& _mutex;
   };
 
-  void lock() { pthread_mutex_lock(&_mutex); }
-  void unlock() { pthread_mutex_unlock(&_mutex); }
-  [[nodiscard]] bool tryLock() { return pthread_mutex_trylock(&_mutex) == 0; }
+  void lock() { pthread_mutex_lock(&posixMutex()); }
+  void unlock() { pthread_mutex_unlock(&posixMutex()); }
+  [[nodiscard]] bool tryLock() { return pthread_mutex_trylock(&posixMutex()) == 0; }
 
   [[nodiscard]] const char* name() const { return _name; }
   /// How the creation went.
-  [[nodiscard]] const ZRResult& creationResult() const { return _creationResult; }
-  [[nodiscard]] pthread_mutex_t& native() { return _mutex; }
+  [[nodiscard]] ZRResult creationResult() const;
+  [[nodiscard]] pthread_mutex_t& native() { return posixMutex(); }
 
   /// The messages for an errno value of pthread_mutex_init and pthread_mutex_destroy.
   [[nodiscard]] static ZRString creationMessage(const char* name, int errorNumber);
   [[nodiscard]] static ZRString destructionMessage(const char* name, int errorNumber);
 
  private:
-  ZRResult create();
-
   const char* _name;
-  pthread_mutex_t _mutex;
-  ZRResult _creationResult;
 };
 
 /// The mutex that the runtime uses between its threads.

@@ -4,9 +4,10 @@
 
 #include <cstdint>
 
-/// Base of the synchronisation objects: a POSIX mutex of its own, which the same thread may lock again.
+/// Base of the synchronisation objects: a POSIX mutex, which the same thread may lock again.
 class ZRSync {
  public:
+  /// Reports a failure as a failed check.
   ZRSync();
   virtual ~ZRSync();
   ZRSync(const ZRSync&) = delete;
@@ -19,8 +20,8 @@ class ZRSync {
   /// Holds the object's mutex for a scope.
   class Guard {
    public:
-    explicit Guard(const ZRSync& sync) : _sync(sync) { pthread_mutex_lock(&_sync._syncMutex); }
-    ~Guard() { pthread_mutex_unlock(&_sync._syncMutex); }
+    explicit Guard(const ZRSync& sync) : _sync(sync) { pthread_mutex_lock(&_sync._posixMutex); }
+    ~Guard() { pthread_mutex_unlock(&_sync._posixMutex); }
     Guard(const Guard&) = delete;
     Guard& operator=(const Guard&) = delete;
 
@@ -28,6 +29,18 @@ class ZRSync {
     const ZRSync& _sync;
   };
 
+  [[nodiscard]] pthread_mutex_t& posixMutex() const { return _posixMutex; }
+  /// How the two steps of the creation went: errno values.
+  [[nodiscard]] int attributesError() const { return _attributesError; }
+  [[nodiscard]] int mutexError() const { return _mutexError; }
+  /// Ends the mutex before its time, for a class that wants to know how that went: an errno value.
+  int destroyMutex();
+
  private:
-  mutable pthread_mutex_t _syncMutex;
+  int initialise();
+
+  mutable pthread_mutex_t _posixMutex;
+  int _attributesError = 0;
+  int _mutexError = 0;
+  bool _exists = false;
 };

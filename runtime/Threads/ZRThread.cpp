@@ -114,9 +114,9 @@ void ZRThread::live() {
   int previous = 0;
   pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &previous);
   pthread_setcanceltype(PTHREAD_CANCEL_ASYNCHRONOUS, &previous);
-  takeName();
+  takeName(name());
   static_cast<void>(_startEvent.wait(kNoLimit));  // without a limit there is nothing that it could fail with
-  takeName();
+  takeName(name());
 
   const bool runsBody = !isStopRequested();
   static_cast<void>(_startedEvent.set());
@@ -140,11 +140,10 @@ void ZRThread::finish(bool bodyRan) {
   if (bodyRan) onExit();  // the object is still there: its owner joins the POSIX thread before destroying it
 }
 
-void ZRThread::takeName() const {
-  const ZRString taken = name();
-  if (taken.isEmpty()) return;
-  zrrt::nameCurrentThread(taken.c_str(), false);
-  platform::setCurrentThreadName(taken.str());
+void ZRThread::takeName(const ZRString& name) {
+  if (name.isEmpty()) return;
+  zrrt::nameCurrentThread(name.c_str(), false);
+  platform::setCurrentThreadName(name.str());
 }
 
 ZRResult ZRThread::start() {
@@ -279,7 +278,7 @@ void ZRThread::setName(const ZRString& name) {
     const Guard guard(*this);
     _name = name;
   }
-  if (isCurrent()) takeName();
+  if (isCurrent()) takeName(name);
 }
 
 ZRResult ZRThread::requestStop() {

@@ -71,7 +71,7 @@ class ZRThread : public ZRSync {
   static void* ThreadProc_(void* argument);
   void createThread(std::size_t stackSize);
   void applyStackSize(pthread_attr_t& attributes, std::size_t stackSize) const;
-  void takeName() const;
+  static void takeName(const ZRString& name);
   void live();
   void runBody();
   void finish(bool bodyRan);
