@@ -1,30 +1,28 @@
 #include "runtime/Code/ZRFormat.h"
 
 #include <algorithm>
-#include <array>
 #include <cstdio>
 
 namespace zrrt {
 
-std::string formatText(std::size_t limit, const char* format, va_list arguments) {
-  std::array<char, 256> first;
+FormattedText::FormattedText(std::size_t limit, const char* format, va_list arguments) {
   va_list again;
   va_copy(again, arguments);
-  const int needed = std::vsnprintf(first.data(), first.size(), format, arguments);
-  std::string text;
-  if (needed >= 0) {
-    const auto length = static_cast<std::size_t>(needed);
-    const std::size_t kept = std::min(length, limit);
-    if (length < first.size()) {
-      text.assign(first.data(), kept);
-    } else {
-      text.resize(kept + 1);
-      std::vsnprintf(text.data(), text.size(), format, again);
-      text.resize(kept);
-    }
+  const int needed = std::vsnprintf(_short.data(), _short.size(), format, arguments);
+  _length = std::min(static_cast<std::size_t>(std::max(needed, 0)), limit);
+  if (_length < _short.size()) {
+    _short[_length] = '\0';
+  } else {
+    _long.resize(_length + 1);
+    std::vsnprintf(_long.data(), _long.size(), format, again);
+    _long.resize(_length);
   }
   va_end(again);
-  return text;
+}
+
+std::string formatText(std::size_t limit, const char* format, va_list arguments) {
+  const FormattedText text(limit, format, arguments);
+  return {text.c_str(), text.length()};
 }
 
 }  // namespace zrrt

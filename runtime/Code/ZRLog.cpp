@@ -11,6 +11,7 @@
 #include <memory>
 
 #include <boost/make_shared.hpp>
+#include <boost/thread/mutex.hpp>
 
 #include "platform/Clock.h"
 #include "platform/FileManager.h"
@@ -26,18 +27,44 @@ namespace {
 
 constexpr std::size_t kMaxMessageBytes = 65'534;
 
-using TargetHandle = boost::shared_ptr<ILogTarget>;
-using ListenerHandle = boost::shared_ptr<ILogListener>;
+/// Holds an object that is replaced while other threads log: each line takes its own handle out of the slot.
+/// An empty slot costs nothing but a look.
+template <typename T>
+class Slot {
+ public:
+  using Handle = boost::shared_ptr<T>;
 
-/// The slots are replaced while other threads log: each line takes its own handle out of them atomically.
+  [[nodiscard]] Handle get() const {
+    return _filled.load(std::memory_order_acquire) ? boost::atomic_load(&_handle) : Handle();
+  }
+  void set(const Handle& handle) {
+    const boost::mutex::scoped_lock lock(_changes);
+    boost::atomic_store(&_handle, handle);
+    _filled.store(handle != nullptr, std::memory_order_release);
+  }
+  /// False when the slot is taken.
+  [[nodiscard]] bool fill(const Handle& handle) {
+    const boost::mutex::scoped_lock lock(_changes);
+    if (_filled.load(std::memory_order_relaxed)) return false;
+    boost::atomic_store(&_handle, handle);
+    _filled.store(true, std::memory_order_release);
+    return true;
+  }
+
+ private:
+  boost::mutex _changes;
+  Handle _handle;
+  std::atomic<bool> _filled{false};
+};
+
 struct LogManager {
   LogManager() { collapser.initialize(); }
 
   std::string processTag;
-  TargetHandle primary;
-  TargetHandle secondary;
+  Slot<ILogTarget> primary;
+  Slot<ILogTarget> secondary;
   std::atomic<bool> writesToSecondary{true};
-  std::array<ListenerHandle, 2> listeners;
+  std::array<Slot<ILogListener>, 2> listeners;
   ZRLogFormatter formatter;
   ZRLogCollapser collapser;
   boost::shared_ptr<ZRLogFile> file;  ///< of `startLog`, which one thread calls
@@ -53,22 +80,25 @@ LogManager& manager() {
 timeval currentTime() {
   const double seconds = platform::now().time_since_epoch().count();
   const auto microseconds = static_cast<std::int64_t>(std::llround(seconds * 1e6));
-  const std::int64_t rest = ((microseconds % 1'000'000) + 1'000'000) % 1'000'000;
   timeval time{};
-  time.tv_sec = static_cast<time_t>((microseconds - rest) / 1'000'000);
-  time.tv_usec = static_cast<suseconds_t>(rest);
+  time.tv_sec = static_cast<time_t>(microseconds / 1'000'000);
+  time.tv_usec = static_cast<suseconds_t>(microseconds % 1'000'000);
+  if (time.tv_usec < 0) {  // before 1970
+    time.tv_usec += 1'000'000;
+    --time.tv_sec;
+  }
   return time;
 }
 
-void writeTo(const TargetHandle& slot, const char* line) {
-  if (const TargetHandle target = boost::atomic_load(&slot)) target->writeLine(line);
+void writeTo(const Slot<ILogTarget>& slot, const char* line) {
+  if (const auto target = slot.get()) target->writeLine(line);
 }
 
 void dispatch(const ZRLogEntry& entry) {
   LogManager& log = manager();
   const timeval time = currentTime();
-  for (const ListenerHandle& slot : log.listeners) {
-    if (const ListenerHandle listener = boost::atomic_load(&slot)) listener->onEntry(entry, time);
+  for (const Slot<ILogListener>& slot : log.listeners) {
+    if (const auto listener = slot.get()) listener->onEntry(entry, time);
   }
   std::string ownLine;
   zrrt::LogThread* thread = zrrt::LogThread::current();
@@ -80,7 +110,7 @@ void dispatch(const ZRLogEntry& entry) {
 
 void writeMessage(std::int32_t level, const char* function, const char* context, const char* format,
                   va_list arguments) {
-  const std::string message = zrrt::formatText(kMaxMessageBytes, format, arguments);
+  const zrrt::FormattedText message(kMaxMessageBytes, format, arguments);
   LogManager& log = manager();
   const ZRLogEntry entry{level,    log.processTag.c_str(), zrrt::currentThreadTag(), context,
                          function, message.c_str()};
@@ -171,26 +201,24 @@ const char* currentThreadTag() {
 ZRResult addLogTarget(const boost::shared_ptr<ILogTarget>& target, int mode) {
   if (!target) return ZRError::eBadParameter;
   LogManager& log = manager();
-  TargetHandle none;
-  if (!boost::atomic_compare_exchange(&log.primary, &none, target)) return ZRError::eExists;
+  if (!log.primary.fill(target)) return ZRError::eExists;
   if (mode == 1 || mode == 2) {
-    if (const ListenerHandle listener = boost::atomic_load(&log.listeners[0]))
-      listener->onTargetAdded(target, mode == 2);
+    if (const auto listener = log.listeners[0].get()) listener->onTargetAdded(target, mode == 2);
   }
   return ZRError::eNoError;
 }
 
 void clearLogTarget() {
-  boost::atomic_store(&manager().primary, TargetHandle());
+  manager().primary.set(nullptr);
 }
 
 void setConsoleTarget(const boost::shared_ptr<ILogTarget>& target) {
-  boost::atomic_store(&manager().secondary, target);
+  manager().secondary.set(target);
 }
 
 ZRResult setLogListener(int slot, const boost::shared_ptr<ILogListener>& listener) {
   if (slot < 0 || slot > 1) return ZRError::eBadIndex;
-  boost::atomic_store(&manager().listeners[static_cast<std::size_t>(slot)], listener);
+  manager().listeners[static_cast<std::size_t>(slot)].set(listener);
   return ZRError::eNoError;
 }
 

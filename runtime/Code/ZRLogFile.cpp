@@ -1,7 +1,8 @@
 #include <fcntl.h>
+#include <unistd.h>
 
 #include <cerrno>
-#include <cstring>
+#include <string_view>
 
 #include "runtime/Code/ZRLogTargets.h"
 
@@ -11,6 +12,17 @@ constexpr char kByteOrderMark[] = "\xEF\xBB\xBF";
 
 ZRResult openFailure() {
   return ZRResult::fromSystemError("fopen()", errno);
+}
+
+/// Past the stream's buffer, which is empty at all times: a line is one system call, and nothing is left to
+/// flush.
+void writeAll(int descriptor, std::string_view bytes) {
+  while (!bytes.empty()) {
+    const ssize_t written = ::write(descriptor, bytes.data(), bytes.size());
+    if (written < 0 && errno == EINTR) continue;
+    if (written <= 0) return;  // the line is lost
+    bytes.remove_prefix(static_cast<std::size_t>(written));
+  }
 }
 
 void writeFlushedLine(FILE* stream, const char* line) {
@@ -52,13 +64,11 @@ void ZRLogFile::close() {
 }
 
 void ZRLogFile::writeLine(const char* line) {
-  const std::size_t length = std::strlen(line);
-  if (length == 0) return;
+  if (*line == '\0') return;
   const boost::mutex::scoped_lock lock(_mutex);
   if (!_stream) return;
-  ::fwrite(line, 1, length, _stream.get());
-  std::fputc('\n', _stream.get());
-  std::fflush(_stream.get());
+  _line.assign(line).push_back('\n');
+  writeAll(fileno(_stream.get()), _line);
 }
 
 void ZRLogTargetConsole::writeLine(const char* line) {

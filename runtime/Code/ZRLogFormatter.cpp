@@ -5,7 +5,9 @@
 #include <array>
 #include <atomic>
 #include <cstdio>
+#include <cstring>
 #include <ctime>
+#include <string_view>
 
 namespace {
 
@@ -14,71 +16,100 @@ constexpr time_t kStampOffsetSeconds = 8 * 3600;
 
 std::atomic<bool> debugSwitch{false};
 
-/// The part of the stamp that is the same for a whole second, kept per thread: formatting it costs more than
-/// the rest of a line. Trivial, so that it outlives everything else of its thread.
-struct SecondStamp {
+/// The stamp of the thread's last line. Within a second only the milliseconds change: formatting the rest
+/// costs more than all else of a line. Trivial, so that it outlives everything else of its thread.
+struct LastStamp {
   time_t second;
-  bool valid;
+  std::size_t millisecondsAt;  ///< where their digits stand; 0: there is no stamp yet
+  std::size_t length;
   std::array<char, 64> text;
 };
 
-const char* stampOfSecond(time_t second) {
-  static thread_local SecondStamp cached{};
-  if (!cached.valid || cached.second != second) {
-    const time_t shifted = second - kStampOffsetSeconds;
-    tm fields{};
-    gmtime_r(&shifted, &fields);
-    std::snprintf(cached.text.data(), cached.text.size(), "%04u-%02u-%02u %02u:%02u:%02u",
-                  static_cast<unsigned>(fields.tm_year + 1900), static_cast<unsigned>(fields.tm_mon + 1),
-                  static_cast<unsigned>(fields.tm_mday), static_cast<unsigned>(fields.tm_hour),
-                  static_cast<unsigned>(fields.tm_min), static_cast<unsigned>(fields.tm_sec));
-    cached.second = second;
-    cached.valid = true;
+void formatSecond(time_t second, LastStamp& stamp) {
+  const time_t shifted = second - kStampOffsetSeconds;
+  tm fields{};
+  gmtime_r(&shifted, &fields);
+  const int length =
+      std::snprintf(stamp.text.data(), stamp.text.size(), "%04u-%02u-%02u %02u:%02u:%02u.000 PST",
+                    static_cast<unsigned>(fields.tm_year + 1900), static_cast<unsigned>(fields.tm_mon + 1),
+                    static_cast<unsigned>(fields.tm_mday), static_cast<unsigned>(fields.tm_hour),
+                    static_cast<unsigned>(fields.tm_min), static_cast<unsigned>(fields.tm_sec));
+  stamp.second = second;
+  stamp.length = static_cast<std::size_t>(length);
+  stamp.millisecondsAt = stamp.length - std::strlen("000 PST");
+}
+
+std::string_view stampOf(const timeval& time) {
+  static thread_local LastStamp last{};
+  if (last.millisecondsAt == 0 || last.second != time.tv_sec) formatSecond(time.tv_sec, last);
+  const auto milliseconds = static_cast<unsigned>(time.tv_usec / 1000);
+  char* digits = &last.text[last.millisecondsAt];
+  digits[0] = static_cast<char>('0' + milliseconds / 100);
+  digits[1] = static_cast<char>('0' + milliseconds / 10 % 10);
+  digits[2] = static_cast<char>('0' + milliseconds % 10);
+  return {last.text.data(), last.length};
+}
+
+/// The parts of a line, gathered before any is copied.
+class LineParts {
+ public:
+  void add(std::string_view part) {
+    _parts[_count++] = part;
+    _length += part.size();
   }
-  return cached.text.data();
-}
+  /// Nothing at all for an absent or empty text.
+  void addTagged(std::string_view before, const char* text, std::string_view after) {
+    if (text == nullptr || *text == '\0') return;
+    if (!before.empty()) add(before);
+    add(text);
+    if (!after.empty()) add(after);
+  }
+  void join(std::string& line) const {
+    line.resize(_length);
+    char* next = line.data();
+    for (std::size_t i = 0; i < _count; ++i) {
+      std::memcpy(next, _parts[i].data(), _parts[i].size());
+      next += _parts[i].size();
+    }
+  }
 
-bool isPresent(const char* text) {
-  return text != nullptr && *text != '\0';
-}
+ private:
+  std::array<std::string_view, 16> _parts;
+  std::size_t _count = 0;
+  std::size_t _length = 0;
+};
 
-void appendTagged(const char* before, const char* text, const char* after, std::string& line) {
-  if (isPresent(text)) line.append(before).append(text).append(after);
+std::string_view levelPrefix(std::int32_t level) {
+  static constexpr std::array<std::string_view, 7> kPrefixes = {"d: ", "i: ", "W: ", "E: ", "", "s: ", "C: "};
+  const bool hasPrefix = level >= 0 && level < static_cast<std::int32_t>(kPrefixes.size());
+  return hasPrefix ? kPrefixes[static_cast<std::size_t>(level)] : std::string_view();
 }
 
 }  // namespace
 
 void ZRLogFormatter::makeTimeStamp(const timeval& time, std::string& stamp) const {
-  const auto milliseconds = static_cast<unsigned>(time.tv_usec / 1000);
-  stamp = stampOfSecond(time.tv_sec);
-  stamp += '.';
-  stamp += static_cast<char>('0' + milliseconds / 100);
-  stamp += static_cast<char>('0' + milliseconds / 10 % 10);
-  stamp += static_cast<char>('0' + milliseconds % 10);
-  stamp += " PST";
+  stamp = stampOf(time);
 }
 
 void ZRLogFormatter::appendLevelPrefix(std::int32_t level, std::string& line) const {
-  static constexpr std::array<const char*, 7> kPrefixes = {"d: ", "i: ", "W: ", "E: ", "", "s: ", "C: "};
-  if (level >= 0 && level < static_cast<std::int32_t>(kPrefixes.size())) {
-    line += kPrefixes[static_cast<std::size_t>(level)];
-  }
+  line += levelPrefix(level);
 }
 
 bool ZRLogFormatter::formatLine(const ZRLogEntry& entry, const timeval& time, std::string& line) const {
   if (entry.level == kRefusedLevel) return false;
   if (entry.level == ZRLogLevel::eDebug && !zrrt::isDebugLoggingOn()) return false;
-  line.clear();
+  LineParts parts;
   if constexpr (zrrt::LogSwitches::kTime) {
-    makeTimeStamp(time, line);
-    line += ' ';
+    parts.add(stampOf(time));
+    parts.add(" ");
   }
-  appendLevelPrefix(entry.level, line);
-  appendTagged("[", entry.processTag, "] ", line);
-  if constexpr (zrrt::LogSwitches::kThreadTag) appendTagged("<", entry.threadTag, "> ", line);
-  appendTagged("{", entry.context, "} ", line);
-  appendTagged("", entry.function, " - ", line);
-  appendTagged("", entry.message, "", line);
+  parts.add(levelPrefix(entry.level));
+  parts.addTagged("[", entry.processTag, "] ");
+  if constexpr (zrrt::LogSwitches::kThreadTag) parts.addTagged("<", entry.threadTag, "> ");
+  parts.addTagged("{", entry.context, "} ");
+  parts.addTagged("", entry.function, " - ");
+  parts.addTagged("", entry.message, "");
+  parts.join(line);
   return !line.empty();
 }
 

@@ -3,6 +3,7 @@
 #include <boost/thread/mutex.hpp>
 #include <cstdio>
 #include <memory>
+#include <string>
 
 #include "runtime/Code/ZRLog.h"
 
@@ -29,6 +30,7 @@ class ZRLogFile final : public ILogTarget {
 
   boost::mutex _mutex;
   Stream _stream;
+  std::string _line;  ///< the line being written; kept for its memory
 };
 
 /// Writes each line to standard error and flushes.
