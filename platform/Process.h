@@ -37,7 +37,8 @@ struct SpawnRequest {
 
 /// Starts a child. That the program cannot be executed (missing, not executable) is reported here, also for a
 /// suspended start. Descriptors of this process that are not in the plan do not reach the child (0, 1, 2 do
-/// when there is no plan). Any thread; cost does not grow with this process's memory.
+/// when there is no plan). Any thread; the cost does not grow with this process's memory, except that of a
+/// suspended start.
 SystemCallFailure spawn(const SpawnRequest& request, ProcessId& child);
 
 enum class WaitOutcome {

@@ -202,6 +202,16 @@ int waitForChild(ProcessId child, int& status) {
   return collected;
 }
 
+/// The errno value that the child reported; 0 when the exec closed the pipe.
+int readExecError(int pipe) {
+  int error = 0;
+  ssize_t bytes;
+  do {
+    bytes = ::read(pipe, &error, sizeof error);
+  } while (bytes < 0 && errno == EINTR);
+  return bytes == static_cast<ssize_t>(sizeof error) ? error : 0;
+}
+
 /// The same flags are refused as for a program that runs at once.
 SystemCallFailure checkFlags(std::uint16_t flags) {
   SpawnAttributes attributes;
@@ -233,11 +243,10 @@ SystemCallFailure spawnStopped(const SpawnRequest& request, const ProgramVectors
   if (forked == 0) becomeTracedProgram(request, vectors, ends[1]);
 
   writeEnd.close();
+  const int execError = readExecError(readEnd.get());
   int status = 0;
-  int execError = 0;
-  const ssize_t reported = ::read(readEnd.get(), &execError, sizeof execError);
   waitForChild(forked, status);
-  if (reported == static_cast<ssize_t>(sizeof execError)) return {"posix_spawn", execError};
+  if (execError != 0) return {"posix_spawn", execError};
   if (!WIFSTOPPED(status)) return {"posix_spawn", ECHILD};
   child = forked;
   return detachStopped(forked);

@@ -18,7 +18,6 @@ namespace {
 
 using platform::process::SystemCallFailure;
 
-constexpr std::size_t kMaxCommandLine = 1 << 20;
 constexpr std::int32_t kStartupOrder = 10;
 
 /// In this file, so that a program that uses processes cannot be linked without it.
@@ -94,13 +93,12 @@ ZRResult ZRProcessManagerImpl::startCommandLine(boost::shared_ptr<zrrt::IProcess
 
 ZRString ZRProcessManagerImpl::buildCommandLine(const ZRString& path,
                                                 const std::vector<ZRString>& arguments) const {
-  ZRString joined;
-  for (const ZRString& argument : arguments) {
-    if (!joined.isEmpty() || &argument != &arguments.front()) joined += ' ';
-    joined += argument;
-  }
   const bool needsQuotes = std::any_of(path.view().begin(), path.view().end(), isSeparator);
-  return ZRString::format(kMaxCommandLine, needsQuotes ? "\"%s\" %s" : "%s %s", path.c_str(), joined.c_str());
+  ZRString line = needsQuotes ? "\"" + path + "\"" : path;
+  for (const ZRString& argument : arguments)
+    line += " " + argument;
+  if (arguments.empty()) line += ' ';  // the blank between the path and nothing stays
+  return line;
 }
 
 ZRResult ZRProcessManagerImpl::findProgram(const ZRString& name, bool usePath, bool addCurrentDirectory,
@@ -168,7 +166,7 @@ ZRResult ZRMacProcessManager::waitForExit(std::int32_t processId, std::uint32_t 
 }
 
 ZRResult ZRMacProcessManager::killProcess(std::int32_t processId) {
-  if (processId == -1) return ZRError::eBadParameter;  // it would mean every process of the user
+  if (processId <= 0) return ZRError::eBadParameter;  // such numbers stand for many processes, or all
   return resultOf(platform::process::sendKill(processId));
 }
 

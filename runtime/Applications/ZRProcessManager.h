@@ -37,7 +37,7 @@ class IProcessManager {
   /// Waits until the process has ended, `timeoutMs` milliseconds at most (0xFFFFFFFF: no limit).
   /// Fails: eTimeout; eNotFound when there is no such process.
   virtual ZRResult waitForExit(std::int32_t processId, std::uint32_t timeoutMs) = 0;
-  /// Fails: eBadParameter for -1.
+  /// Fails: eBadParameter for -1 and whatever else is no process's number.
   virtual ZRResult killProcess(std::int32_t processId) = 0;
 
   /// The path, in double quotes when it holds a separator, and the arguments, with single blanks between.

@@ -2,6 +2,8 @@
 
 #include <unistd.h>
 
+#include <cstdio>
+
 #include "runtime/Code/ZRLog.h"
 
 namespace {
@@ -15,7 +17,7 @@ void terminateQuietly(platform::Task& task) {
   try {
     task.terminate();
   } catch (const std::exception& exception) {
-    zrrt::log(ZRLogLevel::eError, "%s - [self terminate] threw exception: %s", kMethod, exception.what());
+    std::fprintf(stderr, "%s - [self terminate] threw exception: %s\n", kMethod, exception.what());
   }
 }
 
