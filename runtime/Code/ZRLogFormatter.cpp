@@ -54,15 +54,16 @@ std::string_view stampOf(const timeval& time) {
 class LineParts {
  public:
   void add(std::string_view part) {
+    if (part.empty()) return;
     _parts[_count++] = part;
     _length += part.size();
   }
   /// Nothing at all for an absent or empty text.
   void addTagged(std::string_view before, const char* text, std::string_view after) {
     if (text == nullptr || *text == '\0') return;
-    if (!before.empty()) add(before);
+    add(before);
     add(text);
-    if (!after.empty()) add(after);
+    add(after);
   }
   void join(std::string& line) const {
     line.resize(_length);
