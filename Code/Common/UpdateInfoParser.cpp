@@ -3,6 +3,7 @@
 #include <string>
 #include <utility>
 
+#include "platform/FileManager.h"
 #include "runtime/Code/ZRLog.h"
 #include "runtime/File/ZRFile.h"
 #include "runtime/Json/ZRJsonParser.h"
@@ -80,7 +81,13 @@ ZRResult readRange(const ZRJsonValue& object, BuildRange& range) {
   return ZRError::eNoError;
 }
 
+/// Opening a pipe would wait for ever for somebody to write into it.
+bool isSpecialFile(const ZRString& path) {
+  return platform::defaultFileManager().itemKind(path.str()) == platform::ItemKind::other;
+}
+
 ZRResult openLocalDocument(const ZRString& fileName, ZRFile& file, std::size_t& sizeBytes) {
+  if (isSpecialFile(fileName)) return ZRResult(ZRError::eNoAccess, "%s is not a file", fileName.c_str());
   ZR_RETURN_FAILURE(file.open(fileName, ZRFile::eRead, ZRFile::eOpenExisting));
   std::uint64_t size = 0;
   ZR_RETURN_FAILURE(file.getSize(size));

@@ -95,7 +95,11 @@ bool ArchiveDownload::downloadBuild(std::uint32_t build, const std::string& url,
   zrrt::log(ZRLogLevel::eDebug, "Downloading from URL: %s", url.c_str());
   const std::string target =
       _settings.tempPath + (isDelta ? deltaArchiveName(build) : fullArchiveName(build));
-  if (_fileManager.itemKind(target) != platform::ItemKind::none) {
+  const platform::ItemKind leftover = _fileManager.itemKind(target);
+  // Reading a pipe or a device in the archive's place would wait for ever.
+  if (leftover != platform::ItemKind::none && leftover != platform::ItemKind::file && !removeFile(target))
+    return false;
+  if (leftover == platform::ItemKind::file) {
     zrrt::log(ZRLogLevel::eDebug, "Downloaded endpoint already found at %s", target.c_str());
     path = target;
     return true;

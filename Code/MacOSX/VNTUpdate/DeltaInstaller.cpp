@@ -171,6 +171,8 @@ bool DeltaInstaller::patchAndVerify(const std::string& folder, const std::string
   const auto start = platform::clock().monotonic();
   // Its end waits for the tasks that run, so nothing works in the folder any more when this has returned.
   ZRDynamicThreadPool pool("Patching", kPatchingThreads, kPatchingThreads, kPatchingIdleSeconds);
+  // Without a single worker (a system out of threads) a task would be waited for for ever.
+  if (pool.liveThreads() == 0) return succeeded(ZRThreadError::eNotRunning, ZR_HERE);
   if (!succeeded(applyPatch(folder, basePath, &pool), ZR_HERE)) return false;
   const auto patched = platform::clock().monotonic();
   zrrt::log(ZRLogLevel::eStatus, "Patch time = %.2f s, using thread pool(%d, %d)", secondsSince(start),
