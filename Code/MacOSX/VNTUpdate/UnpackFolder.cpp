@@ -3,22 +3,14 @@
 #include <vector>
 
 #include "Code/Common/DeltaTree.h"
-#include "Code/MacOSX/VNTHelperData.h"
-#include "platform/Folders.h"
 #include "runtime/Code/ZRLog.h"
 
 namespace {
 
-/// Where the agent itself is installed; no package is unpacked for it.
-std::string agentFolder() {
-  return platform::libraryFolder().value_or(std::string()) + "/" + gVNTUpdateData.executableFolder();
-}
-
 /// The walk over one folder tree; it never enters a link.
 class LinkRemoval {
  public:
-  LinkRemoval(platform::FileManager& fileManager, std::string spared)
-      : _fileManager(fileManager), _spared(std::move(spared)) {}
+  explicit LinkRemoval(platform::FileManager& fileManager) : _fileManager(fileManager) {}
 
   [[nodiscard]] bool run(const std::string& folder) {
     if (resolvePath(folder, _resolvedFolder).isFailure())
@@ -29,16 +21,25 @@ class LinkRemoval {
  private:
   [[nodiscard]] bool clean(const std::string& folder) {
     std::vector<std::string> names;
-    if (_fileManager.contentsOfFolder(folder, names).failed())
-      return true;  // closed to the unpacking tool too
+    if (!list(folder, names)) return false;
     bool isClean = true;
     for (const auto& name : names)
       isClean = cleanEntry(folder + "/" + name) && isClean;
     return isClean;
   }
 
+  /// A folder that may be entered but not listed hides its links from us, not from the unpacking tool.
+  [[nodiscard]] bool list(const std::string& folder, std::vector<std::string>& names) {
+    if (!_fileManager.contentsOfFolder(folder, names).failed()) return true;
+    static_cast<void>(_fileManager.setAttributes(folder, {.permissions = 0755}));  // the second look tells
+    const auto error = _fileManager.contentsOfFolder(folder, names);
+    if (!error.failed()) return true;
+    zrrt::log(ZRLogLevel::eError, "Unable to look for links in %s: %s", folder.c_str(),
+              error.description.c_str());
+    return false;
+  }
+
   [[nodiscard]] bool cleanEntry(const std::string& path) {
-    if (path == _spared) return true;
     const TreeEntry entry = treeEntry(path);
     if (entry == TreeEntry::folder) return clean(path);
     const bool isLink = entry == TreeEntry::linkToFolder || entry == TreeEntry::otherLink;
@@ -64,14 +65,13 @@ class LinkRemoval {
   }
 
   platform::FileManager& _fileManager;
-  const std::string _spared;
   ZRString _resolvedFolder;
 };
 
 }  // namespace
 
 bool removeLinksLeadingOutside(platform::FileManager& fileManager, const std::string& tempPath) {
-  return LinkRemoval(fileManager, agentFolder()).run(tempPath);
+  return LinkRemoval(fileManager).run(tempPath);
 }
 
 bool isRealFolder(const std::string& path) {

@@ -8,8 +8,8 @@
 /// The temporary folder as a place to unpack into. An unpacking tool follows a link that was there before, so
 /// a link that one package leaves behind could lead the next one outside.
 
-/// Removes the symbolic links in the temporary folder that lead outside it (or nowhere), however deep. The
-/// agent's own folder in it is left alone. False, logged, when one cannot be removed.
+/// Removes the symbolic links in the temporary folder that lead outside it (or nowhere), however deep. False,
+/// logged, when one cannot be removed or a folder cannot be looked into.
 [[nodiscard]] bool removeLinksLeadingOutside(platform::FileManager& fileManager, const std::string& tempPath);
 
 /// Whether there is a folder at the path itself, not a link to one.
