@@ -1,6 +1,5 @@
 #pragma once
 
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -8,18 +7,28 @@
 
 /// The registry of installed application bundles. It knows a bundle from the moment it is registered, finds
 /// those in the usual places (the Applications folders and the Desktop, and one folder level below each) by
-/// itself, follows a bundle that moved between those places, and forgets one that is gone.
+/// itself (links to bundles and folders too), follows a bundle that moved between those places, and forgets
+/// one that is gone.
 namespace platform::applications {
 
+/// What a question about installed bundles found.
+struct Found {
+  std::vector<std::string> paths;
+  /// False when there may be more: the registry, one of the usual places, or a bundle in it could not be
+  /// read. What is not there at all is no such gap.
+  bool sawEverything = true;
+};
+
 /// Paths of the bundles that declare the URL scheme (compared without regard to case; without "://"), in
-/// registration order, newly found ones last in path order. An unreadable registry is an empty answer.
-[[nodiscard]] std::vector<std::string> applicationsForUrlScheme(const std::string& scheme);
+/// registration order, newly found ones last in path order. A known bundle that cannot be read now counts as
+/// what it was; links are followed.
+[[nodiscard]] Found applicationsForUrlScheme(const std::string& scheme);
 
 /// The same for a bundle identifier (compared without regard to case).
-[[nodiscard]] std::vector<std::string> applicationsForBundleIdentifier(const std::string& identifier);
+[[nodiscard]] Found applicationsForBundleIdentifier(const std::string& identifier);
 
-/// The one bundle with that identifier that the system would open.
-[[nodiscard]] std::optional<std::string> findApplication(const std::string& identifier);
+/// The one bundle with that identifier that the system would open; at most one path.
+[[nodiscard]] Found findApplication(const std::string& identifier);
 
 /// The URL schemes that the known bundles declare, in lower case, ascending, each once.
 [[nodiscard]] std::vector<std::string> declaredUrlSchemes();

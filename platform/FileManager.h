@@ -50,13 +50,33 @@ class FileManager {
   /// when the target exists; after any failure the target is removed again.
   [[nodiscard]] virtual Error copyItem(const std::string& from, const std::string& to);
 
-  /// Moves an item. Fails with EEXIST when the target exists, whatever kind it is. Atomic on one volume;
-  /// across volumes it copies beside the target, renames into place, then removes the source: the target is
-  /// never seen incomplete, and the source is whole until the target is.
+  /// Gives an item another name on its volume, in one step. Fails with EEXIST when the target exists,
+  /// whatever kind it is; with EXDEV on another volume. Whether it outlives a power cut is not its business:
+  /// it is for what is not finished yet.
+  [[nodiscard]] virtual Error renameItem(const std::string& from, const std::string& to);
+
+  /// Moves a finished item. Fails with EEXIST when the target exists, whatever kind it is. Atomic on one
+  /// volume; across volumes it copies beside the target, renames into place, then removes the source: the
+  /// target is never seen incomplete, and the source is whole until the target is. Durable: everything in the
+  /// item is on the disk before it has its new name, and so is the name afterwards.
   [[nodiscard]] virtual Error moveItem(const std::string& from, const std::string& to);
 
-  /// Removes an item with everything in it, never following a link. A missing item is an error (ENOENT).
+  /// Removes an item with everything in it, never following a link. A missing item is an error (ENOENT). A
+  /// folder disappears from its path in one step, before anything in it goes; it stays when nothing of it can
+  /// be removed.
   [[nodiscard]] virtual Error removeItem(const std::string& path);
+
+  /// Makes a fresh folder in `parent` for work in progress: mode 0700, a hidden name that nobody can foresee.
+  /// `folder` is its path. The caller removes it.
+  [[nodiscard]] virtual Error createPrivateFolder(const std::string& parent, std::string& folder);
+
+  /// The user's own items in the folder that are work in progress, by their names: private folders, temporary
+  /// files of atomic writes, copies and removals under way. When no process of the user's is at work there
+  /// they are left over. Empty also when the folder cannot be read.
+  [[nodiscard]] virtual std::vector<std::string> unfinishedItems(const std::string& folder) const;
+
+  /// Whether both paths lead to one and the same item (links are followed).
+  [[nodiscard]] virtual bool isSameItem(const std::string& a, const std::string& b) const;
 
   /// Sets the given attributes, all that can be set, and reports the first failure. An attribute that already
   /// has the value asked for is not touched: clearing "immutable" needs no privilege when it is not set, also
@@ -71,7 +91,7 @@ class FileManager {
   /// step: at every moment a reader finds the old item or the new one. The new item keeps its own metadata.
   /// While the exchange is under way the old item is kept beside the destination under `backupName`; it is
   /// removed after success. When there is no item at `destination` the replacement is just moved there. After
-  /// a failure `destination` is what it was.
+  /// a failure `destination` is what it was. Durable, as a move is.
   [[nodiscard]] virtual Error replaceItem(const std::string& destination, const std::string& replacement,
                                           const std::string& backupName);
 };

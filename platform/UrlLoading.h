@@ -82,10 +82,11 @@ class UrlDownload {
 
   virtual ~UrlDownload() = default;
   /// Where the body goes. Call before the run loop runs, or from `decideDestination`. An existing file is
-  /// replaced only when `overwrite` is set (else the download fails with `cannotCreateFile`), and not before
-  /// the whole body has arrived: until then it is kept in "<path>.download".
+  /// replaced only when `overwrite` is set (else the download fails with `cannotCreateFile`). There is never
+  /// anything else at the path than what was there or the whole body: until that has arrived it is kept under
+  /// another name in the same folder.
   virtual void setDestination(const std::string& path, bool overwrite) = 0;
-  /// Whether a partial file is removed when the download fails.
+  /// Whether a partial file is removed when the download fails; else it is left at the path if that is free.
   virtual void setDeletesFileUponFailure(bool deletes) = 0;
 };
 

@@ -2,8 +2,10 @@
 
 #include <sqlite3.h>
 #include <stdio.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <chrono>
 #include <memory>
 
@@ -219,7 +221,8 @@ void setAside(const std::string& path) {
 }  // namespace
 
 DatabaseStatus loadApplications(const std::string& path, std::vector<Application>& applications) {
-  if (defaultFileManager().itemKind(path) == ItemKind::none) return DatabaseStatus::ok;
+  struct stat status {};
+  if (stat(path.c_str(), &status) != 0 && (errno == ENOENT || errno == ENOTDIR)) return DatabaseStatus::ok;
   return Database(path, SQLITE_OPEN_READWRITE).load(applications);
 }
 

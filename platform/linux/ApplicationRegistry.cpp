@@ -9,6 +9,7 @@
 #include <set>
 
 #include "platform/FileManager.h"
+#include "platform/Path.h"
 #include "platform/linux/ApplicationDatabase.h"
 #include "platform/linux/ApplicationScan.h"
 #include "platform/linux/Bundles.h"
@@ -30,13 +31,16 @@ std::optional<std::string> databasePath() {
 }
 
 /// Brings what is known in line with what is there. An application is first looked for by its folder's
-/// identity, wherever it moved, then at its old path, where another copy may have replaced it.
+/// identity, wherever it moved, then at its old path, where another copy may have replaced it. One that
+/// cannot be examined now stays what it was.
 class Reconciliation {
  public:
   explicit Reconciliation(const Applications& known) : _known(known), _now(known.size()) {
     for (const auto& application : known)
       look(application.path);
-    for (const auto& path : scanUsualPlaces())
+    const UsualPlaces places = scanUsualPlaces();
+    if (!places.sawEverything) _sawEverything = false;
+    for (const auto& path : places.bundles)
       if (look(path)) _scanned.push_back(path);
   }
 
@@ -52,24 +56,28 @@ class Reconciliation {
       addNew(path, result);
     return result;
   }
+  [[nodiscard]] bool sawEverything() const { return _sawEverything; }
 
  private:
   /// Examines the path once; whether there is an application.
   bool look(const std::string& path) {
     const auto [entry, isNew] = _present.try_emplace(path);
-    if (isNew) entry->second = examine(path, _known);
-    if (isNew && entry->second) _paths.emplace(entry->second->identity, path);
-    return entry->second.has_value();
+    Examination& there = entry->second;
+    if (isNew) there = examine(path, _known);
+    if (isNew && there.application) _paths.emplace(there.application->identity, path);
+    if (!there.isSeen) _sawEverything = false;
+    return there.application.has_value();
   }
 
   void findByIdentity(std::size_t index) {
     const Application& known = _known[index];
-    const auto& there = _present.at(known.path);
-    if (there && there->identity == known.identity) return claim(index, known.path);
+    const Examination& there = _present.at(known.path);
+    if (there.application && there.application->identity == known.identity) return claim(index, known.path);
+    if (!there.isSeen) return keep(index);
     // The number of a folder that is gone may be in use again for another one.
     const auto [first, last] = _paths.equal_range(known.identity);
     for (auto candidate = first; candidate != last; ++candidate) {
-      const auto& moved = _present.at(candidate->second);
+      const auto& moved = _present.at(candidate->second).application;
       if (moved->identifier == known.identifier && moved->version == known.version) {
         return claim(index, candidate->second);
       }
@@ -78,52 +86,74 @@ class Reconciliation {
 
   /// One path is one application, and so is one folder.
   void claim(std::size_t index, const std::string& path) {
-    const auto& application = _present.at(path);
+    const auto& application = _present.at(path).application;
     if (!application || !_claimed.insert(application->identity).second) return;
     _now[index] = application;
   }
 
+  void keep(std::size_t index) {
+    if (_claimed.insert(_known[index].identity).second) _now[index] = _known[index];
+  }
+
   void addNew(const std::string& path, Applications& result) {
-    const auto& application = _present.at(path);
+    const auto& application = _present.at(path).application;
     if (_claimed.insert(application->identity).second) result.push_back(*application);
   }
 
   const Applications& _known;
   std::vector<std::optional<Application>> _now;  ///< by the index of the known one
-  std::map<std::string, std::optional<Application>> _present;
+  std::map<std::string, Examination> _present;
   std::multimap<Identity, std::string> _paths;
   std::vector<std::string> _scanned;
   std::set<Identity> _claimed;
+  bool _sawEverything = true;
 };
 
-/// Whether anything changed.
-bool reconcile(Applications& applications) {
-  Applications result = Reconciliation(applications).run();
-  const bool changed = result != applications;
-  applications = std::move(result);
+/// The applications that there are, as far as they can be seen.
+struct View {
+  Applications applications;
+  bool sawEverything = true;
+};
+
+/// Answers whether anything changed.
+bool reconcile(View& view) {
+  Reconciliation reconciliation(view.applications);
+  Applications result = reconciliation.run();
+  view.sawEverything = reconciliation.sawEverything();
+  const bool changed = result != view.applications;
+  view.applications = std::move(result);
   return changed;
 }
 
-/// What cannot be read or stored costs the order of registration, not the answer.
-Applications currentApplications() {
-  Applications applications;
+/// What cannot be stored costs the order of registration, not the answer. What cannot be read may have known
+/// of bundles elsewhere.
+View currentView() {
+  View view;
   const auto database = databasePath();
-  if (database) static_cast<void>(loadApplications(*database, applications));
-  if (!reconcile(applications) || !database) return applications;
-  static_cast<void>(updateApplications(*database, [&applications](Applications& stored) {
-    const bool changed = reconcile(stored);
-    applications = stored;
-    return changed;
-  }));
-  return applications;
+  const DatabaseStatus loaded =
+      database ? loadApplications(*database, view.applications) : DatabaseStatus::ok;
+  const bool changed = reconcile(view);
+  if (database && changed && loaded != DatabaseStatus::unavailable) {
+    static_cast<void>(updateApplications(*database, [&view](Applications& stored) {
+      View fresh{.applications = stored};
+      const bool isNews = reconcile(fresh);
+      view = fresh;
+      stored = std::move(fresh.applications);
+      return isNews;
+    }));
+  }
+  if (loaded != DatabaseStatus::ok) view.sawEverything = false;
+  return view;
 }
 
 template <typename Matches>
-std::vector<std::string> pathsOf(Matches matches) {
-  std::vector<std::string> paths;
-  for (const auto& application : currentApplications())
-    if (matches(application)) paths.push_back(application.path);
-  return paths;
+Found find(Matches matches) {
+  View view = currentView();
+  Found found;
+  found.sawEverything = view.sawEverything;
+  for (auto& application : view.applications)
+    if (matches(application)) found.paths.push_back(std::move(application.path));
+  return found;
 }
 
 std::string absolutePath(const std::string& path) {
@@ -155,26 +185,27 @@ Error registrationError(std::int64_t code, const std::string& path, const char* 
 
 }  // namespace
 
-std::vector<std::string> applicationsForUrlScheme(const std::string& scheme) {
+Found applicationsForUrlScheme(const std::string& scheme) {
   const std::string wanted = withoutCase(scheme);
-  return pathsOf([&wanted](const Application& application) {
+  return find([&wanted](const Application& application) {
     return std::binary_search(application.schemes.begin(), application.schemes.end(), wanted);
   });
 }
 
-std::vector<std::string> applicationsForBundleIdentifier(const std::string& identifier) {
+Found applicationsForBundleIdentifier(const std::string& identifier) {
   const std::string wanted = withoutCase(identifier);
-  return pathsOf([&wanted](const Application& application) { return application.identifier == wanted; });
+  return find([&wanted](const Application& application) { return application.identifier == wanted; });
 }
 
-std::optional<std::string> findApplication(const std::string& identifier) {
-  const auto paths = applicationsForBundleIdentifier(identifier);
-  return paths.empty() ? std::nullopt : std::optional(paths.front());
+Found findApplication(const std::string& identifier) {
+  Found found = applicationsForBundleIdentifier(identifier);
+  if (found.paths.size() > 1) found.paths.resize(1);
+  return found;
 }
 
 std::vector<std::string> declaredUrlSchemes() {
   std::set<std::string> schemes;
-  for (const auto& application : currentApplications())
+  for (const auto& application : currentView().applications)
     schemes.insert(application.schemes.begin(), application.schemes.end());
   return {schemes.begin(), schemes.end()};
 }
@@ -184,7 +215,7 @@ Error registerApplication(const std::string& path) {
   if (defaultFileManager().itemKind(bundle) == ItemKind::none) {
     return registrationError(kFileNotFound, path, "There is no such item.");
   }
-  const auto application = examine(bundle, {});
+  const auto application = examine(bundle, {}).application;
   if (!application) {
     return registrationError(kNotAnApplication, path, "The item is no application bundle.");
   }

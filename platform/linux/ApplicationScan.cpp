@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <set>
 #include <string_view>
 
@@ -28,39 +29,48 @@ Fingerprint fingerprintOf(const struct stat& status) {
   return {identityOf(status), nanoseconds(status.st_mtim), nanoseconds(status.st_ctim), status.st_size};
 }
 
+/// Whether the number of a failed call means that there is nothing, as opposed to something out of sight.
+bool isAbsence(std::int64_t number) {
+  return number == ENOENT || number == ENOTDIR || number == ELOOP;
+}
+
 std::string textOf(const plist::Dictionary& dictionary, const std::string& key) {
   const plist::Value* value = plist::find(dictionary, key);
   const auto* text = value != nullptr ? value->as<std::string>() : nullptr;
   return text != nullptr ? *text : std::string();
 }
 
-const plist::Array& arrayOf(const plist::Dictionary& dictionary, const std::string& key) {
-  static const plist::Array kNone;
+/// Null when there is no array of that name.
+const plist::Array* arrayOf(const plist::Dictionary& dictionary, const std::string& key) {
   const plist::Value* value = plist::find(dictionary, key);
-  const auto* array = value != nullptr ? value->as<plist::Array>() : nullptr;
-  return array != nullptr ? *array : kNone;
+  return value != nullptr ? value->as<plist::Array>() : nullptr;
+}
+
+void addSchemes(const plist::Dictionary& type, std::set<std::string>& schemes) {
+  const plist::Array* names = arrayOf(type, "CFBundleURLSchemes");
+  if (names == nullptr) return;
+  for (const auto& name : *names) {
+    const auto* text = name.as<std::string>();
+    if (text != nullptr && text->find('\n') == std::string::npos) schemes.insert(withoutCase(*text));
+  }
 }
 
 std::vector<std::string> schemesOf(const plist::Dictionary& information) {
   std::set<std::string> schemes;
-  for (const auto& type : arrayOf(information, "CFBundleURLTypes")) {
-    const auto* dictionary = type.as<plist::Dictionary>();
-    if (dictionary == nullptr) continue;
-    for (const auto& scheme : arrayOf(*dictionary, "CFBundleURLSchemes")) {
-      const auto* text = scheme.as<std::string>();
-      if (text != nullptr && text->find('\n') == std::string::npos) schemes.insert(withoutCase(*text));
-    }
+  if (const plist::Array* types = arrayOf(information, "CFBundleURLTypes")) {
+    for (const auto& type : *types)
+      if (const auto* dictionary = type.as<plist::Dictionary>()) addSchemes(*dictionary, schemes);
   }
   return {schemes.begin(), schemes.end()};
 }
 
-bool readInformation(Application& application) {
-  const auto information = bundleInformation(application.path);
-  if (!information) return false;
-  application.identifier = withoutCase(textOf(*information, "CFBundleIdentifier"));
-  application.version = textOf(*information, "CFBundleVersion");
-  application.schemes = schemesOf(*information);
-  return true;
+Error readInformation(Application& application) {
+  plist::Dictionary information;
+  if (auto error = bundleInformation(application.path, information)) return error;
+  application.identifier = withoutCase(textOf(information, "CFBundleIdentifier"));
+  application.version = textOf(information, "CFBundleVersion");
+  application.schemes = schemesOf(information);
+  return {};
 }
 
 bool takeInformation(const std::vector<Application>& known, Application& application) {
@@ -78,51 +88,72 @@ bool isBundleName(std::string_view name) {
   return name.ends_with(".app");
 }
 
-bool isFolder(int parent, const std::string& name) {
-  struct stat status {};
-  return fstatat(parent, name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0 && S_ISDIR(status.st_mode);
-}
+/// The walk through the usual places.
+class Scan {
+ public:
+  void scanFolder(const std::string& path, int levels) {
+    const FileDescriptor folder = openAt(AT_FDCWD, path.c_str(), O_RDONLY | O_DIRECTORY);
+    if (!folder.isOpen()) return note(errno);
+    const auto take = [&](const char* name, bool mayBeFolder) {
+      if (name[0] != '.' && mayBeFolder) scanEntry(folder.get(), path, name, levels);
+    };
+    if (!forEachEntry(folder.get(), take)) note(errno);
+  }
+  UsualPlaces result() {
+    std::sort(_found.bundles.begin(), _found.bundles.end());
+    return std::move(_found);
+  }
 
-void scanFolder(int parent, const std::string& path, int levels, std::vector<std::string>& bundles) {
-  const FileDescriptor folder = openAt(parent, path.c_str(), O_RDONLY | O_DIRECTORY);
-  std::vector<std::string> names;
-  if (!folder.isOpen() || !namesInFolder(folder.get(), names)) return;
-  for (const auto& name : names) {
-    if (name.front() == '.' || !isFolder(folder.get(), name)) continue;
-    const std::string item = path + "/" + name;
+ private:
+  void scanEntry(int folder, const std::string& path, const std::string& name, int levels) {
+    struct stat status {};
+    if (fstatat(folder, name.c_str(), &status, 0) != 0) return note(errno);
+    if (!S_ISDIR(status.st_mode)) return;
     if (isBundleName(name)) {
-      bundles.push_back(item);
+      _found.bundles.push_back(path + "/" + name);
     } else if (levels > 0) {
-      scanFolder(parent, item, levels - 1, bundles);
+      scanFolder(path + "/" + name, levels - 1);
     }
   }
+
+  void note(int number) {
+    if (!isAbsence(number)) _found.sawEverything = false;
+  }
+
+  UsualPlaces _found;
+};
+
+Examination failedExamination(std::int64_t number) {
+  return {std::nullopt, isAbsence(number)};
 }
 
 }  // namespace
 
-std::optional<Application> examine(const std::string& path, const std::vector<Application>& known) {
+Examination examine(const std::string& path, const std::vector<Application>& known) {
   struct stat folder {};
   struct stat information {};
-  if (stat(path.c_str(), &folder) != 0 || !S_ISDIR(folder.st_mode) ||
-      stat((path + "/Contents/Info.plist").c_str(), &information) != 0) {
-    return std::nullopt;
-  }
+  if (stat(path.c_str(), &folder) != 0) return failedExamination(errno);
+  if (!S_ISDIR(folder.st_mode)) return {};
+  if (stat((path + "/Contents/Info.plist").c_str(), &information) != 0) return failedExamination(errno);
   Application application;
   application.path = path;
   application.identity = identityOf(folder);
   application.information = fingerprintOf(information);
-  const bool isRead = takeInformation(known, application) || readInformation(application);
-  return isRead ? std::optional(std::move(application)) : std::nullopt;
+  if (!takeInformation(known, application)) {
+    if (const auto error = readInformation(application)) {
+      return failedExamination(error.domain == kPosixErrorDomain ? error.code : EINVAL);
+    }
+  }
+  return {std::move(application), true};
 }
 
-std::vector<std::string> scanUsualPlaces() {
-  std::vector<std::string> bundles;
+UsualPlaces scanUsualPlaces() {
+  Scan scan;
   for (const auto& place :
        {applicationsFolder(FolderDomain::local), applicationsFolder(FolderDomain::user), desktopFolder()}) {
-    if (place) scanFolder(AT_FDCWD, *place, 1, bundles);
+    if (place) scan.scanFolder(*place, 1);
   }
-  std::sort(bundles.begin(), bundles.end());
-  return bundles;
+  return scan.result();
 }
 
 }  // namespace platform::applications

@@ -35,13 +35,22 @@ struct Application {
   bool operator==(const Application&) const = default;
 };
 
-/// The bundle at the path as it is now; none when there is no folder with a readable information dictionary.
-/// What one of `known` has read from the very same dictionary is taken from there.
-[[nodiscard]] std::optional<Application> examine(const std::string& path,
-                                                 const std::vector<Application>& known);
+/// What stands at a path.
+struct Examination {
+  std::optional<Application> application;
+  bool isSeen = true;  ///< false: it could not be told whether there is an application
+};
 
-/// Paths of the bundle folders in the usual places and one folder level below each, in path order. Links and
-/// hidden folders are left out.
-[[nodiscard]] std::vector<std::string> scanUsualPlaces();
+/// The bundle at the path as it is now; none when there is no folder with an information dictionary.
+/// What one of `known` has read from the very same dictionary is taken from there.
+[[nodiscard]] Examination examine(const std::string& path, const std::vector<Application>& known);
+
+/// The bundle folders in the usual places and one folder level below each, in path order; links to folders
+/// count as folders, hidden ones are left out.
+struct UsualPlaces {
+  std::vector<std::string> bundles;
+  bool sawEverything = true;
+};
+[[nodiscard]] UsualPlaces scanUsualPlaces();
 
 }  // namespace platform::applications

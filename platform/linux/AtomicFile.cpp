@@ -3,13 +3,13 @@
 #include <unistd.h>
 
 #include <array>
-#include <atomic>
 #include <cerrno>
 #include <climits>
 
 #include "platform/FileManager.h"
 #include "platform/linux/FileDescriptor.h"
 #include "platform/linux/FileTree.h"
+#include "platform/linux/HiddenNames.h"
 
 namespace platform {
 namespace {
@@ -42,9 +42,8 @@ bool writeAll(int file, const std::string& bytes) {
 class TemporaryFile {
  public:
   explicit TemporaryFile(int folder) : _folder(folder) {
-    static std::atomic<unsigned> lastNumber{0};
     do {
-      _name = ".vantora-" + std::to_string(getpid()) + "-" + std::to_string(++lastNumber);
+      _name = hiddenName();
       _file = openAt(folder, _name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW, kNewFileMode);
     } while (!_file.isOpen() && errno == EEXIST);
     _exists = _file.isOpen();
@@ -81,11 +80,6 @@ class TemporaryFile {
   FileDescriptor _file;
   bool _exists = false;
 };
-
-/// Some file systems cannot flush a folder and say EINVAL; they have nothing to flush.
-bool flushFolder(int folder) {
-  return fsync(folder) == 0 || errno == EINVAL;
-}
 
 bool readAll(int file, std::uint64_t limitBytes, std::string& bytes) {
   constexpr std::size_t kPieceBytes = 64UL << 10;

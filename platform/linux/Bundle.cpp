@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <climits>
 #include <string_view>
 
@@ -20,8 +21,9 @@ std::optional<std::string> bundleOfExecutable(const std::string& executable) {
 }
 
 std::optional<std::string> bundleIdentifier(const std::string& bundlePath) {
-  const auto information = bundleInformation(bundlePath);
-  const plist::Value* identifier = information ? plist::find(*information, "CFBundleIdentifier") : nullptr;
+  plist::Dictionary information;
+  if (bundleInformation(bundlePath, information).failed()) return std::nullopt;
+  const plist::Value* identifier = plist::find(information, "CFBundleIdentifier");
   const auto* text = identifier != nullptr ? identifier->as<std::string>() : nullptr;
   return text != nullptr ? std::optional(*text) : std::nullopt;
 }
@@ -44,11 +46,14 @@ std::string withoutCase(std::string text) {
   return text;
 }
 
-std::optional<plist::Dictionary> bundleInformation(const std::string& bundlePath) {
+Error bundleInformation(const std::string& bundlePath, plist::Dictionary& information) {
+  const std::string path = bundlePath + "/Contents/Info.plist";
   plist::Value value;
-  if (plist::read(bundlePath + "/Contents/Info.plist", value).failed()) return std::nullopt;
-  auto* information = value.as<plist::Dictionary>();
-  return information != nullptr ? std::optional(std::move(*information)) : std::nullopt;
+  if (auto error = plist::read(path, value)) return error;
+  auto* dictionary = value.as<plist::Dictionary>();
+  if (dictionary == nullptr) return posixError(EINVAL, path);
+  information = std::move(*dictionary);
+  return {};
 }
 
 std::optional<std::string> mainBundleIdentifier() {

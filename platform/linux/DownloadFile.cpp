@@ -6,6 +6,8 @@
 #include <cstdio>
 #include <utility>
 
+#include "platform/linux/FileTree.h"
+#include "platform/linux/HiddenNames.h"
 #include "platform/linux/HttpTransfer.h"
 
 namespace platform {
@@ -33,10 +35,11 @@ Error DownloadFile::create() {
   if (exists && S_ISDIR(existing.st_mode)) return fileError(UrlErrorCode::cannotOpenFile, EISDIR, _path);
   if (exists && !_overwrite) return fileError(UrlErrorCode::cannotCreateFile, EEXIST, _path);
 
-  _writePath = exists ? _path + ".download" : _path;
-  const int flags = O_WRONLY | O_CREAT | O_NOFOLLOW | (exists ? O_TRUNC : O_EXCL);
-  _file = openAt(AT_FDCWD, _writePath.c_str(), flags, 0666);
-  if (!_file.isOpen()) return fileError(UrlErrorCode::cannotCreateFile, errno, _writePath);
+  do {
+    _writePath = parentFolder(_path) + "/" + hiddenName();
+    _file = openAt(AT_FDCWD, _writePath.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW, 0666);
+  } while (!_file.isOpen() && errno == EEXIST);
+  if (!_file.isOpen()) return fileError(UrlErrorCode::cannotCreateFile, errno, _path);
   _pending = true;
   return {};
 }
@@ -47,26 +50,28 @@ Error DownloadFile::write(std::string_view bytes) {
     if (written >= 0) {
       bytes.remove_prefix(static_cast<std::size_t>(written));
     } else if (errno != EINTR) {
-      return fileError(UrlErrorCode::cannotWriteToFile, errno, _writePath);
+      return fileError(UrlErrorCode::cannotWriteToFile, errno, _path);
     }
   }
   return {};
 }
 
 Error DownloadFile::commit() {
-  if (!_file.close()) return fileError(UrlErrorCode::cannotCloseFile, errno, _writePath);
-  if (_writePath != _path && rename(_writePath.c_str(), _path.c_str()) != 0) {
-    return fileError(UrlErrorCode::cannotMoveFile, errno, _path);
-  }
+  if (!_file.close()) return fileError(UrlErrorCode::cannotCloseFile, errno, _path);
+  const bool moved =
+      _overwrite ? rename(_writePath.c_str(), _path.c_str()) == 0 : renameToFreeName(_writePath, _path);
+  if (!moved) return fileError(UrlErrorCode::cannotMoveFile, errno, _path);
   _pending = false;
   return {};
 }
 
 Error DownloadFile::abandon() {
   _file.close();
-  if (!std::exchange(_pending, false) || !_deletesPartialFile) return {};
+  if (!std::exchange(_pending, false)) return {};
+  // Kept, it is found where it was meant to be, unless that is taken.
+  if (!_deletesPartialFile && renameToFreeName(_writePath, _path)) return {};
   if (unlink(_writePath.c_str()) == 0) return {};
-  return fileError(UrlErrorCode::cannotRemoveFile, errno, _writePath);
+  return fileError(UrlErrorCode::cannotRemoveFile, errno, _path);
 }
 
 }  // namespace platform

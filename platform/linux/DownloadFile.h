@@ -8,9 +8,8 @@
 
 namespace platform {
 
-/// The file that a download writes. A new one is written in place; one that replaces another is written
-/// beside it ("<path>.download") and takes its place when it is whole. Errors are of the URL domain, with
-/// the system's text in the description.
+/// The file that a download writes: under a hidden name beside its destination, where it appears when it is
+/// whole. Errors are of the URL domain, with the system's text in the description.
 class DownloadFile {
  public:
   DownloadFile() = default;
@@ -31,8 +30,8 @@ class DownloadFile {
   Error write(std::string_view bytes);
   /// Closes the file; it is now at `path()`. Fails: cannotCloseFile, cannotMoveFile.
   Error commit();
-  /// Closes the file, if one was created, and removes it, or leaves it where it was written. Fails:
-  /// cannotRemoveFile.
+  /// Closes the file, if one was created, and removes it, or leaves what there is of it at a `path()` that is
+  /// free. Fails: cannotRemoveFile.
   Error abandon();
 
  private:

@@ -11,10 +11,11 @@
 #include <cerrno>
 #include <cstdlib>
 
+#include "platform/Path.h"
 #include "platform/linux/FileDescriptor.h"
 #include "platform/linux/FileTree.h"
+#include "platform/linux/HiddenNames.h"
 #include "platform/linux/ItemMetadata.h"
-#include "platform/linux/Roots.h"
 
 namespace platform {
 namespace {
@@ -28,24 +29,17 @@ Error moveError(int number, const std::string& from, const std::string& to) {
   return posixError(number, from + " -> " + to);
 }
 
-/// Hidden, so that nobody takes what is prepared in it for an installed item.
-Error makeHiddenFolderBeside(const std::string& item, std::string& folder) {
-  std::string pattern = parentFolder(item) + "/.vantora-XXXXXX";
-  if (mkdtemp(pattern.data()) == nullptr) return posixError(errno, item);
-  folder = std::move(pattern);
-  return {};
+/// Whether both paths lead to one and the same item.
+bool isSame(const struct stat& a, const struct stat& b) {
+  return a.st_dev == b.st_dev && a.st_ino == b.st_ino;
 }
 
-/// False with errno set. The check in the second way is not atomic, but file systems without the first are
-/// rare.
-bool renameToFreeName(const std::string& from, const std::string& to) {
-  if (renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) return true;
-  if (errno != EINVAL && errno != ENOSYS) return false;
-  if (itemExists(to)) {
-    errno = EEXIST;
-    return false;
-  }
-  return rename(from.c_str(), to.c_str()) == 0;
+/// What now stands in a folder stays there whatever happens to the machine.
+Error flushFolderOf(const std::string& item) {
+  const FileDescriptor folder = openAt(AT_FDCWD, parentFolder(item).c_str(), O_RDONLY | O_DIRECTORY);
+  // A folder that may be written but not read cannot be flushed alone; the item is in it all the same.
+  if (!folder.isOpen() && errno == EACCES) return {};
+  return folder.isOpen() && flushFolder(folder.get()) ? Error{} : posixError(errno, item);
 }
 
 /// Renames to a name that is free, on one volume.
@@ -62,12 +56,12 @@ Error moveOnVolume(const std::string& from, const std::string& to) {
 /// Copies, and moves the whole copy into place. The copy is on the disk before the source goes.
 Error copyIntoPlace(const std::string& from, const std::string& to) {
   std::string folder;
-  if (auto error = makeHiddenFolderBeside(to, folder)) return error;
+  if (auto error = makeHiddenFolder(parentFolder(to), folder)) return error;
   const std::string copy = folder + "/" + lastComponent(to);
   Error error = copyTree(from, copy, Ownership::keep);
-  const FileDescriptor volume = openAt(AT_FDCWD, folder.c_str(), O_RDONLY | O_DIRECTORY);
-  if (!error.failed() && (!volume.isOpen() || syncfs(volume.get()) != 0)) error = posixError(errno, to);
+  if (!error.failed()) error = makeTreeDurable(copy);
   if (!error.failed()) error = moveOnVolume(copy, to);
+  if (!error.failed()) error = flushFolderOf(to);
   if (auto leftover = removeTree(folder); leftover.failed() && !error.failed()) error = leftover;
   return error;
 }
@@ -198,15 +192,53 @@ Error FileManager::copyItem(const std::string& from, const std::string& to) {
   return copyTree(from, to, Ownership::own);
 }
 
+Error FileManager::renameItem(const std::string& from, const std::string& to) {
+  return moveOnVolume(withoutTrailingSlashes(from), withoutTrailingSlashes(to));
+}
+
 Error FileManager::moveItem(const std::string& from, const std::string& to) {
   const std::string source = withoutTrailingSlashes(from);
   const std::string target = withoutTrailingSlashes(to);
+  struct stat item {};
+  struct stat folder {};
+  if (lstat(source.c_str(), &item) != 0) return moveError(errno, from, to);
+  if (stat(parentFolder(target).c_str(), &folder) != 0) return moveError(errno, from, to);
+  if (itemExists(target)) return moveError(EEXIST, from, to);  // before anything costs time
+  if (item.st_dev != folder.st_dev) return moveAcrossVolumes(source, target);
+  if (auto error = makeTreeDurable(source)) return error;
   Error error = moveOnVolume(source, target);
-  return error.code == EXDEV ? moveAcrossVolumes(source, target) : error;
+  if (error.code == EXDEV) return moveAcrossVolumes(source, target);
+  return error.failed() ? error : flushFolderOf(target);
 }
 
 Error FileManager::removeItem(const std::string& path) {
   return removeTree(path);
+}
+
+Error FileManager::createPrivateFolder(const std::string& parent, std::string& folder) {
+  return makeHiddenFolder(withoutTrailingSlashes(parent), folder);
+}
+
+std::vector<std::string> FileManager::unfinishedItems(const std::string& folder) const {
+  const std::string path = withoutTrailingSlashes(folder);
+  const FileDescriptor opened = openAt(AT_FDCWD, path.c_str(), O_RDONLY | O_DIRECTORY);
+  std::vector<std::string> items;
+  const auto take = [&](const char* name, bool) {
+    struct stat status {};
+    if (isHiddenName(name) && fstatat(opened.get(), name, &status, AT_SYMLINK_NOFOLLOW) == 0 &&
+        status.st_uid == geteuid()) {
+      items.push_back(path + "/" + name);
+    }
+  };
+  // A folder that cannot be read now keeps what lies in it for the next time.
+  if (opened.isOpen()) static_cast<void>(forEachEntry(opened.get(), take));
+  return items;
+}
+
+bool FileManager::isSameItem(const std::string& a, const std::string& b) const {
+  struct stat first {};
+  struct stat second {};
+  return stat(a.c_str(), &first) == 0 && stat(b.c_str(), &second) == 0 && isSame(first, second);
 }
 
 Error FileManager::setAttributes(const std::string& path, const ItemAttributes& attributes) {
@@ -225,14 +257,14 @@ Error FileManager::setAttributes(const std::string& path, const ItemAttributes& 
 }
 
 Error FileManager::createReplacementFolder(const std::string& destination, std::string& folder) {
-  return makeHiddenFolderBeside(withoutTrailingSlashes(destination), folder);
+  return makeHiddenFolder(parentFolder(destination), folder);
 }
 
 Error FileManager::replaceItem(const std::string& destination, const std::string& replacement,
                                const std::string& backupName) {
   const std::string target = withoutTrailingSlashes(destination);
   const std::string source = withoutTrailingSlashes(replacement);
-  if (!itemExists(target)) return moveOnVolume(source, target);
+  if (!itemExists(target)) return FileManager::moveItem(source, target);
   if (!itemExists(source)) return posixError(ENOENT, replacement);
   if (backupName.empty() || backupName.find('/') != std::string::npos ||
       backupName == lastComponent(target)) {
@@ -243,7 +275,9 @@ Error FileManager::replaceItem(const std::string& destination, const std::string
   if (itemExists(backup)) {
     if (auto error = removeTree(backup)) return error;
   }
+  if (auto error = makeTreeDurable(source)) return error;
   if (auto error = exchangeKeepingBackup(target, source, backup)) return error;
+  if (auto error = flushFolderOf(target)) return error;
   // The new item is in place, and a backup that resists may already be incomplete: there is no way back. The
   // next replacement removes it first.
   static_cast<void>(removeTree(backup));

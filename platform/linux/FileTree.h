@@ -1,9 +1,11 @@
 #pragma once
 
+#include <functional>
 #include <string>
 #include <vector>
 
 #include "platform/Error.h"
+#include "platform/Path.h"
 
 namespace platform {
 
@@ -17,20 +19,34 @@ enum class Ownership {
 /// is left at `to` (an EEXIST leaves what was there).
 Error copyTree(const std::string& from, const std::string& to, Ownership ownership);
 
-/// Removes an item with everything in it, of any depth, never following a link. Folders of the user's that
-/// are write-protected are made writable first. Stops at the first item that cannot be removed.
+/// Removes an item with everything in it, of any depth, never following a link. A folder first gets a hidden
+/// name, so that nobody ever sees it incomplete; it gets its name back when nothing of it could be removed.
+/// Folders of the user's that are write-protected are made writable. Stops at the first item that cannot be
+/// removed.
 Error removeTree(const std::string& path);
+
+/// Brings an item with everything in it onto the disk. A tree of many files costs a flush of its whole
+/// volume.
+Error makeTreeDurable(const std::string& path);
+
+/// Brings the names in an open folder onto the disk. False with errno set.
+[[nodiscard]] bool flushFolder(int folder);
+
+/// Renames to a name that is free. False with errno set, EEXIST when it is taken by anything.
+[[nodiscard]] bool renameToFreeName(const std::string& from, const std::string& to);
 
 /// Fails when the folder that holds the item, or the item's flags, forbid its removal: asked before work that
 /// would end half done.
 Error checkRemovable(const std::string& path);
 
+/// Calls `take` with each name in the folder but "." and "..", in no order, and whether the entry may be a
+/// folder or a link, as far as the folder itself tells. The descriptor's position is used up. False with
+/// errno set when the names cannot be read.
+[[nodiscard]] bool forEachEntry(int folder,
+                                const std::function<void(const char* name, bool mayBeFolder)>& take);
+
 /// The names in the folder without "." and "..", in no order. The descriptor's position is used up.
 /// False with errno set when they cannot be read.
 [[nodiscard]] bool namesInFolder(int folder, std::vector<std::string>& names);
-
-/// The folder part and the last component of a path ("." for a path without folder).
-[[nodiscard]] std::string parentFolder(const std::string& path);
-[[nodiscard]] std::string lastComponent(const std::string& path);
 
 }  // namespace platform

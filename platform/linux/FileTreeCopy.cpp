@@ -8,9 +8,9 @@
 #include <climits>
 #include <string_view>
 
+#include "platform/Path.h"
 #include "platform/linux/FileDescriptor.h"
 #include "platform/linux/FileTree.h"
-#include "platform/linux/Roots.h"
 
 namespace platform {
 namespace {

@@ -10,13 +10,14 @@
 
 #include "platform/linux/FileDescriptor.h"
 #include "platform/linux/FileTree.h"
-#include "platform/linux/Roots.h"
+#include "platform/linux/HiddenNames.h"
 
 namespace platform {
 namespace {
 
 /// Each level of the walk holds a descriptor; a folder that lies deeper is first moved up to the top.
 constexpr int kMaxOpenLevels = 64;
+constexpr int kMostRepeats = 10;
 
 /// Gives the user all access to a folder that is about to go. What is not the user's own stays as it is: the
 /// removal then says what is wrong.
@@ -40,7 +41,17 @@ FileDescriptor openFolder(int parent, const std::string& name) {
 
 class TreeRemoval {
  public:
+  /// A tool of a run that was killed may still be filling the tree: what it adds is removed as well.
   Error remove(const std::string& path) {
+    Error error = removeOnce(path);
+    for (int again = 0; error.code == ENOTEMPTY && again < kMostRepeats; ++again)
+      error = removeOnce(path);
+    return error;
+  }
+  [[nodiscard]] bool hasRemovedAnything() const { return _hasRemoved; }
+
+ private:
+  Error removeOnce(const std::string& path) {
     const FileDescriptor top = openFolder(AT_FDCWD, path);
     if (!top.isOpen()) return posixError(errno, path);
     _top = top.get();
@@ -51,12 +62,14 @@ class TreeRemoval {
     return rmdir(path.c_str()) == 0 ? Error{} : posixError(errno, path);
   }
 
- private:
   Error empty(int folder, const std::string& path, int level) {
     std::vector<std::string> names;
     if (!namesInFolder(folder, names)) return posixError(errno, path);
     for (const auto& name : names) {
-      if (unlinkat(folder, name.c_str(), 0) == 0) continue;
+      if (unlinkat(folder, name.c_str(), 0) == 0) {
+        _hasRemoved = true;
+        continue;
+      }
       const std::string itemPath = path + "/" + name;
       if (errno != EISDIR) return posixError(errno, itemPath);
       if (auto error = removeFolder(folder, name, itemPath, level)) return error;
@@ -69,7 +82,9 @@ class TreeRemoval {
     if (!folder.isOpen()) return posixError(errno, path);
     if (level == kMaxOpenLevels) return moveUp(parent, name, path);
     if (auto error = empty(folder.get(), path, level + 1)) return error;
-    return unlinkat(parent, name.c_str(), AT_REMOVEDIR) == 0 ? Error{} : posixError(errno, path);
+    if (unlinkat(parent, name.c_str(), AT_REMOVEDIR) != 0) return posixError(errno, path);
+    _hasRemoved = true;
+    return {};
   }
 
   Error moveUp(int parent, const std::string& name, const std::string& path) {
@@ -83,6 +98,7 @@ class TreeRemoval {
 
   int _top = -1;
   bool _movedUp = false;
+  bool _hasRemoved = false;
   unsigned _lastNumber = 0;
 };
 
@@ -97,34 +113,43 @@ bool isLocked(const std::string& path) {
          (status.stx_attributes & (STATX_ATTR_IMMUTABLE | STATX_ATTR_APPEND)) != 0;
 }
 
+Error removeFolder(const std::string& path) {
+  if (isHiddenName(lastComponent(path))) return TreeRemoval().remove(path);
+  std::string hidden;
+  if (auto error = renameToHiddenName(path, hidden)) return error;
+  TreeRemoval removal;
+  Error error = removal.remove(hidden);
+  if (!error.failed()) return error;
+  if (!removal.hasRemovedAnything()) static_cast<void>(renameToFreeName(hidden, path));
+  // Whoever reads this knows the item by its own name.
+  if (const auto at = error.description.find(hidden); at != std::string::npos) {
+    error.description.replace(at, hidden.size(), path);
+  }
+  return error;
+}
+
 }  // namespace
 
-std::string parentFolder(const std::string& path) {
-  const std::string trimmed = withoutTrailingSlashes(path);
-  const auto slash = trimmed.rfind('/');
-  if (slash == std::string::npos) return ".";
-  return slash == 0 ? "/" : trimmed.substr(0, slash);
-}
-
-std::string lastComponent(const std::string& path) {
-  const std::string trimmed = withoutTrailingSlashes(path);
-  return trimmed.substr(trimmed.rfind('/') + 1);
-}
-
-bool namesInFolder(int folder, std::vector<std::string>& names) {
+bool forEachEntry(int folder, const std::function<void(const char* name, bool mayBeFolder)>& take) {
   FileDescriptor duplicate(fcntl(folder, F_DUPFD_CLOEXEC, 0));
   const std::unique_ptr<DIR, int (*)(DIR*)> stream(fdopendir(duplicate.get()), &closedir);
   if (!stream) return false;
   static_cast<void>(duplicate.release());  // the stream closes it
   rewinddir(stream.get());
-  names.clear();
   errno = 0;
   while (const dirent* entry = readdir(stream.get())) {
     const char* name = static_cast<const char*>(entry->d_name);
-    if (strcmp(name, ".") != 0 && strcmp(name, "..") != 0) names.emplace_back(name);
+    const bool mayBeFolder =
+        entry->d_type == DT_DIR || entry->d_type == DT_LNK || entry->d_type == DT_UNKNOWN;
+    if (strcmp(name, ".") != 0 && strcmp(name, "..") != 0) take(name, mayBeFolder);
     errno = 0;
   }
   return errno == 0;
+}
+
+bool namesInFolder(int folder, std::vector<std::string>& names) {
+  names.clear();
+  return forEachEntry(folder, [&names](const char* name, bool) { names.emplace_back(name); });
 }
 
 Error checkRemovable(const std::string& path) {
@@ -146,7 +171,7 @@ Error removeTree(const std::string& path) {
   if (name == "." || name == "..") return posixError(EINVAL, path);
   if (auto error = checkRemovable(item)) return error;
   if (unlink(item.c_str()) == 0) return {};
-  return errno == EISDIR ? TreeRemoval().remove(item) : posixError(errno, path);
+  return errno == EISDIR ? removeFolder(item) : posixError(errno, path);
 }
 
 }  // namespace platform

@@ -6,6 +6,7 @@
 #include <array>
 #include <cstdlib>
 
+#include "platform/Path.h"
 #include "platform/linux/Roots.h"
 
 namespace platform {
@@ -22,11 +23,6 @@ std::optional<std::string> below(const std::optional<std::string>& folder, const
 }
 
 }  // namespace
-
-std::string withoutTrailingSlashes(std::string path) {
-  path.erase(path.find_last_not_of('/') + 1);
-  return path;
-}
 
 std::optional<std::string> systemRoot() {
   const char* root = getenv("VANTORA_SYSTEM_ROOT");

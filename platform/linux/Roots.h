@@ -16,7 +16,4 @@ namespace platform {
 /// "$`variable`" when it holds an absolute path, else "`home`/`fallback`"; none without a home folder.
 [[nodiscard]] std::optional<std::string> baseFolder(const char* variable, const char* fallback);
 
-/// The path without trailing "/" (the root itself becomes the empty text).
-[[nodiscard]] std::string withoutTrailingSlashes(std::string path);
-
 }  // namespace platform

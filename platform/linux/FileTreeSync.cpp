@@ -1,0 +1,81 @@
+#include <fcntl.h>
+#include <stdio.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+
+#include "platform/linux/FileDescriptor.h"
+#include "platform/linux/FileTree.h"
+
+namespace platform {
+namespace {
+
+/// Each flush of one file waits for the disk; from here on one flush of the volume is cheaper.
+constexpr std::size_t kMostSingleFlushes = 16;
+
+Error flushVolumeOf(const std::string& path) {
+  const FileDescriptor folder = openAt(AT_FDCWD, parentFolder(path).c_str(), O_RDONLY | O_DIRECTORY);
+  return folder.isOpen() && syncfs(folder.get()) == 0 ? Error{} : posixError(errno, path);
+}
+
+/// The open files and folders of a small tree. Links are their names, which stand in their folders.
+class OpenTree {
+ public:
+  /// False when the tree is not small, or something in it cannot be opened.
+  [[nodiscard]] bool open(int folder, const char* name) {
+    FileDescriptor item = openAt(folder, name, O_RDONLY | O_NONBLOCK | O_NOFOLLOW);
+    if (!item.isOpen()) return errno == ELOOP;
+    if (_items.size() == kMostSingleFlushes) return false;
+    struct stat status {};
+    if (fstat(item.get(), &status) != 0) return false;
+    const int number = item.get();
+    _items.push_back(std::move(item));
+    return !S_ISDIR(status.st_mode) || openContents(number);
+  }
+
+  /// False with errno set.
+  [[nodiscard]] bool flush() const {
+    for (const auto& item : _items)
+      if (fsync(item.get()) != 0 && errno != EINVAL) return false;
+    return true;
+  }
+
+ private:
+  bool openContents(int folder) {
+    std::vector<std::string> names;
+    if (!namesInFolder(folder, names)) return false;
+    for (const auto& name : names)
+      if (!open(folder, name.c_str())) return false;
+    return true;
+  }
+
+  std::vector<FileDescriptor> _items;
+};
+
+}  // namespace
+
+/// Some file systems cannot flush a folder and say EINVAL; they have nothing to flush.
+bool flushFolder(int folder) {
+  return fsync(folder) == 0 || errno == EINVAL;
+}
+
+Error makeTreeDurable(const std::string& path) {
+  OpenTree tree;
+  if (!tree.open(AT_FDCWD, path.c_str())) return flushVolumeOf(path);
+  return tree.flush() ? Error{} : posixError(errno, path);
+}
+
+/// The check in the second way is not atomic, but file systems without the first are rare.
+bool renameToFreeName(const std::string& from, const std::string& to) {
+  if (renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) return true;
+  if (errno != EINVAL && errno != ENOSYS) return false;
+  struct stat taken {};
+  if (lstat(to.c_str(), &taken) == 0) {
+    errno = EEXIST;
+    return false;
+  }
+  return rename(from.c_str(), to.c_str()) == 0;
+}
+
+}  // namespace platform

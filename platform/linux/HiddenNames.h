@@ -1,0 +1,24 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "platform/Error.h"
+
+/// Names of what is half done: ".vantora-" and six characters that nobody can foresee. An item of such a name
+/// is never looked at as anything else; what a process that ended early left under one may be removed by
+/// whoever comes next.
+namespace platform {
+
+/// A fresh name. That it is free is for its user to make sure (O_EXCL, RENAME_NOREPLACE).
+[[nodiscard]] std::string hiddenName();
+
+[[nodiscard]] bool isHiddenName(std::string_view name);
+
+/// Makes a folder of a hidden name, mode 0700, in `parent`. `folder` is its path.
+Error makeHiddenFolder(const std::string& parent, std::string& folder);
+
+/// Renames an item, within its folder, to a hidden name. `hidden` is the new path.
+Error renameToHiddenName(const std::string& path, std::string& hidden);
+
+}  // namespace platform
