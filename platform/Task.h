@@ -1,8 +1,11 @@
 #pragma once
 
+#include <chrono>
 #include <exception>
 #include <string>
 #include <vector>
+
+#include "platform/Process.h"
 
 namespace platform {
 
@@ -19,21 +22,30 @@ class LaunchException : public std::exception {
   std::string _reason;
 };
 
-/// A tool run as a child process. Set it up, launch it once, wait for it. One thread at a time. A task that
-/// is destroyed while its tool runs lets it run on.
+/// A tool run as a child process, its standard streams on the null device. Set it up, launch it once, wait
+/// for it. One thread at a time. The tool does not outlive its task: destroying the task ends one that still
+/// runs (SIGKILL), and waits for that end.
 class Task {
  public:
+  Task() = default;
+  explicit Task(std::string toolPath, std::vector<std::string> toolArguments = {});
+  ~Task();
+  Task(const Task&) = delete;
+  Task& operator=(const Task&) = delete;
+
   std::string launchPath;
   std::vector<std::string> arguments;
-  std::string currentFolder;    ///< working folder; empty: this process's
-  bool discardsOutput = false;  ///< standard output and error go to the null device
-  bool withoutInput = false;    ///< standard input is the null device
+  /// "NAME=VALUE" entries, the tool's whole environment.
+  std::vector<std::string> environment = process::toolEnvironment();
+  std::string currentFolder;  ///< working folder; empty: this process's
 
   /// Throws LaunchException (name "NSInvalidArgumentException") when the tool or the working folder is
   /// missing or may not be executed, and for a second launch.
   void launch();
   [[nodiscard]] bool isRunning();
   void waitUntilExit();
+  /// Waits until the tool has ended, for `limit` at most; false when it still runs.
+  [[nodiscard]] bool waitForExit(std::chrono::milliseconds limit);
   /// Sends SIGTERM; nothing happens when it has ended.
   void terminate();
   /// The exit status, or the signal's number when a signal ended it. Valid once it has ended.
@@ -42,7 +54,7 @@ class Task {
  private:
   void collect(bool wait);
 
-  int _pid = -1;
+  process::ProcessId _pid = -1;
   int _status = 0;
   bool _ended = false;
 };

@@ -29,10 +29,8 @@ std::string lastComponent(const std::string& path) {
   return path.substr(path.rfind('/') + 1);
 }
 
-/// Runs the tool to its end without input and output. No status, logged, when it cannot be started.
+/// Runs the tool to its end. No status, logged, when it cannot be started.
 std::optional<int> run(platform::Task& tool, const char* function, const char* name) {
-  tool.discardsOutput = true;
-  tool.withoutInput = true;  // a tool that asks would wait forever
   try {
     tool.launch();
   } catch (const platform::LaunchException& exception) {

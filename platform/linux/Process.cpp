@@ -15,6 +15,7 @@
 #include <climits>
 #include <cstdlib>
 #include <memory>
+#include <thread>
 
 #include "platform/linux/FileDescriptor.h"
 
@@ -22,6 +23,8 @@ namespace platform::process {
 namespace {
 
 constexpr int kFirstOwnDescriptor = 3;
+constexpr const char* kNullPath = "/dev/null";
+constexpr auto kTracerPause = std::chrono::milliseconds(1);
 
 std::vector<char*> pointersTo(std::vector<std::string>& texts) {
   std::vector<char*> pointers;
@@ -64,23 +67,14 @@ class FileActions {
 
   SystemCallFailure add(const StreamPlan& plan) {
     for (int target = 0; target < static_cast<int>(plan.descriptors.size()); ++target) {
-      const int descriptor = plan.descriptors[static_cast<std::size_t>(target)];
-      if (descriptor == target) continue;
-      if (descriptor == -1) {
-        if (const int error = posix_spawn_file_actions_addclose(&_actions, target)) {
-          return {"posix_spawn_file_actions_addclose", error};
-        }
-        continue;
-      }
-      if (const int error = posix_spawn_file_actions_adddup2(&_actions, descriptor, target)) {
-        return {"posix_spawn_file_actions_adddup2", error};
-      }
-      if (isNeededLater(plan, target)) continue;
-      if (const int error = posix_spawn_file_actions_addclose(&_actions, descriptor)) {
-        return {"posix_spawn_file_actions_addclose", error};
-      }
+      if (const SystemCallFailure failure = fill(target, plan)) return failure;
     }
     return {};
+  }
+
+  SystemCallFailure changeFolder(const std::string& path) {
+    return {"posix_spawn_file_actions_addchdir_np",
+            posix_spawn_file_actions_addchdir_np(&_actions, path.c_str())};
   }
 
   SystemCallFailure closeTheRest() {
@@ -100,6 +94,24 @@ class FileActions {
            std::find(later, plan.descriptors.end(), descriptor) != plan.descriptors.end();
   }
 
+  SystemCallFailure fill(int target, const StreamPlan& plan) {
+    const int descriptor = plan.descriptors[static_cast<std::size_t>(target)];
+    if (descriptor == target) return {};
+    if (descriptor == -1) return close(target);
+    if (descriptor == kNullDevice) {
+      const int error = posix_spawn_file_actions_addopen(&_actions, target, kNullPath, O_RDWR, 0);
+      return {"posix_spawn_file_actions_addopen", error};
+    }
+    if (const int error = posix_spawn_file_actions_adddup2(&_actions, descriptor, target)) {
+      return {"posix_spawn_file_actions_adddup2", error};
+    }
+    return isNeededLater(plan, target) ? SystemCallFailure{} : close(descriptor);
+  }
+
+  SystemCallFailure close(int descriptor) {
+    return {"posix_spawn_file_actions_addclose", posix_spawn_file_actions_addclose(&_actions, descriptor)};
+  }
+
   posix_spawn_file_actions_t _actions;
   int _initError;
 };
@@ -115,8 +127,19 @@ class SpawnAttributes {
 
   [[nodiscard]] SystemCallFailure initialised() const { return {"posix_spawnattr_init", _initError}; }
 
-  SystemCallFailure setFlags(std::uint16_t flags) {
-    return {"posix_spawnattr_setflags", posix_spawnattr_setflags(&_attributes, static_cast<short>(flags))};
+  /// The flags of a plan, and signals as a new program expects them.
+  SystemCallFailure set(std::uint16_t flags) {
+    sigset_t signals;
+    sigfillset(&signals);
+    if (const int error = posix_spawnattr_setsigdefault(&_attributes, &signals)) {
+      return {"posix_spawnattr_setsigdefault", error};
+    }
+    sigemptyset(&signals);
+    if (const int error = posix_spawnattr_setsigmask(&_attributes, &signals)) {
+      return {"posix_spawnattr_setsigmask", error};
+    }
+    const int all = flags | POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK;
+    return {"posix_spawnattr_setflags", posix_spawnattr_setflags(&_attributes, static_cast<short>(all))};
   }
   [[nodiscard]] const posix_spawnattr_t* get() const { return &_attributes; }
 
@@ -125,12 +148,19 @@ class SpawnAttributes {
   int _initError;
 };
 
+std::uint16_t flagsOf(const SpawnRequest& request) {
+  return request.streams ? request.streams->flags : std::uint16_t{0};
+}
+
 SystemCallFailure prepare(const SpawnRequest& request, FileActions& actions, SpawnAttributes& attributes) {
   if (const SystemCallFailure failure = actions.initialised()) return failure;
   if (const SystemCallFailure failure = attributes.initialised()) return failure;
+  if (const SystemCallFailure failure = attributes.set(flagsOf(request))) return failure;
   if (request.streams) {
     if (const SystemCallFailure failure = actions.add(*request.streams)) return failure;
-    if (const SystemCallFailure failure = attributes.setFlags(request.streams->flags)) return failure;
+  }
+  if (!request.workingFolder.empty()) {
+    if (const SystemCallFailure failure = actions.changeFolder(request.workingFolder)) return failure;
   }
   return actions.closeTheRest();
 }
@@ -148,6 +178,15 @@ SystemCallFailure spawnRunning(const SpawnRequest& request, ProgramVectors& vect
 
 // What follows runs in the child of a fork, where only calls are safe that a signal handler may make.
 
+bool openNullDevice(int target) {
+  const int opened = ::open(kNullPath, O_RDWR | O_CLOEXEC);
+  if (opened < 0) return false;
+  if (opened == target) return ::fcntl(target, F_SETFD, 0) == 0;
+  const bool placed = ::dup2(opened, target) == target;
+  ::close(opened);
+  return placed;
+}
+
 /// posix_spawn refuses a descriptor that is not open, and so does this.
 bool arrangeStreams(const StreamPlan& plan) {
   for (int target = 0; target < static_cast<int>(plan.descriptors.size()); ++target) {
@@ -155,6 +194,8 @@ bool arrangeStreams(const StreamPlan& plan) {
     if (descriptor == target) continue;
     if (descriptor == -1) {
       ::close(target);
+    } else if (descriptor == kNullDevice) {
+      if (!openNullDevice(target)) return false;
     } else if (::dup2(descriptor, target) < 0) {
       return false;
     }
@@ -162,19 +203,26 @@ bool arrangeStreams(const StreamPlan& plan) {
   return true;
 }
 
-/// The attributes that the flags select hold their defaults: a process group of its own, no blocked signal.
+/// The attributes that the flags select hold their defaults: a process group of its own, the real user.
 bool applyFlags(std::uint16_t flags) {
-  sigset_t none;
-  sigemptyset(&none);
-  return ((flags & POSIX_SPAWN_SETSIGMASK) == 0 || ::sigprocmask(SIG_SETMASK, &none, nullptr) == 0) &&
-         ((flags & POSIX_SPAWN_SETSID) == 0 || ::setsid() >= 0) &&
+  return ((flags & POSIX_SPAWN_SETSID) == 0 || ::setsid() >= 0) &&
          ((flags & POSIX_SPAWN_SETPGROUP) == 0 || ::setpgid(0, 0) == 0) &&
          ((flags & POSIX_SPAWN_RESETIDS) == 0 || (::setegid(::getgid()) == 0 && ::seteuid(::getuid()) == 0));
 }
 
+void resetSignals() {
+  for (int signal = 1; signal < NSIG; ++signal)
+    ::signal(signal, SIG_DFL);  // fails for those that nobody can change
+  sigset_t none;
+  sigemptyset(&none);
+  ::sigprocmask(SIG_SETMASK, &none, nullptr);
+}
+
 /// Answers only when the program could not be executed.
 void executeTraced(const SpawnRequest& request, const ProgramVectors& vectors) {
+  resetSignals();
   if (request.streams && !(applyFlags(request.streams->flags) && arrangeStreams(*request.streams))) return;
+  if (!request.workingFolder.empty() && ::chdir(request.workingFolder.c_str()) != 0) return;
   ::close_range(kFirstOwnDescriptor, ~0U, CLOSE_RANGE_CLOEXEC);
   if (::ptrace(PTRACE_TRACEME, 0, nullptr, nullptr) != 0) return;
   if (request.searchPath) {
@@ -216,7 +264,7 @@ int readExecError(int pipe) {
 SystemCallFailure checkFlags(std::uint16_t flags) {
   SpawnAttributes attributes;
   const SystemCallFailure failure = attributes.initialised();
-  return failure ? failure : attributes.setFlags(flags);
+  return failure ? failure : attributes.set(flags);
 }
 
 /// Lets a traced child go, stopped; one that cannot be is ended.
@@ -231,9 +279,7 @@ SystemCallFailure detachStopped(ProcessId child) {
 
 /// The program is executed under trace, so that it stops before its first instruction, and let go stopped.
 SystemCallFailure spawnStopped(const SpawnRequest& request, const ProgramVectors& vectors, ProcessId& child) {
-  if (request.streams) {
-    if (const SystemCallFailure failure = checkFlags(request.streams->flags)) return failure;
-  }
+  if (const SystemCallFailure failure = checkFlags(flagsOf(request))) return failure;
   int ends[2];
   if (::pipe2(ends, O_CLOEXEC) != 0) return {"posix_spawn", errno};
   const FileDescriptor readEnd(ends[0]);
@@ -258,6 +304,26 @@ timespec toTimespec(std::chrono::milliseconds duration) {
   return {static_cast<time_t>(seconds.count()), static_cast<long>(rest.count())};
 }
 
+/// Whether the end of a process whose watch is ready can be collected. What is no child of ours has nothing
+/// to be collected.
+bool isCollectable(int watch) {
+  siginfo_t end{};
+  int answer;
+  do {
+    answer = ::waitid(P_PIDFD, static_cast<id_t>(watch), &end, WEXITED | WNOWAIT | WNOHANG);
+  } while (answer != 0 && errno == EINTR);
+  return answer != 0 || end.si_pid != 0;
+}
+
+/// A tracer (a debugger, say) learns of the end first, and the child is ours only when it lets it go.
+WaitOutcome waitForTracer(int watch, std::optional<std::chrono::steady_clock::time_point> deadline) {
+  while (!isCollectable(watch)) {
+    if (deadline && std::chrono::steady_clock::now() >= *deadline) return WaitOutcome::timedOut;
+    std::this_thread::sleep_for(kTracerPause);
+  }
+  return WaitOutcome::exited;
+}
+
 bool isNumber(const char* text) {
   return *text != '\0' && std::all_of(text, text + std::char_traits<char>::length(text),
                                       [](char c) { return c >= '0' && c <= '9'; });
@@ -278,6 +344,8 @@ SystemCallFailure waitForExit(ProcessId child, std::optional<std::chrono::millis
     const bool isAboutProcess = errno == ESRCH || errno == EINVAL;
     return {isAboutProcess ? "kevent" : "kqueue", errno};
   }
+  std::optional<std::chrono::steady_clock::time_point> deadline;
+  if (limit) deadline = std::chrono::steady_clock::now() + *limit;
   pollfd entry{watch.get(), POLLIN, 0};
   const timespec time = limit ? toTimespec(*limit) : timespec{};
   int ready;
@@ -286,7 +354,7 @@ SystemCallFailure waitForExit(ProcessId child, std::optional<std::chrono::millis
   } while (ready < 0 && errno == EINTR);
   if (ready < 0) return {"kevent", errno};
   outcome = ready == 0                      ? WaitOutcome::timedOut
-            : (entry.revents & POLLIN) != 0 ? WaitOutcome::exited
+            : (entry.revents & POLLIN) != 0 ? waitForTracer(watch.get(), deadline)
                                             : WaitOutcome::unexpected;
   return {};
 }
@@ -323,6 +391,28 @@ std::vector<std::string> currentEnvironment() {
   for (char** entry = environ; entry != nullptr && *entry != nullptr; ++entry)
     entries.emplace_back(*entry);
   return entries;
+}
+
+std::vector<std::string> toolEnvironment() {
+  std::vector<std::string> entries{"PATH=/usr/bin:/bin:/usr/sbin:/sbin", "LC_ALL=C.UTF-8"};
+  for (const char* name : {"HOME", "USER", "LOGNAME", "TMPDIR"}) {
+    if (const char* value = std::getenv(name)) entries.push_back(std::string(name) + "=" + value);
+  }
+  return entries;
+}
+
+void settleSignals() {
+  ::signal(SIGPIPE, SIG_IGN);
+  ::signal(SIGXFSZ, SIG_IGN);
+  ::signal(SIGCHLD, SIG_DFL);
+}
+
+void openStandardStreams() {
+  for (int stream = 0; stream < kFirstOwnDescriptor; ++stream) {
+    if (::fcntl(stream, F_GETFD) >= 0) continue;
+    // The lowest free number is this one. Where there is no null device, any descriptor keeps its place.
+    if (::open(kNullPath, O_RDWR) < 0) static_cast<void>(::open("/", O_RDONLY));
+  }
 }
 
 }  // namespace platform::process

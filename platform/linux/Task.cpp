@@ -1,13 +1,12 @@
 #include "platform/Task.h"
 
-#include <fcntl.h>
 #include <signal.h>
-#include <spawn.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
-#include <unistd.h>
 
 #include <cerrno>
+#include <thread>
+#include <utility>
 
 #include "platform/Error.h"
 
@@ -25,63 +24,31 @@ void requireFolder(const std::string& path) {
   if (!S_ISDIR(status.st_mode)) refuseLaunch(path, ENOTDIR);
 }
 
-/// What the child does before it becomes the tool. The first step that cannot be noted is kept as the error.
-class FileActions {
- public:
-  FileActions() { note(posix_spawn_file_actions_init(&_actions)); }
-  ~FileActions() { posix_spawn_file_actions_destroy(&_actions); }
-  FileActions(const FileActions&) = delete;
-  FileActions& operator=(const FileActions&) = delete;
-
-  void nullDevice(int target, int mode) {
-    note(posix_spawn_file_actions_addopen(&_actions, target, "/dev/null", mode, 0));
-  }
-  void changeFolder(const std::string& path) {
-    note(posix_spawn_file_actions_addchdir_np(&_actions, path.c_str()));
-  }
-  void closeTheRest() { note(posix_spawn_file_actions_addclosefrom_np(&_actions, STDERR_FILENO + 1)); }
-  [[nodiscard]] const posix_spawn_file_actions_t* get() const { return &_actions; }
-  [[nodiscard]] int error() const { return _error; }
-
- private:
-  void note(int error) {
-    if (_error == 0) _error = error;
-  }
-
-  posix_spawn_file_actions_t _actions;
-  int _error = 0;
-};
-
 }  // namespace
 
 LaunchException::LaunchException(std::string name, std::string reason)
     : _name(std::move(name)), _reason(std::move(reason)) {}
 
+Task::Task(std::string toolPath, std::vector<std::string> toolArguments)
+    : launchPath(std::move(toolPath)), arguments(std::move(toolArguments)) {}
+
+Task::~Task() {
+  if (!isRunning()) return;
+  ::kill(_pid, SIGKILL);
+  waitUntilExit();
+}
+
 void Task::launch() {
   if (_pid >= 0) throw LaunchException("NSInvalidArgumentException", "task already launched");
-  FileActions actions;
-  if (withoutInput) actions.nullDevice(STDIN_FILENO, O_RDONLY);
-  if (discardsOutput) {
-    actions.nullDevice(STDOUT_FILENO, O_WRONLY);
-    actions.nullDevice(STDERR_FILENO, O_WRONLY);
-  }
-  if (!currentFolder.empty()) {
-    requireFolder(currentFolder);
-    actions.changeFolder(currentFolder);
-  }
-  actions.closeTheRest();
-  if (actions.error() != 0) refuseLaunch(launchPath, actions.error());
-
-  std::vector<std::string> texts{launchPath};
-  texts.insert(texts.end(), arguments.begin(), arguments.end());
-  std::vector<char*> pointers;
-  for (std::string& text : texts)
-    pointers.push_back(text.data());
-  pointers.push_back(nullptr);
-
-  pid_t child = -1;
-  const int error = posix_spawn(&child, launchPath.c_str(), actions.get(), nullptr, pointers.data(), environ);
-  if (error != 0) refuseLaunch(launchPath, error);
+  if (!currentFolder.empty()) requireFolder(currentFolder);
+  process::SpawnRequest request;
+  request.path = launchPath;
+  request.arguments = arguments;
+  request.environment = environment;
+  request.workingFolder = currentFolder;
+  request.streams = process::kNullStreams;
+  process::ProcessId child = -1;
+  if (const auto failure = process::spawn(request, child)) refuseLaunch(launchPath, failure.number);
   _pid = child;
 }
 
@@ -92,6 +59,15 @@ bool Task::isRunning() {
 
 void Task::waitUntilExit() {
   if (_pid >= 0 && !_ended) collect(true);
+}
+
+bool Task::waitForExit(std::chrono::milliseconds limit) {
+  if (!isRunning()) return true;
+  process::WaitOutcome outcome = process::WaitOutcome::timedOut;
+  const auto failure = process::waitForExit(_pid, limit, outcome);
+  // Without a watch (no descriptor is free, say) the time is spent asleep.
+  if (failure && failure.number != ESRCH) std::this_thread::sleep_for(limit);
+  return !isRunning();
 }
 
 void Task::terminate() {

@@ -87,7 +87,11 @@ ZRResult ZRProcessManagerImpl::startCommandLine(boost::shared_ptr<zrrt::IProcess
   if (words.empty()) return ZRError::eBadFormat;
   const ZRString path = words.front();
   words.erase(words.begin());
-  ZR_RETURN_FAILURE(start(process, path, words, nullptr, nullptr, Start::running, Search::no));
+  ZRProcessEnvironment environment;
+  for (const std::string& entry : platform::process::toolEnvironment())
+    ZR_RETURN_FAILURE(environment.addEntry(entry.c_str()));
+  ZR_RETURN_FAILURE(start(process, path, words, &environment, &platform::process::kNullStreams,
+                          Start::running, Search::no));
   return ZRError::eNoError;
 }
 
@@ -121,9 +125,9 @@ ZRResult ZRMacProcessManager::start(boost::shared_ptr<zrrt::IProcess>& process, 
   if (path.endsWith("/")) return ZRError::eBadParameter;
 
   platform::process::SpawnRequest request;
-  request.path = path.toPlatformString();
+  request.path = path.c_str();  // a path need not be text: its bytes are what counts
   for (const ZRString& argument : arguments)
-    request.arguments.push_back(argument.toPlatformString());
+    request.arguments.emplace_back(argument.c_str());
   ZRProcessEnvironment inherited;
   if (environment == nullptr) ZR_RETURN_FAILURE(ZRMacCurrentProcess().getEnvironment(inherited));
   request.environment = environment != nullptr ? environment->entries() : inherited.entries();

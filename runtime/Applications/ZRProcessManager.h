@@ -23,8 +23,9 @@ class IProcessManager {
 
   /// Splits the command line into words and starts the first with the others as arguments. Words are
   /// separated by bytes that are 32 or less as a signed character (so also by every byte of a non-ASCII
-  /// character) unless they stand in double quotes; quotes at the ends of a word are dropped. Fails:
-  /// eBadFormat for an empty command line.
+  /// character) unless they stand in double quotes; quotes at the ends of a word are dropped. The program
+  /// gets a tool's surroundings: platform::process::toolEnvironment and the null device as its streams.
+  /// Fails: eBadFormat for an empty command line; as `start`.
   virtual ZRResult startCommandLine(boost::shared_ptr<IProcess>& process, const ZRString& commandLine) = 0;
 
   /// Starts a program. Without an environment it gets this process's; without streams it shares them.

@@ -1,14 +1,14 @@
 #include "runtime/Applications/ZRTaskWait.h"
 
-#include <unistd.h>
-
+#include <chrono>
 #include <cstdio>
 
 #include "runtime/Code/ZRLog.h"
 
 namespace {
 
-constexpr std::int32_t kPollMicroseconds = 100000;
+constexpr std::int32_t kLookMicroseconds = 100000;
+constexpr std::chrono::milliseconds kLook(kLookMicroseconds / 1000);
 constexpr std::int32_t kMicrosecondsPerSecond = 1000000;
 constexpr std::int32_t kDefaultSeconds = 10;
 constexpr const char* kMethod = "-[NSTask(VNTDeployment) waitUntilExitWithTimeout:]";
@@ -28,9 +28,8 @@ void waitUntilExitWithTimeout(platform::Task& task, std::int32_t seconds) {
   auto remaining = static_cast<std::int32_t>(static_cast<std::int64_t>(seconds) * kMicrosecondsPerSecond);
   bool isRunning = task.isRunning();
   while (remaining >= 0 && isRunning) {
-    ::usleep(kPollMicroseconds);
-    isRunning = task.isRunning();
-    remaining -= kPollMicroseconds;
+    isRunning = !task.waitForExit(kLook);
+    remaining -= kLookMicroseconds;
   }
   if (remaining > 0) return;
   zrrt::logEntry(ZRLogLevel::eError, kMethod, nullptr, "command timed out");

@@ -13,8 +13,9 @@ class ZRTaskTimeout : public std::exception {
   [[nodiscard]] const char* what() const noexcept override { return reason(); }
 };
 
-/// Waits until the task's tool has ended, looking ten times a second. Throws ZRTaskTimeout, after telling the
-/// tool to end, when the limit has passed; also when the tool ended at the very last look.
+/// Waits until the task's tool has ended, which is answered at once. The limit is counted in looks of a tenth
+/// of a second. Throws ZRTaskTimeout, after telling the tool to end (SIGTERM), when it has passed; also when
+/// the tool ended during the very last look.
 void waitUntilExitWithTimeout(platform::Task& task, std::int32_t seconds);
 /// The same with ten seconds.
 void waitUntilExitWithTimeout(platform::Task& task);

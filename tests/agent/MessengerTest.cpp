@@ -45,7 +45,6 @@ void run(const std::string& tool, const std::vector<std::string>& arguments, con
   task.launchPath = tool;
   task.arguments = arguments;
   task.currentFolder = folder;
-  task.discardsOutput = task.withoutInput = true;
   task.launch();
   task.waitUntilExit();
   ASSERT_EQ(task.terminationStatus(), 0) << tool;

@@ -18,7 +18,7 @@ class RunSequenceTest : public ::testing::Test, public test::AgentHome {
     platform::Task agent;
     agent.launchPath = VNTUPDATE_PROGRAM;
     agent.arguments = arguments;
-    agent.discardsOutput = true;
+    agent.environment = platform::process::currentEnvironment();
     agent.launch();
     agent.waitUntilExit();
     return agent.terminationStatus();

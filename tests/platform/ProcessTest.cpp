@@ -4,10 +4,10 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <spawn.h>
+#include <sys/ptrace.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <array>
 #include <atomic>
 #include <cerrno>
@@ -148,6 +148,36 @@ TEST_P(Spawn, StreamPlans) {
   EXPECT_EQ(closed.readAll(), "closed\n");
 }
 
+TEST_P(Spawn, AToolsSurroundings) {
+  const test::TemporaryFolder folder;
+  const test::ScopedEnvironment session(Variables{
+      {"TAR_OPTIONS", "--exclude=*"}, {"HOME", "/h"}, {"USER", {}}, {"LOGNAME", "l"}, {"TMPDIR", "/t"}});
+  struct sigaction before {};
+  struct sigaction ignored {};
+  ignored.sa_handler = SIG_IGN;
+  ::sigaction(SIGPIPE, &ignored, &before);
+  sigset_t blocked;
+  sigemptyset(&blocked);
+  sigaddset(&blocked, SIGTERM);
+  sigset_t maskBefore;
+  ::pthread_sigmask(SIG_BLOCK, &blocked, &maskBefore);
+
+  SpawnRequest made = request(
+      "streams=$(readlink /proc/$$/fd/0 /proc/$$/fd/1 /proc/$$/fd/2); exec > out; pwd -P; echo $streams\n"
+      "for i in TERM PIPE; do sh -c \"kill -$i \\$\\$\"; echo $?; done; env -u PWD | sort");
+  made.workingFolder = folder.path();
+  made.streams = kNullStreams;
+  made.environment = toolEnvironment();
+  const ProcessId child = run(made);
+  ::sigaction(SIGPIPE, &before, nullptr);
+  ::pthread_sigmask(SIG_SETMASK, &maskBefore, nullptr);
+  EXPECT_EQ(exitStatus(child), 0);
+  EXPECT_EQ(test::readFile(folder / "out"),
+            folder.path() +
+                "\n/dev/null /dev/null /dev/null\n143\n141\n"
+                "HOME=/h\nLC_ALL=C.UTF-8\nLOGNAME=l\nPATH=/usr/bin:/bin:/usr/sbin:/sbin\nTMPDIR=/t\n");
+}
+
 TEST_P(Spawn, FlagsOfThePlanApply) {
   SpawnRequest made = request("exec sleep 60");
   made.streams = StreamPlan{POSIX_SPAWN_SETSID, {0, 1, 2}};
@@ -192,17 +222,20 @@ TEST_P(Spawn, WhatCannotBeStartedIsReportedAtOnce) {
     std::string path;
     std::array<int, 3> descriptors;
     int error;
+    std::string workingFolder = {};
   };
   const Case cases[] = {
       {folder / "missing", {0, 1, 2}, ENOENT},
       {folder / "plain", {0, 1, 2}, EACCES},
       {folder.path(), {0, 1, 2}, EACCES},
       {"/bin/sh", {0, 999, 2}, EBADF},
+      {"/bin/sh", {0, 1, 2}, ENOTDIR, folder / "plain"},
   };
   for (const Case& row : cases) {
     SpawnRequest made = request("exit 0");
     made.path = row.path;
     made.streams = StreamPlan{0, row.descriptors};
+    made.workingFolder = row.workingFolder;
     ProcessId child = -1;
     const SystemCallFailure failure = spawn(made, child);
     EXPECT_STREQ(failure.call, "posix_spawn");
@@ -280,44 +313,47 @@ TEST(Process, ASignalDoesNotEndTheWait) {
   ::sigaction(SIGUSR1, &before, nullptr);
 }
 
-TEST(Process, SeveralThreadsStartAndWaitAtOnce) {
-  std::vector<std::thread> threads;
-  for (int i = 0; i < 4; ++i) {
-    threads.emplace_back([i] {
-      for (int round = 0; round < 5; ++round) {
-        SpawnRequest request = shell("exit " + std::to_string(i));
-        request.startSuspended = round % 2 == 1;
-        const ProcessId child = started(request);
-        if (request.startSuspended) {
-          EXPECT_FALSE(sendContinue(child));
-        }
-        WaitOutcome outcome{};
-        EXPECT_FALSE(waitForExit(child, 20s, outcome));
-        EXPECT_EQ(outcome, WaitOutcome::exited);
-        EXPECT_EQ(exitStatus(child), i);
-      }
-    });
+/// While somebody traces the child, its end is first the tracer's.
+TEST(Process, ATracedChildHasEndedOnceItCanBeCollected) {
+  Pipe childs;
+  Pipe ready;
+  const pid_t parent = ::fork();  // between the tracer, which must be above what it traces, and the child
+  if (parent == 0) {
+    const ProcessId child = started(shell("exec sleep 60"));
+    char byte = 0;
+    if (::write(childs.writing(), &child, sizeof child) < 0 || ::read(ready.reading(), &byte, 1) < 0)
+      ::_exit(1);
+    WaitOutcome outcome{};
+    if (waitForExit(child, 20s, outcome) || outcome != WaitOutcome::exited) ::_exit(2);
+    ::_exit(::waitpid(child, nullptr, WNOHANG) == child ? 0 : 3);
   }
-  for (std::thread& thread : threads)
-    thread.join();
+  ProcessId child = -1;
+  ASSERT_EQ(::read(childs.reading(), &child, sizeof child), static_cast<ssize_t>(sizeof child));
+  EXPECT_EQ(::ptrace(PTRACE_SEIZE, child, nullptr, nullptr), 0);
+  EXPECT_FALSE(sendKill(child));
+  EXPECT_TRUE(reaches(child, 'Z'));
+  EXPECT_EQ(::write(ready.writing(), "x", 1), 1);
+  std::this_thread::sleep_for(100ms);
+  EXPECT_EQ(collect(child), SIGKILL);
+  EXPECT_EQ(exitStatus(parent), 0);
 }
 
-TEST(Process, ListsTheRunningOnesAndTheirPrograms) {
-  std::vector<ProcessId> processes;
-  EXPECT_FALSE(listProcesses(processes));
-  EXPECT_EQ(std::count(processes.begin(), processes.end(), ::getpid()), 1);
-  std::string path;
-  EXPECT_FALSE(executablePath(::getpid(), path));
-  EXPECT_EQ(path, std::filesystem::canonical("/proc/self/exe"));
-  const SystemCallFailure failure = executablePath(0x3fffffff, path);
-  EXPECT_STREQ(failure.call, "proc_pidpath");
-  EXPECT_EQ(failure.number, ESRCH);
-}
-
-TEST(Process, TheEnvironmentAsItIsNow) {
-  const test::ScopedEnvironment changed(Variables{{"VANTORA_TEST_ENTRY", "a=b"}});
-  const std::vector<std::string> entries = currentEnvironment();
-  EXPECT_EQ(std::count(entries.begin(), entries.end(), "VANTORA_TEST_ENTRY=a=b"), 1);
+TEST(Process, StartsWellWhateverItInherits) {
+  const auto run = [] {
+    for (const int stream : {0, 1, 2})
+      ::close(stream);
+    ::signal(SIGCHLD, SIG_IGN);
+    settleSignals();
+    openStandardStreams();
+    int ends[2];
+    if (::pipe(ends) != 0 || ends[0] != 3) ::_exit(1);
+    ::close(ends[0]);
+    if (::write(ends[1], "x", 1) != -1 || errno != EPIPE) ::_exit(2);
+    const ProcessId child = started(shell("exit 4"));
+    int status = 0;
+    ::_exit(::waitpid(child, &status, 0) == child && WEXITSTATUS(status) == 4 ? 0 : 3);
+  };
+  EXPECT_EXIT(run(), testing::ExitedWithCode(0), "");
 }
 
 }  // namespace

@@ -1,4 +1,3 @@
-#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/stat.h>
@@ -12,7 +11,6 @@
 #include <map>
 #include <optional>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "runtime/Applications/ZROsVersion.h"
@@ -99,57 +97,6 @@ TEST_F(Processes, ARunningChildIsWaitedForAndKilled) {
   EXPECT_CODE(process->getSessionId(session), ZRError::eNotFound);
 }
 
-TEST_F(Processes, SeveralThreadsMayAskForTheExitCode) {
-  const ProcessHandle process = shell("sleep 0.05; exit 6");
-  std::vector<std::thread> threads;
-  for (int i = 0; i < 3; ++i) {
-    threads.emplace_back([&process] {
-      EXPECT_CODE(process->wait(kLongMs), ZRError::eNoError);
-      std::uint8_t code = 0;
-      EXPECT_CODE(process->getExitCode(code), ZRError::eNoError);
-      EXPECT_EQ(code, 6);
-    });
-  }
-  for (std::thread& thread : threads)
-    thread.join();
-}
-
-TEST_F(Processes, WhatIsNotOursToCollect) {
-  std::uint8_t code = 0;
-  ZRMacProcess stranger(manager, ::getppid(), ZRMacProcess::Waitable::no, ZRMacProcess::Suspended::no);
-  EXPECT_CODE(stranger.getExitCode(code), ZRError::eNoAccess);
-  ZRMacProcess notAChild(manager, ::getppid(), ZRMacProcess::Waitable::yes, ZRMacProcess::Suspended::no);
-  EXPECT_CODE(notAChild.getExitCode(code), ZRError::eNotFound);
-  EXPECT_CODE(manager->killProcess(-1), ZRError::eBadParameter);
-}
-
-TEST_F(Processes, OneThatOutlivesItsManagerCanOnlyBeAskedForItsEnd) {
-  const ProcessHandle process = shell("exit 5");
-  EXPECT_CODE(process->wait(kLongMs), ZRError::eNoError);
-  manager.reset();
-  ZRString path;
-  std::uint8_t code = 0;
-  EXPECT_TRUE(process->wait(0).isFailure());
-  EXPECT_TRUE(process->terminate().isFailure());
-  EXPECT_TRUE(process->getExecutablePath(path).isFailure());
-  EXPECT_CODE(process->getExitCode(code), ZRError::eNoError);
-  EXPECT_EQ(code, 5);
-}
-
-TEST_F(Processes, ASuspendedChildRunsOnceResumed) {
-  const test::TemporaryFolder folder;
-  const ProcessHandle process = shell("echo ran > '" + (folder / "trace") + "'", Manager::Start::suspended);
-  EXPECT_CODE(process->wait(30), ZRError::eTimeout);
-  std::uint8_t code = 0;
-  EXPECT_CODE(process->getExitCode(code), ZRProcessError::eStillRunning);
-  EXPECT_FALSE(test::exists(folder / "trace"));
-  EXPECT_CODE(process->resume(), ZRError::eNoError);
-  EXPECT_CODE(process->resume(), ZRError::eBadStatus);
-  EXPECT_CODE(process->wait(kLongMs), ZRError::eNoError);
-  EXPECT_TRUE(test::exists(folder / "trace"));
-  EXPECT_CODE(process->getExitCode(code), ZRError::eNoError);
-}
-
 TEST_F(Processes, WhatCannotBeStarted) {
   const test::TemporaryFolder folder;
   const auto start = [&](const std::string& path) {
@@ -170,31 +117,6 @@ TEST_F(Processes, WhatCannotBeStarted) {
   const ZRResult denied = start(folder.path());
   EXPECT_CODE(denied, ZRError::eNoAccess);
   EXPECT_EQ(denied.message().find("program path"), ZRString::npos);
-}
-
-TEST_F(Processes, EnvironmentStreamsAndPath) {
-  const test::TemporaryFolder folder;
-  const test::ScopedEnvironment changed(Variables{{"INHERITED", "from here"}, {"PATH", "/usr/bin:/bin"}});
-  ZRProcessEnvironment own;
-  own.set("OWN", "set");
-  struct Case {
-    const ZRProcessEnvironment* environment;
-    const char* output;
-  };
-  const Case cases[] = {{nullptr, "[from here][]"}, {&own, "[][set]"}};
-  for (const Case& row : cases) {
-    const int output = ::open((folder / "out").c_str(), O_CREAT | O_TRUNC | O_WRONLY, 0600);
-    const zrrt::StreamPlan plan{0, {-1, output, 2}};
-    ProcessHandle process;
-    EXPECT_CODE(manager->start(process, "sh", {"-c", "printf '[%s][%s]' \"$INHERITED\" \"$OWN\""},
-                               row.environment, &plan, Manager::Start::running, Manager::Search::path),
-                ZRError::eNoError);
-    ::close(output);
-    EXPECT_CODE(process->wait(kLongMs), ZRError::eNoError);
-    std::uint8_t code = 99;
-    EXPECT_CODE(process->getExitCode(code), ZRError::eNoError);
-    EXPECT_EQ(test::readFile(folder / "out"), row.output);
-  }
 }
 
 TEST_F(Processes, ACommandLineIsSplitAndStarted) {
@@ -227,14 +149,15 @@ TEST_F(Processes, ACommandLineIsSplitAndStarted) {
 
   const test::TemporaryFolder folder;
   const std::string script = folder / "a b/prog";
-  test::writeFile(script, "#!/bin/sh\nprintf '%s|' \"$@\" > \"$0.out\"\n");
+  test::writeFile(script, "#!/bin/sh\nprintf '%s|' \"$@\" \"$TAR_OPTIONS\" > \"$0.out\"\n");
   ::chmod(script.c_str(), 0755);
-  EXPECT_CODE(manager->startCommandLine(process, ZRString("\"" + script + "\" x \"y z\"")),
+  const test::ScopedEnvironment session(Variables{{"TAR_OPTIONS", "--exclude=*"}});
+  EXPECT_CODE(manager->startCommandLine(process, ZRString("\"" + script + "\" x \"y \xFF\"")),
               ZRError::eNoError);
   EXPECT_CODE(process->wait(kLongMs), ZRError::eNoError);
   std::uint8_t code = 99;
   EXPECT_CODE(process->getExitCode(code), ZRError::eNoError);
-  EXPECT_EQ(test::readFile(script + ".out"), "x|y z|");
+  EXPECT_EQ(test::readFile(script + ".out"), "x|y \xFF||");
 }
 
 TEST_F(Processes, ACommandLineIsBuilt) {
@@ -354,27 +277,22 @@ TEST(ProcessManager, LivesWithTheRuntime) {
   EXPECT_FALSE(ZRProcessManager::instance());
 }
 
-platform::Task sleepTask(const char* seconds) {
-  platform::Task task;
-  task.launchPath = "/bin/sleep";
-  task.arguments = {seconds};
-  return task;
-}
-
-TEST(TaskWait, EndsWithTheTask) {
-  const test::LogCapture log;
-  platform::Task task = sleepTask("0.05");
-  task.launch();
-  const auto start = Clock::now();
-  EXPECT_NO_THROW(waitUntilExitWithTimeout(task));
-  EXPECT_LT(Clock::now() - start, 5s);
-  EXPECT_EQ(task.terminationStatus(), 0);
-  EXPECT_TRUE(log.lines().empty()) << log.text();
+TEST(TaskWait, AToolThatEndsAtOnceCostsNoLook) {
+  auto least = Clock::duration::max();
+  for (int i = 0; i < 5; ++i) {
+    platform::Task task("/bin/true");
+    const auto start = Clock::now();
+    task.launch();
+    waitUntilExitWithTimeout(task);
+    least = std::min(least, Clock::now() - start);
+    EXPECT_EQ(task.terminationStatus(), 0);
+  }
+  EXPECT_LT(least, 80ms);
 }
 
 TEST(TaskWait, RaisesATimeoutAndEndsTheTask) {
   const test::LogCapture log;
-  platform::Task task = sleepTask("60");
+  platform::Task task("/bin/sleep", {"60"});
   task.launch();
   const auto start = Clock::now();
   try {
@@ -389,15 +307,6 @@ TEST(TaskWait, RaisesATimeoutAndEndsTheTask) {
   EXPECT_TRUE(log.contains("E: ", "command timed out")) << log.text();
   task.waitUntilExit();
   EXPECT_EQ(task.terminationStatus(), SIGTERM);
-}
-
-/// A limit that the last look uses up counts as passed, whether the task has ended or not.
-TEST(TaskWait, ATaskThatEndsAtTheLastLookHasTimedOut) {
-  const test::LogCapture log;
-  platform::Task task = sleepTask("0.001");
-  task.launch();
-  EXPECT_THROW(waitUntilExitWithTimeout(task, 0), ZRTaskTimeout);
-  EXPECT_EQ(task.terminationStatus(), 0);
 }
 
 TEST(OsVersion, OnlyTheMinorVersionOfTenAndLaterCounts) {

@@ -35,7 +35,6 @@ void zipFolder(const fs::path& parent, const std::string& name, const fs::path& 
   zip.launchPath = "/usr/bin/zip";
   zip.arguments = {"-q", "-r", "-y", "-X", archive.string(), name};
   zip.currentFolder = parent.string();
-  zip.withoutInput = true;
   zip.launch();
   zip.waitUntilExit();
   if (zip.terminationStatus() != 0) throw std::runtime_error("zip failed");

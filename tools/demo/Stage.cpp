@@ -58,7 +58,7 @@ void Stage::installAgent(const fs::path& programs, const fs::path& makerCertific
   installer.launchPath = (programs / "vantora-seed").string();
   installer.arguments = {"--agent", (programs / "VNTUpdate").string(), "--with",
                          (programs / "codesign-verifier").string()};
-  installer.discardsOutput = true;
+  installer.environment = platform::process::currentEnvironment();
   installer.launch();
   installer.waitUntilExit();
   if (installer.terminationStatus() != 0) throw std::runtime_error("the agent cannot be installed");

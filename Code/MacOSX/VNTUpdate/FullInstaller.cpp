@@ -67,8 +67,6 @@ bool FullInstaller::unarchiveEndpoint(const std::string& archive) {
   tar.launchPath = "/usr/bin/tar";
   tar.arguments = {"-x", "-f", archive};
   tar.currentFolder = _settings.tempPath;
-  tar.discardsOutput = true;
-  tar.withoutInput = true;
   try {
     tar.launch();
   } catch (const platform::LaunchException& exception) {
