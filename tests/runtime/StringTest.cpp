@@ -1,8 +1,8 @@
 #include <gtest/gtest.h>
 
 #include <climits>
-#include <cstring>
 
+#include "runtime/Code/ZRPrintable.h"
 #include "runtime/Code/ZRResult.h"
 #include "runtime/Strings/ZRAsciiString.h"
 #include "runtime/Strings/ZRString.h"
@@ -73,35 +73,6 @@ TEST(String, PiecesStayInBounds) {
   EXPECT_TRUE(log.contains("C: ", "Unexpected error in ZRString::substr(int32) at substr"));
 }
 
-TEST(String, Searches) {
-  const ZRString text("a/b/c");
-  EXPECT_EQ(text.find("/b"), 1u);
-  EXPECT_EQ(text.find('/', 2), 3u);
-  EXPECT_EQ(text.find("x"), ZRString::npos);
-  EXPECT_EQ(text.find("a", 99), ZRString::npos);
-  EXPECT_EQ(text.findLast('/'), 3u);
-  EXPECT_EQ(text.findFirstOf("cb"), 2u);
-  EXPECT_EQ(text.findFirstNotOf("a/"), 2u);
-  EXPECT_TRUE(text.startsWith("a/") && text.startsWith("") && !text.startsWith("a/b/c/"));
-  EXPECT_TRUE(text.endsWith("/c") && text.endsWith("") && !text.endsWith("xa/b/c"));
-}
-
-TEST(String, TrimsSetsOfCharacters) {
-  ZRString text(" \t x \r\n");
-  ZRString left = text;
-  left.trimLeft();
-  EXPECT_EQ(left, "x \r\n");
-  ZRString right = text;
-  right.trimRight();
-  EXPECT_EQ(right, " \t x");
-  text.trim();
-  EXPECT_EQ(text, "x");
-  text.trim("x");
-  EXPECT_EQ(text, "");
-  text.trim();
-  EXPECT_EQ(text, "");
-}
-
 TEST(String, Replaces) {
   test::LogCapture log;
   ZRString text("aaXaaX");
@@ -152,12 +123,6 @@ TEST(String, ReadsNumbers) {
   }
 }
 
-TEST(String, FormatsUpToALength) {
-  EXPECT_EQ(ZRString::format(100, "%s-%03d", "a", 7), "a-007");
-  EXPECT_EQ(ZRString::format(3, "%s", "abcdef"), "abc");
-  EXPECT_EQ(ZRString::format(1000, "%s", std::string(300, 'x').c_str()).length(), 300);
-}
-
 TEST(String, ExchangesTextWithThePlatformAsUtf8) {
   struct Case {
     std::string bytes;
@@ -190,35 +155,6 @@ TEST(String, ExchangesTextWithThePlatformAsUtf8) {
   EXPECT_EQ(ZRString(std::string("cut\0off", 7)).toPlatformString(), "cut");
 }
 
-/// The lock of a writable buffer is the same in each class of strings.
-template <typename String>
-void expectLock(String& text, const std::string& className) {
-  test::LogCapture log;
-  std::strcpy(text.getWritableBuffer(20), "written");
-  EXPECT_TRUE(text.isLocked());
-  EXPECT_TRUE(log.lines().empty());
-  EXPECT_STREQ(text.getWritableBuffer(40), "written");
-  EXPECT_TRUE(log.contains("C: ", className + " was already locked in getWritableBuffer")) << log.text();
-  text.releaseBuffer();
-  EXPECT_FALSE(text.isLocked());
-  EXPECT_STREQ(text.c_str(), "written");
-  static_cast<void>(text.getWritableBuffer(0));
-  text.releaseBuffer(4);
-  EXPECT_STREQ(text.c_str(), "writ");
-  static_cast<void>(text.getWritableBuffer(8));
-  text.releaseBuffer(1'000'000);
-  EXPECT_STREQ(text.c_str(), "writ");
-}
-
-TEST(StringLock, IsHeldOnce) {
-  ZRString narrow;
-  expectLock(narrow, "ZRNarrowStringBase");
-  ZRAsciiString ascii;
-  expectLock(ascii, "ZRAsciiString");
-  ZRUTF8String utf8;
-  expectLock(utf8, "ZRUTF8String");
-}
-
 TEST(ByteStrings, TakeTheirEncodingOnlyAndCountBytes) {
   ZRAsciiString ascii;
   EXPECT_CODE(ascii.assign("abc"), ZRError::eNoError);
@@ -236,20 +172,21 @@ TEST(ByteStrings, TakeTheirEncodingOnlyAndCountBytes) {
   EXPECT_EQ(utf8.numBytesAllocated(), 3);
 }
 
-TEST(ByteStrings, ReportAZeroByteAmongTheUsedOnes) {
-  test::LogCapture log;
-  ZRUTF8String utf8;
-  std::memcpy(utf8.getWritableBuffer(4), "ab\0d", 4);
-  utf8.releaseBuffer(4);
-  utf8.setNumBytesAllocated(2);
-  EXPECT_TRUE(
-      log.contains("C: ",
-                   "ZRUTF8String::setNumBytesAllocated - internal consistency BAD - found NULL prior to "
-                   "_numBytesUsed"));
-  log.clear();
-  utf8.setNumBytesAllocated(16);
-  EXPECT_TRUE(log.lines().empty());
-  EXPECT_STREQ(utf8.c_str(), "a");
+TEST(OnOneLine, TakesControlCharactersOut) {
+  struct Case {
+    std::string text;
+    std::string line;
+  };
+  const Case cases[] = {
+      {"plain \xC3\xA4 \xE2\x82\xAC", "plain \xC3\xA4 \xE2\x82\xAC"},
+      {std::string("a\0b\r\n2026 E: <main> c\x1B[2J\x7F", 26), "a b  2026 E: <main> c [2J "},
+      {"\xC2\x80|\xC2\x85|\xC2\x9F|\xC2\xA0", " | | |\xC2\xA0"},
+      {"\xE2\x80\xA8|\xE2\x80\xA9|\xE2\x80\xAA", " | |\xE2\x80\xAA"},
+      {"\x9F\xFF\xC2", "\x9F\xFF\xC2"},  // not UTF-8
+      {"\xE2\x80", "\xE2\x80"},
+  };
+  for (const Case& row : cases)
+    EXPECT_EQ(zrrt::onOneLine(row.text), row.line);
 }
 
 }  // namespace
