@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "Code/Common/UpdateInfoParser.h"
+#include "Code/Common/UpdateInfo.h"
 
 /// Whether a delta package counts: its size, read as a signed number, is 1 or more.
 [[nodiscard]] inline bool hasUsableSize(const DeltaPackage& package) {

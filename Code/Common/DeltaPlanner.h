@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "Code/Common/UpdateInfoParser.h"
+#include "Code/Common/UpdateInfo.h"
 #include "runtime/Code/ZRResult.h"
 
 /// @file

@@ -1,10 +1,11 @@
 #include "Code/Common/UpdateInfoParser.h"
 
+#include <cstring>
 #include <string>
 #include <utility>
 
-#include "platform/FileManager.h"
 #include "runtime/Code/ZRLog.h"
+#include "runtime/Code/ZRPrintable.h"
 #include "runtime/File/ZRFile.h"
 #include "runtime/Json/ZRJsonParser.h"
 
@@ -12,6 +13,8 @@ namespace {
 
 constexpr std::uint64_t kMaxFileBytes = 262144;
 constexpr std::uint32_t kUnknownSize = 99000000;
+/// A value takes up to a few hundred bytes of memory, and two of text.
+constexpr std::size_t kMaxValues = 1'000'000;
 
 ZRResult readSettings(const ZRJsonValue& document, const char* key, UpdateSettings& target) {
   UpdateSettings settings;
@@ -29,6 +32,15 @@ ZRResult readSettings(const ZRJsonValue& document, const char* key, UpdateSettin
   return ZRError::eNoError;
 }
 
+/// A text that is used as a URL keeps the zero bytes that stand in it: cut off there, it would be another
+/// one.
+ZRResult readUrl(const ZRJsonValue& object, const char* key, ZRString& url) {
+  ZRJsonValue member;
+  ZR_RETURN_FAILURE(object.getMember(key, member));
+  ZR_RETURN_FAILURE(member.getWholeString(url));
+  return ZRError::eNoError;
+}
+
 // A build number is stored unsigned but read as a signed number.
 ZRResult readSignedNumber(const ZRJsonValue& object, const char* key, std::uint32_t& number) {
   std::int32_t value = 0;
@@ -39,7 +51,7 @@ ZRResult readSignedNumber(const ZRJsonValue& object, const char* key, std::uint3
 
 ZRResult readDeltaPackage(const ZRJsonValue& object, DeltaPackage& delta) {
   ZR_RETURN_FAILURE(getUInt32Member(object, "fromBuildNumber", delta.fromBuildNumber));
-  ZR_RETURN_FAILURE(getStringMember(object, "macDownloadUrl", delta.macDownloadUrl));
+  ZR_RETURN_FAILURE(readUrl(object, "macDownloadUrl", delta.macDownloadUrl));
   ZR_RETURN_FAILURE(getUInt32Member(object, "macDownloadSize", delta.macDownloadSize));
   ZR_RETURN_FAILURE(getStringMember(object, "windowsDownloadUrl", delta.windowsDownloadUrl));
   ZR_RETURN_FAILURE(getUInt32Member(object, "windowsDownloadSize", delta.windowsDownloadSize));
@@ -67,7 +79,7 @@ void readSizeOrUnknown(const ZRJsonValue& object, const char* key, std::uint32_t
 
 ZRResult readActiveBuild(const ZRJsonValue& object, ActiveBuild& build) {
   ZR_RETURN_FAILURE(readSignedNumber(object, "buildNumber", build.buildNumber));
-  ZR_RETURN_FAILURE(getStringMember(object, "macDownloadUrl", build.macDownloadUrl));
+  ZR_RETURN_FAILURE(readUrl(object, "macDownloadUrl", build.macDownloadUrl));
   ZR_RETURN_FAILURE(getStringMember(object, "windowsDownloadUrl", build.windowsDownloadUrl));
   readSizeOrUnknown(object, "macDownloadSize", build.macDownloadSize);
   readSizeOrUnknown(object, "windowsDownloadSize", build.windowsDownloadSize);
@@ -81,13 +93,54 @@ ZRResult readRange(const ZRJsonValue& object, BuildRange& range) {
   return ZRError::eNoError;
 }
 
-/// Opening a pipe would wait for ever for somebody to write into it.
-bool isSpecialFile(const ZRString& path) {
-  return platform::defaultFileManager().itemKind(path.str()) == platform::ItemKind::other;
+ZRResult readDownloadUrlTemplates(const ZRJsonValue& document, UpdateInfo& info) {
+  ZRJsonValue object;
+  ZR_RETURN_FAILURE(document.getMember("downloadUrlTemplates", object));
+  ZR_RETURN_FAILURE(getStringMember(object, "windowsDownloadUrlTemplate", info.windowsDownloadUrlTemplate));
+  ZR_RETURN_FAILURE(getStringMember(object, "macDownloadUrlTemplate", info.macDownloadUrlTemplate));
+  return ZRError::eNoError;
+}
+
+ZRResult readMessenger(const ZRJsonValue& document, MessengerDownload& messenger) {
+  ZRJsonValue object;
+  ZR_RETURN_FAILURE(document.getMember("VNTMessenger", object));
+  ZR_RETURN_FAILURE(getStringMember(object, "windowsDownloadUrl", messenger.windowsDownloadUrl));
+  ZR_RETURN_FAILURE(getUInt32Member(object, "windowsDownloadSize", messenger.windowsDownloadSize));
+  ZR_RETURN_FAILURE(readUrl(object, "macDownloadUrl", messenger.macDownloadUrl));
+  ZR_RETURN_FAILURE(getUInt32Member(object, "macDownloadSize", messenger.macDownloadSize));
+  return ZRError::eNoError;
+}
+
+/// A list of the document, and what a result says of an element of it that cannot be had.
+struct ListSource {
+  const char* key;
+  const char* failure;
+  const char* text;
+};
+
+/// Fills the list; an absent one is an empty one.
+template <typename Record>
+ZRResult readRecords(const ZRJsonValue& document, const ListSource& source,
+                     ZRResult (*read)(const ZRJsonValue&, Record&), std::vector<Record>& records) {
+  records.clear();
+  ZRJsonValue list;
+  if (document.getMember(source.key, list).isFailure()) return ZRError::eNoError;
+  std::size_t count = 0;
+  ZR_RETURN_FAILURE(list.getSize(count));
+  for (std::size_t i = 0; i < count; ++i) {
+    ZRJsonValue item;
+    if (ZRResult result = list.getItem(i, item); result.isFailure()) {
+      result.append(source.failure, static_cast<unsigned long>(i), zrrt::onOneLine(source.text).c_str());
+      return result;
+    }
+    Record record;
+    ZR_RETURN_FAILURE(read(item, record));
+    records.push_back(std::move(record));
+  }
+  return ZRError::eNoError;
 }
 
 ZRResult openLocalDocument(const ZRString& fileName, ZRFile& file, std::size_t& sizeBytes) {
-  if (isSpecialFile(fileName)) return ZRResult(ZRError::eNoAccess, "%s is not a file", fileName.c_str());
   ZR_RETURN_FAILURE(file.open(fileName, ZRFile::eRead, ZRFile::eOpenExisting));
   std::uint64_t size = 0;
   ZR_RETURN_FAILURE(file.getSize(size));
@@ -114,79 +167,27 @@ ZRResult readWholeFile(ZRFile& file, std::size_t sizeBytes, std::string& text) {
 ZRResult UpdateInfoParser::parseText(const char* text, ZRString& newLocation) {
   if (text == nullptr) return ZRResult::parameterCheckFailed("text", ZR_HERE);
   ZRJsonValue document;
-  if (ZRResult parsed = ZRJsonParser::parse(text, document); parsed.isFailure()) {
-    parsed.append("Parsing of the following JSON input failed:\n %s", text);
+  if (ZRResult parsed = ZRJsonParser::parse(text, std::strlen(text), document, kMaxValues);
+      parsed.isFailure()) {
+    parsed.append("Parsing of the following JSON input failed:\n %s", zrrt::onOneLine(text).c_str());
     return parsed;
   }
-  if (getStringMember(document, "newLocation", newLocation).isSuccess() && !newLocation.isEmpty()) {
+  if (readUrl(document, "newLocation", newLocation).isSuccess() && !newLocation.isEmpty()) {
     return ZRError::eNoError;
   }
   newLocation = ZRString();
-  zrReport(-1, readSettings(document, "updaterSettings", updaterSettings), "Error returned", ZR_HERE);
-  zrReport(-1, readSettings(document, "activatorSettings2", activatorSettings), "Error returned", ZR_HERE);
-  zrReport(-1, readDownloadUrlTemplates(document), "Error returned", ZR_HERE);
-  ZR_RETURN_FAILURE(readActiveBuilds(document, text));
-  ZR_RETURN_FAILURE(readRemoveBuilds(document, text));
-  zrReport(-1, readMessenger(document), "Error returned", ZR_HERE);
-  isParsed = true;
-  return ZRError::eNoError;
-}
-
-ZRResult UpdateInfoParser::readDownloadUrlTemplates(const ZRJsonValue& document) {
-  ZRJsonValue object;
-  ZR_RETURN_FAILURE(document.getMember("downloadUrlTemplates", object));
-  ZR_RETURN_FAILURE(getStringMember(object, "windowsDownloadUrlTemplate", windowsDownloadUrlTemplate));
-  ZR_RETURN_FAILURE(getStringMember(object, "macDownloadUrlTemplate", macDownloadUrlTemplate));
-  return ZRError::eNoError;
-}
-
-ZRResult UpdateInfoParser::readActiveBuilds(const ZRJsonValue& document, const char* text) {
-  activeBuilds.clear();
-  ZRJsonValue list;
-  if (document.getMember("activeBuilds", list).isFailure()) return ZRError::eNoError;
-  std::size_t count = 0;
-  ZR_RETURN_FAILURE(list.getSize(count));
-  for (std::size_t i = 0; i < count; ++i) {
-    ZRJsonValue item;
-    if (ZRResult result = list.getItem(i, item); result.isFailure()) {
-      result.append("Failed getting active build [%lu] from parsed JSON [%s]", static_cast<unsigned long>(i),
-                    text);
-      return result;
-    }
-    ActiveBuild build;
-    ZR_RETURN_FAILURE(readActiveBuild(item, build));
-    activeBuilds.push_back(std::move(build));
-  }
-  return ZRError::eNoError;
-}
-
-ZRResult UpdateInfoParser::readRemoveBuilds(const ZRJsonValue& document, const char* text) {
-  removeBuilds.clear();
-  ZRJsonValue list;
-  if (document.getMember("removeBuilds", list).isFailure()) return ZRError::eNoError;
-  std::size_t count = 0;
-  ZR_RETURN_FAILURE(list.getSize(count));
-  for (std::size_t i = 0; i < count; ++i) {
-    ZRJsonValue item;
-    if (ZRResult result = list.getItem(i, item); result.isFailure()) {
-      result.append("Failed getting remove build range [%lu] from parsed JSON [%s]",
-                    static_cast<unsigned long>(i), text);
-      return result;
-    }
-    BuildRange range;
-    ZR_RETURN_FAILURE(readRange(item, range));
-    removeBuilds.push_back(range);
-  }
-  return ZRError::eNoError;
-}
-
-ZRResult UpdateInfoParser::readMessenger(const ZRJsonValue& document) {
-  ZRJsonValue object;
-  ZR_RETURN_FAILURE(document.getMember("VNTMessenger", object));
-  ZR_RETURN_FAILURE(getStringMember(object, "windowsDownloadUrl", messenger.windowsDownloadUrl));
-  ZR_RETURN_FAILURE(getUInt32Member(object, "windowsDownloadSize", messenger.windowsDownloadSize));
-  ZR_RETURN_FAILURE(getStringMember(object, "macDownloadUrl", messenger.macDownloadUrl));
-  ZR_RETURN_FAILURE(getUInt32Member(object, "macDownloadSize", messenger.macDownloadSize));
+  zrReport(-1, readSettings(document, "updaterSettings", _info.updaterSettings), "Error returned", ZR_HERE);
+  zrReport(-1, readSettings(document, "activatorSettings2", _info.activatorSettings), "Error returned",
+           ZR_HERE);
+  zrReport(-1, readDownloadUrlTemplates(document, _info), "Error returned", ZR_HERE);
+  ZR_RETURN_FAILURE(
+      readRecords(document, {"activeBuilds", "Failed getting active build [%lu] from parsed JSON [%s]", text},
+                  readActiveBuild, _info.activeBuilds));
+  ZR_RETURN_FAILURE(readRecords(
+      document, {"removeBuilds", "Failed getting remove build range [%lu] from parsed JSON [%s]", text},
+      readRange, _info.removeBuilds));
+  zrReport(-1, readMessenger(document, _info.messenger), "Error returned", ZR_HERE);
+  _info.isParsed = true;
   return ZRError::eNoError;
 }
 

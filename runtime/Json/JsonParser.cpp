@@ -11,7 +11,8 @@ namespace {
 /// stack.
 class Parser {
  public:
-  Parser(const char* text, std::size_t length) : _scanner(text, length) {}
+  Parser(const char* text, std::size_t length, std::size_t maxValues)
+      : _scanner(text, length), _valuesLeft(maxValues) {}
 
   JsonNode parse() {
     JsonNode root = startValue();
@@ -20,6 +21,7 @@ class Parser {
     }
     return root != nullptr && _scanner.skipSpaceToEnd() ? root : JsonNode();
   }
+  [[nodiscard]] bool isTooLong() const { return _isTooLong; }
 
  private:
   /// A container whose end has not been read; one of the pointers is set. The tree owns it.
@@ -32,6 +34,11 @@ class Parser {
   // A whole value, or a container that is empty so far and on top of the stack; null when no value stands
   // here.
   JsonNode startValue() {
+    if (_valuesLeft == 0) {
+      _isTooLong = true;
+      return JsonNode();
+    }
+    --_valuesLeft;
     switch (_scanner.skipSpace()) {
       case '"':
         return stringValue();
@@ -108,13 +115,18 @@ class Parser {
   }
 
   JsonScanner _scanner;
+  std::size_t _valuesLeft;
+  bool _isTooLong = false;
   std::vector<Open> _open;
 };
 
 }  // namespace
 
-JsonNode parse(const char* text, std::size_t length) {
-  return Parser(text, length).parse();
+JsonNode parse(const char* text, std::size_t length, std::size_t maxValues, bool& isTooLong) {
+  Parser parser(text, length, maxValues);
+  JsonNode root = parser.parse();
+  isTooLong = parser.isTooLong();
+  return root;
 }
 
 }  // namespace foundation::json

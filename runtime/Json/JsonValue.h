@@ -107,8 +107,8 @@ class JsonValue {
   boost::any _payload;
 };
 
-/// Parses exactly the `length` bytes at `text`. Null when they are not one JSON value.
-/// Throws std::bad_alloc.
-[[nodiscard]] JsonNode parse(const char* text, std::size_t length);
+/// Parses exactly the `length` bytes at `text`. Null when they are not one JSON value, and with `isTooLong`
+/// set when more than `maxValues` values stand in them. Throws std::bad_alloc.
+[[nodiscard]] JsonNode parse(const char* text, std::size_t length, std::size_t maxValues, bool& isTooLong);
 
 }  // namespace foundation::json

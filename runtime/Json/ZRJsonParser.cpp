@@ -12,10 +12,12 @@ ZRResult ZRJsonParser::parse(const char* text, ZRJsonValue& out) {
   return ZRError::eNoError;
 }
 
-ZRResult ZRJsonParser::parse(const char* text, std::size_t length, ZRJsonValue& out) {
+ZRResult ZRJsonParser::parse(const char* text, std::size_t length, ZRJsonValue& out, std::size_t maxValues) {
   if (text == nullptr) return ZRResult::parameterCheckFailed("text != __null", ZR_HERE);
   try {
-    foundation::json::JsonNode root = foundation::json::parse(text, length);
+    bool isTooLong = false;
+    foundation::json::JsonNode root = foundation::json::parse(text, length, maxValues, isTooLong);
+    if (isTooLong) return ZRResult(ZRError::eTooLong, "The JSON text holds more than %zu values", maxValues);
     if (root == nullptr) {
       return ZRResult(ZRError::eBadFormat).wrapped("Failed to parse the JSON value", ZR_HERE);
     }

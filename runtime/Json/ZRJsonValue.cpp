@@ -79,10 +79,17 @@ ZRResult ZRJsonValue::getUInt32(std::uint32_t& value) const {
 }
 
 ZRResult ZRJsonValue::getString(ZRString& value) const {
+  ZRString whole;
+  ZR_RETURN_FAILURE(getWholeString(whole));
+  value = ZRString(whole.c_str());
+  return ZRError::eNoError;
+}
+
+ZRResult ZRJsonValue::getWholeString(ZRString& value) const {
   CHECK_NODE();
   const std::string* payload = nullptr;
   ZR_RETURN_FAILURE(payloadOf(*_impl, "Not a string", payload));
-  value = ZRString(payload->c_str());
+  value = ZRString(*payload);
   return ZRError::eNoError;
 }
 

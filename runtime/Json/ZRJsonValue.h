@@ -34,6 +34,8 @@ class ZRJsonValue {
   ZRResult getUInt32(std::uint32_t& value) const;
   /// The text up to its first zero byte. Fails: eBadFormat when the value is not a string.
   ZRResult getString(ZRString& value) const;
+  /// The text with the zero bytes that stand in it. Fails: as `getString`.
+  ZRResult getWholeString(ZRString& value) const;
 
   /// The element at `index`. Fails: eBadFormat when the value is not an array; eBadIndex.
   ZRResult getItem(std::size_t index, ZRJsonValue& value) const;
