@@ -1,16 +1,35 @@
 #include "Code/Common/DeltaTree.h"
 
+#include <fts.h>
 #include <sys/stat.h>
 
+#include <array>
 #include <cerrno>
 #include <cstdlib>
 #include <memory>
+
+#include "platform/Path.h"
 
 namespace {
 
 bool leadsToFolder(const ZRString& link) {
   struct stat status {};
   return ::stat(link.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
+}
+
+/// A folder comes twice, before and after what is in it.
+bool isPlain(const FTSENT& entry) {
+  switch (entry.fts_info) {
+    case FTS_D:
+    case FTS_DP:
+    case FTS_SL:
+    case FTS_SLNONE:
+      return true;
+    case FTS_F:
+      return (entry.fts_statp->st_mode & (S_ISUID | S_ISGID)) == 0;
+    default:
+      return false;
+  }
 }
 
 }  // namespace
@@ -22,6 +41,11 @@ TreeEntry treeEntry(const ZRString& path) {
   if (S_ISDIR(status.st_mode)) return TreeEntry::folder;
   if (!S_ISLNK(status.st_mode)) return TreeEntry::special;
   return leadsToFolder(path) ? TreeEntry::linkToFolder : TreeEntry::otherLink;
+}
+
+bool hasOtherNames(const ZRString& path) {
+  struct stat status {};
+  return ::lstat(path.c_str(), &status) == 0 && status.st_nlink > 1;
 }
 
 ZRResult resolvePath(const ZRString& path, ZRString& resolved) {
@@ -41,8 +65,24 @@ ZRResult resolveTreeTop(const ZRString& folder, ZRString& resolved) {
   return resolvePath(folder, resolved);
 }
 
+ZRResult requirePlainTree(const std::string& folder) {
+  std::string top = folder;
+  const std::array<char*, 2> tops{top.data(), nullptr};
+  const std::unique_ptr<FTS, int (*)(FTS*)> walk(::fts_open(tops.data(), FTS_PHYSICAL | FTS_NOCHDIR, nullptr),
+                                                 &::fts_close);
+  if (!walk) return ZRResult::fromSystemError("fts_open()", errno);
+  errno = 0;
+  while (const FTSENT* entry = ::fts_read(walk.get())) {
+    if (!isPlain(*entry)) {
+      return ZRResult(ZRError::eNoAccess, "%s is no plain file, folder or link", entry->fts_path);
+    }
+    errno = 0;
+  }
+  return errno == 0 ? ZRResult() : ZRResult::fromSystemError("fts_read()", errno);
+}
+
 ZRString withTrailingSlash(const ZRString& path) {
-  return path.endsWith("/") ? path : path + "/";
+  return ZRString(platform::withTrailingSlash(path.str()));
 }
 
 ZRResult DeltaTree::requireInside(const ZRString& path) const {

@@ -15,6 +15,9 @@ enum class TreeEntry { nothing, file, folder, linkToFolder, otherLink, special }
 /// is an `otherLink`. What cannot be examined counts as `nothing`.
 [[nodiscard]] TreeEntry treeEntry(const ZRString& path);
 
+/// Whether the file at `path` has more than one name (hard links).
+[[nodiscard]] bool hasOtherNames(const ZRString& path);
+
 /// The absolute path, free of symbolic links and "..".
 /// Fails naming "realpath()", with eNotFound when there is nothing at the path.
 ZRResult resolvePath(const ZRString& path, ZRString& resolved);
@@ -22,6 +25,10 @@ ZRResult resolvePath(const ZRString& path, ZRString& resolved);
 /// The resolved path of a package's top folder.
 /// Fails: eNoAccess when a link stands in its place; as `resolvePath`.
 ZRResult resolveTreeTop(const ZRString& folder, ZRString& resolved);
+
+/// What an unpacked archive may consist of: files, folders and links; no file sets the user or group that
+/// runs it. Fails: eNoAccess, naming the first entry that is anything else or cannot be examined.
+ZRResult requirePlainTree(const std::string& folder);
 
 /// `path` with a "/" at its end.
 [[nodiscard]] ZRString withTrailingSlash(const ZRString& path);

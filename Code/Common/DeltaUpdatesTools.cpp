@@ -105,15 +105,15 @@ class TreePatcher {
     return queueTask(boost::make_shared<PatchTask>(command, patch), _pool, tasks);
   }
 
-  /// The patch tool opens what stands in the place of its new file and writes through it: a link or a device
-  /// there would take the bytes out of the tree.
+  /// The patch tool opens what stands in the place of its new file and writes through it: a link, a device,
+  /// or a file that has another name elsewhere would take the bytes out of the tree.
   static ZRResult requirePatchable(const ZRString& patch, const ZRString& newFile) {
     if (treeEntry(patch) != TreeEntry::file) {
       return ZRResult(ZRError::eNoAccess, "%s is not a file", patch.c_str());
     }
     const TreeEntry inTheWay = treeEntry(newFile);
-    if (inTheWay == TreeEntry::linkToFolder || inTheWay == TreeEntry::otherLink ||
-        inTheWay == TreeEntry::special) {
+    const bool isOnlyName = inTheWay == TreeEntry::file && !hasOtherNames(newFile);
+    if (inTheWay != TreeEntry::nothing && inTheWay != TreeEntry::folder && !isOnlyName) {
       return ZRResult(ZRError::eNoAccess, "%s is in the way of a patched file", newFile.c_str());
     }
     return ZRError::eNoError;

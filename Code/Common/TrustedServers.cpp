@@ -4,6 +4,7 @@
 #include <string_view>
 
 #include "Code/Common/ServerConfiguration.h"
+#include "platform/Url.h"
 
 namespace {
 
@@ -32,4 +33,12 @@ bool isTrustedServer(const char* host) {
   return host != nullptr &&
          std::any_of(configuration::kTrustedServers.begin(), configuration::kTrustedServers.end(),
                      [host](const char* entry) { return matches(host, entry); });
+}
+
+UrlTrust examineUrl(const std::string& text) {
+  const auto url = platform::Url::parse(text);
+  const char* scheme = url ? url->scheme() : nullptr;
+  const char* host = url ? url->host() : nullptr;
+  return {isSafeScheme(scheme), isTrustedServer(host), scheme != nullptr ? scheme : "(null)",
+          host != nullptr ? host : "(null)"};
 }

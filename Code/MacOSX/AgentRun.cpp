@@ -3,12 +3,14 @@
 #include <cstdio>
 #include <memory>
 
+#include "Code/MacOSX/AgentLock.h"
 #include "Code/MacOSX/MacMessengerUtilities.h"
 #include "Code/MacOSX/VNTHelperData.h"
 #include "Code/MacOSX/VNTUpdate/VNTUpdate.h"
 #include "Shared/Code/MacOSX/HOLLogManager.h"
 #include "platform/Clock.h"
 #include "platform/FileManager.h"
+#include "platform/Path.h"
 #include "runtime/Applications/ZROptionsBroker.h"
 #include "runtime/Applications/ZRRuntimeInit.h"
 #include "runtime/Code/ZRLog.h"
@@ -17,18 +19,15 @@ namespace {
 
 constexpr const char* kRunSeparator = "------------------------------------------------------------------";
 
-ZRString withTrailingSlash(const ZRString& path) {
-  return path.endsWith("/") ? path : path + "/";
-}
-
 /// The log file's path, in a folder that is made if need be; empty when the user has no place for logs.
 ZRString makeLogPath() {
   ZRString folder;
   static_cast<void>(HOLLogManager::processLogFolder(folder));
   if (folder.isEmpty()) return {};
-  folder = withTrailingSlash(withTrailingSlash(folder) + "com.korvane." + "Vantora");
-  static_cast<void>(platform::defaultFileManager().createFolder(folder.str()));
-  return folder + "VNTUpdate" + ".log";
+  using platform::withTrailingSlash;
+  const std::string own = withTrailingSlash(withTrailingSlash(folder.str()) + "com.korvane." + "Vantora");
+  static_cast<void>(platform::defaultFileManager().createFolder(own));
+  return ZRString(own + "VNTUpdate" + ".log");
 }
 
 /// The log for the length of the run.
@@ -89,8 +88,14 @@ void installWantedMessenger(VNTUpdate& engine) {
 void lookAfterMessenger(VNTUpdate& engine) {
   bool wasInstalled = false;
   if (getMessengerWasInstalled(wasInstalled).code() == ZRError::eNoError && wasInstalled) return;
-  if (MacMessengerUtilities::findMessenger()) {
+  const auto found = MacMessengerUtilities::findMessenger();
+  if (!found.paths.empty()) {
     static_cast<void>(setMessengerWasInstalled(true));
+    return;
+  }
+  if (!found.sawEverything) {
+    zrrt::log(ZRLogLevel::eWarning,
+              "VNTUpdate: Cannot see whether Messenger is installed, leaving it alone.");
     return;
   }
   ZRString wanted;
@@ -110,8 +115,13 @@ void checkWhenDue(VNTUpdate& engine) {
 
 void performRoutinePass(VNTUpdate& engine) {
   const Endpoints endpoints = engine.allInstalledBuilds();
-  if (endpoints.empty()) return uninstallHelpers();
-  if (endpoints.size() > 1) {
+  if (endpoints.paths.empty() && !endpoints.sawEverything) {
+    zrrt::log(ZRLogLevel::eWarning,
+              "VNTUpdate: No endpoints seen, but not everything could be looked at. Leaving all as it is.");
+    return;
+  }
+  if (endpoints.paths.empty()) return uninstallHelpers();
+  if (endpoints.paths.size() > 1) {
     zrrt::log(ZRLogLevel::eInformation, "VNTUpdate: Cleaning up unused endpoints.");
     engine.removeUnusedBuilds(endpoints);
   }
@@ -125,8 +135,11 @@ void performPass(int argc, char* argv[]) {
   if (argc > 1) parseOptions(options);
   zrrt::log(ZRLogLevel::eInformation, "VNTUpdate activated at %s",
             platform::describe(platform::now()).c_str());
+  platform::FolderLock lock;
+  if (!lockOutOtherAgents(lock, kOtherRunLimit)) return;
   const auto engine = VNTUpdate::init();
   if (!engine) return;  // an unreadable preference file must never remove an installed agent
+  engine->removeUnfinishedWork();
   ZRString build;
   if (options.getOption("DeltaInstall", build).code() == ZRError::eNoError) {
     engine->downloadAndInstall(buildNumberOf(build));

@@ -80,9 +80,11 @@ std::optional<std::string> findInstallationFolder(const platform::FileManager& f
 }
 
 std::int64_t installedBuildNumber(const std::string& folder) {
-  const auto information = platform::bundleInformation(folder + kBundleName);
-  if (!information) return std::numeric_limits<std::int64_t>::max();
-  const auto* version = platform::plist::find(*information, "CFBundleVersion");
+  platform::plist::Dictionary information;
+  if (platform::bundleInformation(folder + kBundleName, information).failed()) {
+    return std::numeric_limits<std::int64_t>::max();
+  }
+  const auto* version = platform::plist::find(information, "CFBundleVersion");
   return version != nullptr ? version->integerValue().value_or(0) : 0;
 }
 

@@ -1,9 +1,12 @@
 #include "Code/MacOSX/MacMessengerUtilities.h"
 
-#include "platform/ApplicationRegistry.h"
+#include <chrono>
+
+#include "Code/MacOSX/PrivateFolder.h"
+#include "Code/MacOSX/ToolRun.h"
 #include "platform/CodeSignature.h"
 #include "platform/Folders.h"
-#include "platform/Task.h"
+#include "platform/Path.h"
 #include "runtime/Applications/ZROsVersion.h"
 #include "runtime/Code/ZRLog.h"
 
@@ -15,33 +18,14 @@ using platform::FolderDomain;
 using platform::ItemKind;
 
 constexpr const char* kMessengerIdentifier = "com.korvane.vantora-messenger";
+constexpr const char* kUnpackFolder = "/SecretFilePath";
+constexpr std::chrono::seconds kUnzipLimit{600};
+constexpr std::chrono::seconds kCodesignLimit{120};
 constexpr const char* kGetTempFolder = "+[MacMessengerUtilities getTempFolder]";
 constexpr const char* kMakeFolder = "+[MacMessengerUtilities makeFolderAtPath:]";
 constexpr const char* kUnarchive = "+[MacMessengerUtilities unarchiveEndpoint:to:]";
 constexpr const char* kVerify = "+[MacMessengerUtilities digitalSignatureVerified:]";
 constexpr const char* kInstall = "+[MacMessengerUtilities unarchiveIntoApplicationsFolder:]";
-
-std::string parentFolder(const std::string& path) {
-  return path.substr(0, path.rfind('/'));
-}
-
-std::string lastComponent(const std::string& path) {
-  return path.substr(path.rfind('/') + 1);
-}
-
-/// Runs the tool to its end. No status, logged, when it cannot be started.
-std::optional<int> run(platform::Task& tool, const char* function, const char* name) {
-  try {
-    tool.launch();
-  } catch (const platform::LaunchException& exception) {
-    zrrt::logEntry(ZRLogLevel::eError, function, nullptr, "Unable to launch %s command.", name);
-    zrrt::logEntry(ZRLogLevel::eError, function, nullptr, "Exception Name  : %s", exception.name().c_str());
-    zrrt::logEntry(ZRLogLevel::eError, function, nullptr, "Exception Reason: %s", exception.reason().c_str());
-    return std::nullopt;
-  }
-  tool.waitUntilExit();
-  return tool.terminationStatus();
-}
 
 /// Removes the item; a failure is logged with `format`, which takes its description.
 [[gnu::format(printf, 4, 0)]] void removeLogged(FileManager& fileManager, const std::string& path,
@@ -60,7 +44,7 @@ std::vector<std::string> verificationArguments(const std::string& application) {
 std::optional<std::string> moveInto(FileManager& fileManager, const std::string& item,
                                     const std::optional<std::string>& folder) {
   if (!folder) return std::nullopt;
-  std::string target = *folder + "/" + lastComponent(item);
+  std::string target = *folder + "/" + platform::lastComponent(item);
   if (fileManager.moveItem(item, target).failed()) return std::nullopt;
   return target;
 }
@@ -102,10 +86,9 @@ std::optional<std::string> unpackApplication(FileManager& fileManager, const std
 
 }  // namespace
 
-std::optional<std::string> MacMessengerUtilities::findMessenger() {
-  if (!isOsVersion(10, true)) return platform::applications::findApplication(kMessengerIdentifier);
-  const auto paths = platform::applications::applicationsForBundleIdentifier(kMessengerIdentifier);
-  return paths.empty() ? std::nullopt : std::optional(paths.front());
+platform::applications::Found MacMessengerUtilities::findMessenger() {
+  return isOsVersion(10, true) ? platform::applications::applicationsForBundleIdentifier(kMessengerIdentifier)
+                               : platform::applications::findApplication(kMessengerIdentifier);
 }
 
 std::vector<platform::RunningApplication> MacMessengerUtilities::runningMessengerApps() {
@@ -121,19 +104,23 @@ bool MacMessengerUtilities::isMessengerActive() {
   return !running.empty() && running.front().isActive;
 }
 
-std::optional<std::string> MacMessengerUtilities::getTempFolder(const FileManager& fileManager) {
+std::optional<std::string> MacMessengerUtilities::downloadFolder() {
   const auto library = platform::libraryFolder();
-  if (!library) {
+  return library ? std::optional(*library + "/Application Support/KorvaneInc/Vantora") : std::nullopt;
+}
+
+std::optional<std::string> MacMessengerUtilities::getTempFolder(const FileManager& fileManager) {
+  auto folder = downloadFolder();
+  if (!folder) {
     zrrt::logEntry(ZRLogLevel::eError, kGetTempFolder, nullptr, "Library path not found - aborting");
     return std::nullopt;
   }
-  std::string folder = *library + "/Application Support/KorvaneInc/Vantora";
-  if (fileManager.itemKind(folder) != ItemKind::folder) {
+  if (fileManager.itemKind(*folder) != ItemKind::folder) {
     zrrt::logEntry(ZRLogLevel::eError, kGetTempFolder, nullptr,
                    "Local download folder not found - aborting!");
     return std::nullopt;
   }
-  if (!fileManager.isWritable(folder)) {
+  if (!fileManager.isWritable(*folder)) {
     zrrt::logEntry(ZRLogLevel::eError, kGetTempFolder, nullptr,
                    "Local download folder inaccessible - aborting!");
     return std::nullopt;
@@ -156,11 +143,12 @@ bool MacMessengerUtilities::unarchiveEndpoint(FileManager& fileManager, const st
                                               const std::string& folder) {
   zrrt::logEntry(ZRLogLevel::eDebug, kUnarchive, nullptr, "Extracting endpoint archive at '%s'",
                  archive.c_str());
-  platform::Task unzip;
-  unzip.launchPath = "/usr/bin/unzip";
-  unzip.arguments = {"-q", archive};
-  unzip.currentFolder = folder;
-  const auto status = run(unzip, kUnarchive, "unzip");
+  const auto status = runTool({.name = "unzip",
+                               .path = "/usr/bin/unzip",
+                               .arguments = {"-q", archive},
+                               .folder = folder,
+                               .limit = kUnzipLimit},
+                              kUnarchive);
   if (!status) return false;
   if (*status != 0) {
     zrrt::logEntry(ZRLogLevel::eError, kUnarchive, nullptr, "unzip failed, exit code %d", *status);
@@ -181,10 +169,11 @@ bool MacMessengerUtilities::digitalSignatureVerified(FileManager& fileManager,
                                                      const std::string& application) {
   zrrt::logEntry(ZRLogLevel::eDebug, kVerify, nullptr, "Verifying Digital Signature of '%s'",
                  application.c_str());
-  platform::Task codesign;
-  codesign.launchPath = platform::codeSignatureTool();
-  codesign.arguments = verificationArguments(application);
-  const auto status = run(codesign, kVerify, "codesign");
+  const auto status = runTool({.name = "codesign",
+                               .path = platform::codeSignatureTool(),
+                               .arguments = verificationArguments(application),
+                               .limit = kCodesignLimit},
+                              kVerify);
   if (!status) return false;
   if (*status != 0) {
     zrrt::logEntry(ZRLogLevel::eError, kVerify, nullptr, "failed, exit code %d", *status);
@@ -197,11 +186,18 @@ bool MacMessengerUtilities::digitalSignatureVerified(FileManager& fileManager,
 
 bool MacMessengerUtilities::unarchiveIntoApplicationsFolder(FileManager& fileManager,
                                                             const std::string& archive) {
-  const std::string folder = parentFolder(archive) + "/SecretFilePath";
-  if (makeFolderAtPath(fileManager, folder) != eCreated) return false;
+  // What stands beside the archive under the unpack folder's name is somebody else's: ours are never there.
+  const std::string parent = platform::parentFolder(archive);
+  if (fileManager.itemKind(parent + kUnpackFolder) != ItemKind::none) return false;
+  PrivateFolder work(fileManager, parent);
+  const std::string folder = work.path() + kUnpackFolder;
+  if (!work.exists() || makeFolderAtPath(fileManager, folder) != eCreated) return false;
   const auto application = unpackApplication(fileManager, archive, folder);
   const auto installed = application ? moveIntoApplications(fileManager, *application) : std::nullopt;
-  removeLogged(fileManager, folder, kInstall, "Error removing the temp unzip dir: %s");
+  if (const Error error = work.remove()) {
+    zrrt::logEntry(ZRLogLevel::eError, kInstall, nullptr, "Error removing the temp unzip dir: %s",
+                   error.description.c_str());
+  }
   if (!installed) return false;
   if (platform::applications::registerApplication(*installed).failed()) {
     zrrt::logEntry(ZRLogLevel::eError, kInstall, nullptr, "Could not register Messenger app.");

@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/ApplicationRegistry.h"
 #include "platform/FileManager.h"
 #include "platform/RunningApplications.h"
 
@@ -13,15 +14,17 @@ class MacMessengerUtilities {
  public:
   enum FolderOutcome { eCreated = 0, eExisted = 1, eFailed = 2 };
 
-  /// The installed Messenger's path.
-  [[nodiscard]] static std::optional<std::string> findMessenger();
+  /// The installed Messenger: the first path, if there is any.
+  [[nodiscard]] static platform::applications::Found findMessenger();
   [[nodiscard]] static std::vector<platform::RunningApplication> runningMessengerApps();
   [[nodiscard]] static bool isMessengerRunning();
   /// Whether the first running instance is the active application.
   [[nodiscard]] static bool isMessengerActive();
 
-  /// The agent's temporary folder, into which everything is downloaded; none unless it is a folder that
-  /// exists and is writable.
+  /// The agent's temporary folder, into which everything is downloaded, whether it exists or not; none
+  /// without a Library folder.
+  [[nodiscard]] static std::optional<std::string> downloadFolder();
+  /// The same; none unless it is a folder that exists and is writable.
   [[nodiscard]] static std::optional<std::string> getTempFolder(const platform::FileManager& fileManager);
 
   /// Creates the folder and those above it that are missing.
@@ -42,8 +45,9 @@ class MacMessengerUtilities {
   [[nodiscard]] static bool digitalSignatureVerified(platform::FileManager& fileManager,
                                                      const std::string& application);
 
-  /// Unpacks the archive beside itself, verifies the application in it, moves it into the computer's or else
-  /// the user's Applications folder, and registers it. False when it was not installed.
+  /// Unpacks the archive in a folder of its own, verifies the application in it, moves it into the computer's
+  /// or else the user's Applications folder, and registers it. False when it was not installed; also while
+  /// there is anything named "SecretFilePath" beside the archive.
   [[nodiscard]] static bool unarchiveIntoApplicationsFolder(platform::FileManager& fileManager,
                                                             const std::string& archive);
 };

@@ -6,6 +6,7 @@
 
 #include "platform/RunLoop.h"
 #include "runtime/Code/ZRLog.h"
+#include "runtime/Code/ZRPrintable.h"
 
 namespace {
 
@@ -148,7 +149,7 @@ platform::UrlRequest VNTUpdateDownloader::willSendRequest(platform::UrlDownload&
                                                           platform::UrlRequest request,
                                                           const platform::UrlResponse* redirect) {
   if (redirect != nullptr) {
-    zrrt::log(ZRLogLevel::eDebug, "%s", redirect->description.c_str());
+    zrrt::log(ZRLogLevel::eDebug, "%s", zrrt::onOneLine(redirect->description).c_str());
     zrrt::log(ZRLogLevel::eDebug, "Sending request for '%s'", request.url.absoluteString().c_str());
   }
   setStartTime(platform::now());
@@ -161,7 +162,7 @@ bool VNTUpdateDownloader::canAuthenticateAgainst(platform::UrlDownload& /*downlo
       ZRLogLevel::eDebug,
       "\n\tauthenticationMethod: %s\n\thost: %s\n\tisProxy: %s\n\tport: %tu\n\tprotocol: %s\n\trealm: %s",
       space.authenticationMethod.c_str(), space.host.c_str(), space.isProxy ? "true" : "false",
-      std::size_t{space.port}, space.protocol.c_str(), space.realm.c_str());
+      std::size_t{space.port}, space.protocol.c_str(), zrrt::onOneLine(space.realm).c_str());
   return true;
 }
 
@@ -178,9 +179,9 @@ void VNTUpdateDownloader::didReceiveResponse(platform::UrlDownload& /*download*/
   zrrt::log(ZRLogLevel::eDebug,
             "\n\texpectedContentLength: %llu\n\tsuggestedFilename:     %s\n\tMIMEType:              %s"
             "\n\ttextEncodingName:      %s\n\tURL:                   %s",
-            static_cast<unsigned long long>(_bytesExpected), response.suggestedFilename.c_str(),
-            response.mimeType.c_str(), response.textEncodingName.c_str(),
-            response.url.absoluteString().c_str());
+            static_cast<unsigned long long>(_bytesExpected),
+            zrrt::onOneLine(response.suggestedFilename).c_str(), zrrt::onOneLine(response.mimeType).c_str(),
+            zrrt::onOneLine(response.textEncodingName).c_str(), response.url.absoluteString().c_str());
   setStartTime(platform::now());
 }
 
@@ -210,7 +211,7 @@ void VNTUpdateDownloader::didFinish(platform::UrlDownload& /*download*/) {
 void VNTUpdateDownloader::didFail(platform::UrlDownload& /*download*/, const platform::Error& error) {
   const auto code = static_cast<std::ptrdiff_t>(error.code);
   zrrt::log(ZRLogLevel::eError, "Download error: domain: %s, error code: %zd, description: %s",
-            std::string(error.domain).c_str(), code, error.description.c_str());
+            std::string(error.domain).c_str(), code, zrrt::onOneLine(error.description).c_str());
   setError(error);
   *_result =
       ZRResult(resultCode(error.code), "Download failed with native error code %zd and description \"%s\"",

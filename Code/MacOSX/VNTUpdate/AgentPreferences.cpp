@@ -14,25 +14,24 @@ void warnOfType(const char* key) {
 
 }  // namespace
 
-bool AgentPreferences::load(const platform::FileManager& fileManager) {
+std::optional<AgentPreferences> AgentPreferences::read(const platform::FileManager& fileManager) {
   const auto library = platform::libraryFolder();
   if (!library) {
     zrrt::log(ZRLogLevel::eError, "Library path not found");
-    return false;
+    return std::nullopt;
   }
-  _plistPath = *library + "/" + gVNTUpdateData.preferencesPlist();
-  if (fileManager.itemKind(_plistPath) == platform::ItemKind::none) {
-    zrrt::log(ZRLogLevel::eError, "Preferences not found at %s", _plistPath.c_str());
-    return false;
+  const std::string path = *library + "/" + gVNTUpdateData.preferencesPlist();
+  if (fileManager.itemKind(path) == platform::ItemKind::none) {
+    zrrt::log(ZRLogLevel::eError, "Preferences not found at %s", path.c_str());
+    return std::nullopt;
   }
   plist::Value list;
-  auto* dictionary = plist::read(_plistPath, list).failed() ? nullptr : list.as<plist::Dictionary>();
+  auto* dictionary = plist::read(path, list).failed() ? nullptr : list.as<plist::Dictionary>();
   if (dictionary == nullptr) {
-    zrrt::log(ZRLogLevel::eError, "Error reading plist at %s", _plistPath.c_str());
-    return false;
+    zrrt::log(ZRLogLevel::eError, "Error reading plist at %s", path.c_str());
+    return std::nullopt;
   }
-  _params = std::move(*dictionary);
-  return true;
+  return AgentPreferences(path, std::move(*dictionary));
 }
 
 std::optional<platform::Date> AgentPreferences::date(const char* key) const {

@@ -7,12 +7,22 @@
 #include "platform/FileManager.h"
 #include "platform/PropertyList.h"
 
+/// The keys of the values that the agent reads or writes.
+namespace preference {
+inline constexpr const char* kNextUpdateCheck = "NextUpdateCheck";
+inline constexpr const char* kRescheduledUpdateChecks = "RescheduledUpdateChecks";
+inline constexpr const char* kCleanupDownloadCache = "CleanupDownloadCache";
+inline constexpr const char* kAlwaysCheck = "AlwaysCheck";
+inline constexpr const char* kUpdateInfoURL = "UpdateInfoURL";
+inline constexpr const char* kAggressivelyCleanup = "AggressivelyCleanup";
+}  // namespace preference
+
 /// The agent's preference file, as a whole in memory. What the agent does not know in it survives every save.
 class AgentPreferences {
  public:
-  /// Reads the preference file of the user's Library folder. False, logged, when there is none or it cannot
+  /// Reads the preference file of the user's Library folder. None, logged, when there is none or it cannot
   /// be read.
-  [[nodiscard]] bool load(const platform::FileManager& fileManager);
+  [[nodiscard]] static std::optional<AgentPreferences> read(const platform::FileManager& fileManager);
 
   [[nodiscard]] const std::string& plistPath() const { return _plistPath; }
   [[nodiscard]] const platform::plist::Dictionary& params() const { return _params; }
@@ -29,6 +39,9 @@ class AgentPreferences {
   platform::Error save() const;
 
  private:
+  AgentPreferences(std::string plistPath, platform::plist::Dictionary params)
+      : _plistPath(std::move(plistPath)), _params(std::move(params)) {}
+
   std::string _plistPath;
   platform::plist::Dictionary _params;
 };

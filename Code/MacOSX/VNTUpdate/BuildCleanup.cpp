@@ -1,6 +1,8 @@
 #include "Code/MacOSX/VNTUpdate/BuildCleanup.h"
 
 #include <algorithm>
+#include <map>
+#include <set>
 
 #include "Code/Common/AgentVersion.h"
 #include "Code/MacOSX/DeploymentUtilities.h"
@@ -8,20 +10,12 @@
 #include "platform/Clock.h"
 #include "platform/Folders.h"
 #include "platform/Metadata.h"
+#include "platform/Path.h"
 #include "runtime/Code/ZRLog.h"
 
 namespace {
 
-constexpr const char* kAggressivelyCleanupKey = "AggressivelyCleanup";
 constexpr const char* kPlainBundleName = "Vantora.app";
-
-std::string parentOf(const std::string& path) {
-  return path.substr(0, path.find_last_of('/'));
-}
-
-std::string nameOf(const std::string& path) {
-  return path.substr(path.find_last_of('/') + 1);
-}
 
 std::string description(const std::optional<platform::Date>& date) {
   return date ? platform::describe(*date) : "(null)";
@@ -35,10 +29,6 @@ std::uint64_t volumeOf(const platform::FileManager& fileManager, const std::stri
 
 }  // namespace
 
-void BuildCleanup::load() {
-  _beAggressive = _preferences.boolean(kAggressivelyCleanupKey).value_or(true);
-}
-
 void BuildCleanup::cleanup() {
   moveBuildsToOlderVersionsFolder();
 }
@@ -48,19 +38,20 @@ void BuildCleanup::moveBuildsToOlderVersionsFolder() {
   const std::string latest = std::to_string(_inventory.latestInstalledVersion(builds));
   const std::vector<std::string> locations =
       _beAggressive ? _inventory.possibleInstallPaths() : std::vector{_settings.installationPath};
-  for (const auto& build : builds)
+  for (const auto& build : builds.paths)
     if (isLoose(build, latest, locations)) moveBuildToOlderVersionsFolder(build);
   if (_beAggressive) endAggressiveGathering();
 }
 
 bool BuildCleanup::isLoose(const std::string& endpoint, const std::string& latest,
                            const std::vector<std::string>& locations) const {
-  return nameOf(endpoint) != kPlainBundleName && bundleVersionText(endpoint) != latest &&
+  const auto version = bundleVersionText(endpoint);
+  return platform::lastComponent(endpoint) != kPlainBundleName && version && *version != latest &&
          isUrlOnPaths(endpoint, locations);
 }
 
 void BuildCleanup::endAggressiveGathering() {
-  _preferences.setValue(kAggressivelyCleanupKey, false);
+  _preferences.setValue(preference::kAggressivelyCleanup, false);
   // What is not kept only means that the next run looks everywhere once more.
   static_cast<void>(_preferences.save());
   _beAggressive = false;
@@ -71,13 +62,14 @@ void BuildCleanup::moveBuildToOlderVersionsFolder(const std::string& endpoint) {
 }
 
 void BuildCleanup::moveBuild(const std::string& endpoint, const std::string& folder) {
-  const std::string target = folder + "/" + nameOf(endpoint);
+  const std::string target = folder + "/" + platform::lastComponent(endpoint);
   if (_beAggressive && !folder.empty() && _fileManager.itemKind(target) != platform::ItemKind::none) {
-    // A build that is where it belongs is no extra copy of itself.
-    if (target != endpoint) removeExtraCopy(endpoint);
+    // A build that is where it belongs is no extra copy of itself, under whatever name the folder goes.
+    if (!_fileManager.isSameItem(target, endpoint)) removeExtraCopy(endpoint);
     return;
   }
-  if (folder.empty() || endpoint.empty() || parentOf(endpoint) == folder) return;
+  if (folder.empty() || endpoint.empty()) return;
+  if (_fileManager.isSameItem(platform::parentFolder(endpoint), folder)) return;
   zrrt::log(ZRLogLevel::eDebug, "Moving build %s to %s", endpoint.c_str(), folder.c_str());
   const auto error = _fileManager.moveItem(endpoint, target);
   if (error.failed()) zrrt::log(ZRLogLevel::eError, "Error moving app: %s", error.description.c_str());
@@ -85,20 +77,20 @@ void BuildCleanup::moveBuild(const std::string& endpoint, const std::string& fol
 
 void BuildCleanup::removeExtraCopy(const std::string& endpoint) {
   zrrt::log(ZRLogLevel::eDebug, "We've already got a copy of %s, deleting extra at: %s",
-            nameOf(endpoint).c_str(), endpoint.c_str());
+            platform::lastComponent(endpoint).c_str(), endpoint.c_str());
   const auto error = _fileManager.removeItem(endpoint);
   if (error.failed()) zrrt::log(ZRLogLevel::eError, "Error removing app: %s", error.description.c_str());
 }
 
 bool BuildCleanup::isUrlOnPaths(const std::string& endpoint, const std::vector<std::string>& paths) {
-  return std::find(paths.begin(), paths.end(), parentOf(endpoint)) != paths.end();
+  return std::find(paths.begin(), paths.end(), platform::parentFolder(endpoint)) != paths.end();
 }
 
 void BuildCleanup::removeUnusedBuilds(const Endpoints& endpoints) {
   zrrt::log(ZRLogLevel::eInformation, "Removing unused builds...");
   const std::int32_t latest = _inventory.latestInstalledVersion(endpoints);
-  for (const auto& endpoint : endpoints) {
-    if (isUnused(endpoint, latest) && _download.removeFile(endpoint)) {
+  for (const auto& endpoint : endpoints.paths) {
+    if (isUnused(endpoint, latest) && _store.removeFile(endpoint)) {
       zrrt::log(ZRLogLevel::eDebug, "Successfully removed build at %s", endpoint.c_str());
     }
   }
@@ -113,7 +105,13 @@ bool BuildCleanup::isUnused(const std::string& endpoint, std::int32_t latest) co
   }
   const auto created = platform::metadata::creationDate(endpoint);
   const auto lastUsed = platform::metadata::lastUsedDate(endpoint);
-  if (bundleBuildNumber(endpoint) == latest) {
+  const auto number = bundleBuildNumber(endpoint);
+  if (!number) {
+    zrrt::log(ZRLogLevel::eWarning, "Endpoint at '%s' does not tell its build number now, skipping.",
+              endpoint.c_str());
+    return false;
+  }
+  if (*number == latest) {
     zrrt::log(ZRLogLevel::eDebug, "Endpoint at '%s' is latest version (%d), skipping.", endpoint.c_str(),
               latest);
     return false;
@@ -128,38 +126,75 @@ bool BuildCleanup::isUnused(const std::string& endpoint, std::int32_t latest) co
   return created && isOlderThan90Days(*created);
 }
 
-void BuildCleanup::removeRetiredBuilds() {
-  if (!_parser.isParsed || !hasUsableDelays(_parser.updaterSettings)) {
+void BuildCleanup::removeRetiredBuilds(const UpdateInfo& info) {
+  if (!info.isParsed || !hasUsableDelays(info.updaterSettings)) {
     zrrt::log(ZRLogLevel::eWarning,
               "Update info contains invalid settings, skipping removal of retired builds.");
     return;
   }
   zrrt::log(ZRLogLevel::eDebug, "Removing retired builds...");
-  // Ranges may name billions of builds: only those that something is installed for are looked at.
-  auto builds = _inventory.declaredBuilds();
-  builds.push_back(kAgentBuildNumber);
-  std::sort(builds.begin(), builds.end());
-  builds.erase(std::unique(builds.begin(), builds.end()), builds.end());
-  for (const auto& range : _parser.removeBuilds)
-    removeRetiredRange(range, builds);
+  const std::vector<Retired> retired = retiredBuilds(info);
+  const auto kept = buildToKeep(info, retired);
+  for (const auto& build : retired) {
+    if (build.build != kept) {
+      removeRetiredBuild(build);
+    } else {
+      zrrt::log(ZRLogLevel::eWarning, "Build %d is retired, but no other would be left. Keeping it at %s",
+                build.build, build.path.c_str());
+    }
+  }
 }
 
-void BuildCleanup::removeRetiredRange(const BuildRange& range, const std::vector<std::uint32_t>& builds) {
-  const auto first = std::lower_bound(builds.begin(), builds.end(), range.fromBuildNumber);
-  for (auto build = first; build != builds.end() && *build <= range.toBuildNumber; ++build)
-    removeRetiredBuild(*build);
+/// In the order of the document, each once. Ranges may name billions of builds: only those that something is
+/// installed for, and the agent's own, are looked at.
+std::vector<BuildCleanup::Retired> BuildCleanup::retiredBuilds(const UpdateInfo& info) const {
+  std::map<std::int32_t, std::string> candidates;
+  for (auto& [build, path] : _inventory.installedPaths())
+    candidates.emplace(static_cast<std::int32_t>(build), path);
+  candidates.emplace(static_cast<std::int32_t>(kAgentBuildNumber), std::string());
+  std::vector<Retired> retired;
+  for (const auto& range : info.removeBuilds) {
+    const auto last = static_cast<std::int32_t>(range.toBuildNumber);
+    auto next = candidates.lower_bound(static_cast<std::int32_t>(range.fromBuildNumber));
+    while (last >= 0 && next != candidates.end() && next->first <= last) {
+      retired.push_back({next->first, next->second});
+      next = candidates.erase(next);
+    }
+  }
+  return retired;
 }
 
-void BuildCleanup::removeRetiredBuild(std::uint32_t build) {
-  if (build == kAgentBuildNumber) {
+/// While an active build is missing somebody must stay: the newest of the retired ones, when there is no
+/// other.
+std::optional<std::int32_t> BuildCleanup::buildToKeep(const UpdateInfo& info,
+                                                      const std::vector<Retired>& retired) const {
+  const auto installed = _inventory.installedBuildNumbers();
+  const std::set<std::uint32_t> there(installed.begin(), installed.end());
+  const auto isThere = [&there](const ActiveBuild& build) { return there.count(build.buildNumber) != 0; };
+  if (std::all_of(info.activeBuilds.begin(), info.activeBuilds.end(), isThere)) return std::nullopt;
+
+  std::set<std::string> going;
+  std::optional<std::int32_t> newest;
+  for (const auto& build : retired) {
+    if (build.build == static_cast<std::int32_t>(kAgentBuildNumber)) continue;
+    going.insert(build.path);
+    newest = std::max(newest.value_or(build.build), build.build);
+  }
+  const Endpoints endpoints = _inventory.allInstalledBuilds();
+  const bool isAnyLeft = std::any_of(endpoints.paths.begin(), endpoints.paths.end(),
+                                     [&going](const std::string& path) { return going.count(path) == 0; });
+  return isAnyLeft ? std::nullopt : newest;
+}
+
+void BuildCleanup::removeRetiredBuild(const Retired& retired) {
+  if (retired.build == static_cast<std::int32_t>(kAgentBuildNumber)) {
     zrrt::log(ZRLogLevel::eDebug, "Build %d is the currently running VNTUpdate build, skipping...",
-              static_cast<int>(build));
+              retired.build);
     return;
   }
-  const auto path = _inventory.isInstalled(build);
-  if (path && _download.removeFile(*path)) {
-    zrrt::log(ZRLogLevel::eDebug, "Successfully removed build %d at %s", static_cast<int>(build),
-              path->c_str());
+  logFoundEndpoint(retired.path);
+  if (bundleBuildNumber(retired.path) && _store.removeFile(retired.path)) {
+    zrrt::log(ZRLogLevel::eDebug, "Successfully removed build %d at %s", retired.build, retired.path.c_str());
   }
 }
 

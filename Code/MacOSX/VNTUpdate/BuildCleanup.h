@@ -1,11 +1,12 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
-#include "Code/Common/UpdateInfoParser.h"
+#include "Code/Common/UpdateInfo.h"
 #include "Code/MacOSX/VNTUpdate/AgentPreferences.h"
-#include "Code/MacOSX/VNTUpdate/ArchiveDownload.h"
+#include "Code/MacOSX/VNTUpdate/ArchiveStore.h"
 #include "Code/MacOSX/VNTUpdate/BuildInventory.h"
 #include "Code/MacOSX/VNTUpdate/EngineSettings.h"
 #include "platform/FileManager.h"
@@ -14,17 +15,13 @@
 class BuildCleanup {
  public:
   BuildCleanup(platform::FileManager& fileManager, const EngineSettings& settings,
-               AgentPreferences& preferences, const UpdateInfoParser& parser, const BuildInventory& inventory,
-               const ArchiveDownload& download)
+               AgentPreferences& preferences, const BuildInventory& inventory, const ArchiveStore& store)
       : _fileManager(fileManager),
         _settings(settings),
         _preferences(preferences),
-        _parser(parser),
         _inventory(inventory),
-        _download(download) {}
-
-  /// Takes from the preferences whether the next gathering is to look everywhere.
-  void load();
+        _store(store),
+        _beAggressive(settings.beAggressive) {}
 
   void cleanup();
   /// Gathers older builds that lie loose in the folder for installed builds. The newest, and "Vantora.app",
@@ -35,11 +32,12 @@ class BuildCleanup {
   void moveBuild(const std::string& endpoint, const std::string& folder);
   /// Whether the bundle's parent folder is one of `paths`.
   [[nodiscard]] static bool isUrlOnPaths(const std::string& endpoint, const std::vector<std::string>& paths);
-  /// Removes the endpoints that were not used for 90 days; those of the newest build and those on another
-  /// volume than the system stay.
+  /// Removes the endpoints that were not used for 90 days; those of the newest build, those whose build
+  /// number is not known and those on another volume than the system stay.
   void removeUnusedBuilds(const Endpoints& endpoints);
-  /// Removes the first endpoint of each build that the update info retires, the agent's own excepted.
-  void removeRetiredBuilds();
+  /// Removes the first endpoint of each build that the update info retires, the agent's own excepted. While
+  /// an active build is missing, the last build that is installed stays.
+  void removeRetiredBuilds(const UpdateInfo& info);
   /// Copies the newest build over the installation folder's "Vantora.app" unless that is the newest.
   [[nodiscard]] bool copyLatestBuildToInstallationFolder();
 
@@ -47,19 +45,26 @@ class BuildCleanup {
   void setBeAggressive(bool aggressive) { _beAggressive = aggressive; }
 
  private:
+  /// An installed build that the update info retires.
+  struct Retired {
+    std::int32_t build;
+    std::string path;
+  };
+
+  [[nodiscard]] std::vector<Retired> retiredBuilds(const UpdateInfo& info) const;
   [[nodiscard]] bool isLoose(const std::string& endpoint, const std::string& latest,
                              const std::vector<std::string>& locations) const;
   void endAggressiveGathering();
   void removeExtraCopy(const std::string& endpoint);
   [[nodiscard]] bool isUnused(const std::string& endpoint, std::int32_t latest) const;
-  void removeRetiredRange(const BuildRange& range, const std::vector<std::uint32_t>& builds);
-  void removeRetiredBuild(std::uint32_t build);
+  [[nodiscard]] std::optional<std::int32_t> buildToKeep(const UpdateInfo& info,
+                                                        const std::vector<Retired>& retired) const;
+  void removeRetiredBuild(const Retired& retired);
 
   platform::FileManager& _fileManager;
   const EngineSettings& _settings;
   AgentPreferences& _preferences;
-  const UpdateInfoParser& _parser;
   const BuildInventory& _inventory;
-  const ArchiveDownload& _download;
-  bool _beAggressive = true;
+  const ArchiveStore& _store;
+  bool _beAggressive;
 };

@@ -39,10 +39,10 @@ std::optional<std::uint32_t> buildOfScheme(std::string_view scheme) {
 }  // namespace
 
 Endpoints BuildInventory::installedEndpointsForScheme(const std::string& url) const {
-  Endpoints endpoints = platform::applications::applicationsForUrlScheme(url.substr(0, url.find(':')));
+  auto found = platform::applications::applicationsForUrlScheme(url.substr(0, url.find(':')));
   const auto isForeign = [this](const std::string& path) { return !isEndpoint(path); };
-  endpoints.erase(std::remove_if(endpoints.begin(), endpoints.end(), isForeign), endpoints.end());
-  return endpoints;
+  found.paths.erase(std::remove_if(found.paths.begin(), found.paths.end(), isForeign), found.paths.end());
+  return {std::move(found.paths), found.sawEverything};
 }
 
 bool BuildInventory::isEndpoint(const std::string& path) const {
@@ -58,29 +58,40 @@ Endpoints BuildInventory::allInstalledBuilds() const {
 
 std::optional<std::string> BuildInventory::isInstalled(std::uint32_t buildNumber) const {
   const Endpoints endpoints = installedEndpointsForScheme(schemeOf(buildNumber));
-  if (endpoints.empty()) return std::nullopt;
-  zrrt::log(ZRLogLevel::eDebug, "Found installed endpoint at '%s'.", endpoints.front().c_str());
-  return endpoints.front();
+  if (endpoints.paths.empty()) return std::nullopt;
+  logFoundEndpoint(endpoints.paths.front());
+  return endpoints.paths.front();
 }
 
-std::vector<std::uint32_t> BuildInventory::declaredBuilds() const {
-  std::vector<std::uint32_t> builds;
+std::map<std::uint32_t, std::string> BuildInventory::installedPaths() const {
+  std::map<std::uint32_t, std::string> paths;
   for (const auto& scheme : platform::applications::declaredUrlSchemes()) {
-    if (const auto build = buildOfScheme(scheme)) builds.push_back(*build);
+    const auto build = buildOfScheme(scheme);
+    if (!build) continue;
+    const Endpoints endpoints = installedEndpointsForScheme(schemeOf(*build));
+    if (!endpoints.paths.empty()) paths.emplace(*build, endpoints.paths.front());
   }
-  std::sort(builds.begin(), builds.end());
+  return paths;
+}
+
+std::vector<std::uint32_t> BuildInventory::installedBuildNumbers() const {
+  std::vector<std::uint32_t> builds;
+  for (const auto& endpoint : allInstalledBuilds().paths) {
+    if (const auto number = bundleBuildNumber(endpoint))
+      builds.push_back(static_cast<std::uint32_t>(*number));
+  }
   return builds;
 }
 
 std::int32_t BuildInventory::latestInstalledVersion(const Endpoints& endpoints) const {
   std::int32_t latest = -1;
-  for (const auto& endpoint : endpoints)
-    latest = std::max(latest, bundleBuildNumber(endpoint));
+  for (const auto& endpoint : endpoints.paths)
+    latest = std::max(latest, bundleBuildNumber(endpoint).value_or(latest));
   return latest;
 }
 
-bool BuildInventory::isActiveBuild(std::uint32_t buildNumber) const {
-  return std::any_of(_parser.activeBuilds.begin(), _parser.activeBuilds.end(),
+bool BuildInventory::isActiveBuild(const UpdateInfo& info, std::uint32_t buildNumber) {
+  return std::any_of(info.activeBuilds.begin(), info.activeBuilds.end(),
                      [buildNumber](const ActiveBuild& build) { return build.buildNumber == buildNumber; });
 }
 
@@ -106,16 +117,23 @@ std::optional<std::string> BuildInventory::getOlderVersionsFolder() const {
   return folder;
 }
 
-std::string bundleVersionText(const std::string& bundlePath) {
-  const auto information = platform::bundleInformation(bundlePath);
-  const auto* version = information ? platform::plist::find(*information, "CFBundleVersion") : nullptr;
-  if (version == nullptr) return {};
+std::optional<std::string> bundleVersionText(const std::string& bundlePath) {
+  platform::plist::Dictionary information;
+  if (platform::bundleInformation(bundlePath, information).failed()) return std::nullopt;
+  const auto* version = platform::plist::find(information, "CFBundleVersion");
+  if (version == nullptr) return std::string();
   if (const auto* text = version->as<std::string>()) return *text;
   const auto number = version->integerValue();
   return number ? std::to_string(*number) : std::string();
 }
 
-std::int32_t bundleBuildNumber(const std::string& bundlePath) {
-  const auto number = platform::plist::Value(bundleVersionText(bundlePath)).integerValue();
+std::optional<std::int32_t> bundleBuildNumber(const std::string& bundlePath) {
+  const auto text = bundleVersionText(bundlePath);
+  if (!text) return std::nullopt;
+  const auto number = platform::plist::Value(*text).integerValue();
   return static_cast<std::int32_t>(std::clamp<std::int64_t>(number.value_or(0), INT32_MIN, INT32_MAX));
+}
+
+void logFoundEndpoint(const std::string& path) {
+  zrrt::log(ZRLogLevel::eDebug, "Found installed endpoint at '%s'.", path.c_str());
 }

@@ -1,23 +1,26 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
 #include <optional>
 #include <string>
 #include <vector>
 
-#include "Code/Common/UpdateInfoParser.h"
+#include "Code/Common/UpdateInfo.h"
 #include "Code/MacOSX/VNTUpdate/EngineSettings.h"
 #include "platform/FileManager.h"
 
-/// Paths of installed client bundles ("endpoints"), in the order of the application registry.
-using Endpoints = std::vector<std::string>;
+/// Installed client bundles ("endpoints").
+struct Endpoints {
+  std::vector<std::string> paths;  ///< in the order of the application registry
+  bool sawEverything = true;       ///< false: there may be more, out of sight
+};
 
 /// Which builds are installed. Nothing is kept: each question asks the application registry again.
 class BuildInventory {
  public:
-  BuildInventory(platform::FileManager& fileManager, const EngineSettings& settings,
-                 const UpdateInfoParser& parser)
-      : _fileManager(fileManager), _settings(settings), _parser(parser) {}
+  BuildInventory(platform::FileManager& fileManager, const EngineSettings& settings)
+      : _fileManager(fileManager), _settings(settings) {}
 
   /// The endpoints that open URLs of the scheme of `url` ("Vantora://"). What lies in the Trash, in a folder
   /// named by a bundle identifier or in a developer's build output is none.
@@ -25,13 +28,14 @@ class BuildInventory {
   [[nodiscard]] Endpoints allInstalledBuilds() const;
   /// The first endpoint that opens the URLs of that build; logged.
   [[nodiscard]] std::optional<std::string> isInstalled(std::uint32_t buildNumber) const;
-  /// The builds that some bundle opens the URLs of, ascending: all for which `isInstalled` can have an
-  /// answer.
-  [[nodiscard]] std::vector<std::uint32_t> declaredBuilds() const;
-  /// The highest build number among the endpoints; -1 when there are none.
+  /// Every build for which `isInstalled` has an answer, with that answer; not logged.
+  [[nodiscard]] std::map<std::uint32_t, std::string> installedPaths() const;
+  /// The build numbers of all installed endpoints, as far as they are known, in the registry's order.
+  [[nodiscard]] std::vector<std::uint32_t> installedBuildNumbers() const;
+  /// The highest build number known among the endpoints; -1 when there is none.
   [[nodiscard]] std::int32_t latestInstalledVersion(const Endpoints& endpoints) const;
   /// Whether the update info lists the build as active.
-  [[nodiscard]] bool isActiveBuild(std::uint32_t buildNumber) const;
+  [[nodiscard]] static bool isActiveBuild(const UpdateInfo& info, std::uint32_t buildNumber);
   /// The folders where builds may lie: Applications of the system and of the user, the user's Desktop.
   [[nodiscard]] std::vector<std::string> possibleInstallPaths() const;
   /// The folder "Vantora" of the installation folder, made if need be; the installation folder itself when
@@ -43,10 +47,13 @@ class BuildInventory {
 
   platform::FileManager& _fileManager;
   const EngineSettings& _settings;
-  const UpdateInfoParser& _parser;
 };
 
-/// "CFBundleVersion" of the bundle as it is written; empty when there is none.
-[[nodiscard]] std::string bundleVersionText(const std::string& bundlePath);
-/// Its integer value; 0 when there is none.
-[[nodiscard]] std::int32_t bundleBuildNumber(const std::string& bundlePath);
+/// "CFBundleVersion" of the bundle as it is written, empty when its information dictionary has none; none
+/// when there is no dictionary, or it cannot be read now.
+[[nodiscard]] std::optional<std::string> bundleVersionText(const std::string& bundlePath);
+/// Its integer value; 0 for a text that is no number.
+[[nodiscard]] std::optional<std::int32_t> bundleBuildNumber(const std::string& bundlePath);
+
+/// Logs that an endpoint was looked for and found.
+void logFoundEndpoint(const std::string& path);

@@ -1,16 +1,17 @@
 #include "Code/MacOSX/VNTUpdate/DeltaInstaller.h"
 
 #include <algorithm>
+#include <iterator>
+#include <set>
 
 #include "Code/Common/DeltaPlanner.h"
+#include "Code/Common/DeltaTree.h"
 #include "Code/Common/DeltaUpdatesTools.h"
 #include "Code/Common/ServerConfiguration.h"
 #include "Code/MacOSX/VNTUpdate/TemporaryNames.h"
-#include "Code/MacOSX/VNTUpdate/UnpackFolder.h"
 #include "platform/Clock.h"
 #include "runtime/Code/ZRLog.h"
-#include "runtime/File/ZRDirectory.h"
-#include "runtime/File/ZRFile.h"
+#include "runtime/Code/ZRPlatformError.h"
 #include "runtime/Threads/ZRDynamicThreadPool.h"
 
 namespace {
@@ -35,45 +36,53 @@ double secondsSince(std::chrono::milliseconds start) {
   return static_cast<float>((platform::clock().monotonic() - start).count()) / 1000.0F;
 }
 
+std::vector<ActiveBuild> missingBuilds(const std::vector<ActiveBuild>& builds,
+                                       const std::vector<std::uint32_t>& installed) {
+  const std::set<std::uint32_t> there(installed.begin(), installed.end());
+  std::vector<ActiveBuild> missing;
+  std::copy_if(builds.begin(), builds.end(), std::back_inserter(missing),
+               [&there](const ActiveBuild& build) { return there.count(build.buildNumber) == 0; });
+  return missing;
+}
+
+/// The endpoint that the package starts from; null when there is none.
+const std::string* baseForPackage(const DeltaPackage& package, std::uint32_t targetBuild,
+                                  const std::map<std::uint32_t, std::string>& bases) {
+  if (package.macDownloadUrl.isEmpty()) return nullptr;
+  const auto base = bases.find(package.fromBuildNumber);
+  if (base == bases.end()) return nullptr;
+  logFoundEndpoint(base->second);
+  zrrt::log(ZRLogLevel::eDebug, "Found existing build %d to install %d",
+            static_cast<int>(package.fromBuildNumber), static_cast<int>(targetBuild));
+  return &base->second;
+}
+
 }  // namespace
 
-void DeltaInstaller::downloadAndInstallActiveBuildsUsingDeltaUpdates() {
-  if (_parser.activeBuilds.empty()) return;
-  const auto installed = installedBuildNumbers();
-  removeInstalledBuilds(installed);
-  if (_parser.activeBuilds.empty()) return;
+void DeltaInstaller::downloadAndInstallActiveBuildsUsingDeltaUpdates(const UpdateInfo& info) {
+  const auto installed = _inventory.installedBuildNumbers();
+  std::vector<ActiveBuild> missing = missingBuilds(info.activeBuilds, installed);
+  if (missing.empty()) return;
   DeltaPlan plan;
-  static_cast<void>(planDeltaPath(_parser.activeBuilds, installed, plan));
+  static_cast<void>(planDeltaPath(missing, installed, plan));
   for (const std::uint32_t index : plan.order)
-    installBuild(_parser.activeBuilds.at(index));
-}
-
-std::vector<std::uint32_t> DeltaInstaller::installedBuildNumbers() const {
-  std::vector<std::uint32_t> builds;
-  for (const auto& endpoint : _inventory.allInstalledBuilds())
-    builds.push_back(static_cast<std::uint32_t>(bundleBuildNumber(endpoint)));
-  return builds;
-}
-
-void DeltaInstaller::removeInstalledBuilds(const std::vector<std::uint32_t>& installed) {
-  auto& builds = _parser.activeBuilds;
-  const auto isInstalled = [&installed](const ActiveBuild& build) {
-    return std::find(installed.begin(), installed.end(), build.buildNumber) != installed.end();
-  };
-  builds.erase(std::remove_if(builds.begin(), builds.end(), isInstalled), builds.end());
+    installBuild(missing.at(index));
 }
 
 void DeltaInstaller::installBuild(const ActiveBuild& build) {
+  const Bases bases = _inventory.installedPaths();
   const auto install = [&](const DeltaPackage& package) {
-    return installFromPackage(package, build.buildNumber);
+    return installFromPackage(package, build.buildNumber, bases);
   };
   if (std::any_of(build.deltaPackages.begin(), build.deltaPackages.end(), install)) return;
-  static_cast<void>(_installer.downloadAndInstallSingleBuild(build.buildNumber, build.macDownloadUrl.str()));
+  static_cast<void>(
+      _fullInstaller.downloadAndInstallSingleBuild(build.buildNumber, build.macDownloadUrl.str()));
 }
 
-bool DeltaInstaller::installFromPackage(const DeltaPackage& package, std::uint32_t targetBuild) {
-  const auto base = baseForPackage(package, targetBuild);
-  if (!base || !obtainPackage(package.macDownloadUrl.str(), package.fromBuildNumber, targetBuild)) {
+bool DeltaInstaller::installFromPackage(const DeltaPackage& package, std::uint32_t targetBuild,
+                                        const Bases& bases) {
+  const auto* base = baseForPackage(package, targetBuild, bases);
+  if (base == nullptr || !obtainPackage(package.macDownloadUrl.str(), package.fromBuildNumber, targetBuild)) {
     return false;
   }
   if (!applyPatchFromBuild(*base, package.fromBuildNumber, targetBuild)) {
@@ -83,53 +92,42 @@ bool DeltaInstaller::installFromPackage(const DeltaPackage& package, std::uint32
   return installPatchedBuild(targetBuild);
 }
 
-std::optional<std::string> DeltaInstaller::baseForPackage(const DeltaPackage& package,
-                                                          std::uint32_t targetBuild) const {
-  if (package.macDownloadUrl.isEmpty()) return std::nullopt;
-  auto base = _inventory.isInstalled(package.fromBuildNumber);
-  if (base) {
-    zrrt::log(ZRLogLevel::eDebug, "Found existing build %d to install %d",
-              static_cast<int>(package.fromBuildNumber), static_cast<int>(targetBuild));
-  }
-  return base;
-}
-
 bool DeltaInstaller::obtainPackage(const std::string& url, std::uint32_t sourceBuild,
                                    std::uint32_t targetBuild) {
-  const std::string folder = _settings.tempPath + deltaFolderName(sourceBuild, targetBuild);
-  if (!_installer.removeLeftover(folder)) return false;
-  if (_installer.downloadAndUnarchiveSingleBuild(targetBuild, url, true)) return true;
-  static_cast<void>(_installer.removeLeftover(folder));
-  return false;
+  const Archive archive{
+      .url = url, .name = deltaArchiveName(targetBuild), .item = deltaFolderName(sourceBuild, targetBuild)};
+  return _store.downloadAndUnarchiveSingleBuild(targetBuild, archive);
 }
 
 bool DeltaInstaller::installPatchedBuild(std::uint32_t targetBuild) {
   const auto folder = _inventory.getOlderVersionsFolder();
-  if (_installer.installEndpoint(targetBuild, folder)) return true;
+  if (_placement.installEndpoint(targetBuild, folder)) return true;
   zrrt::log(ZRLogLevel::eError, "Unable to install endpoint to folder %s", folder.value_or("(null)").c_str());
   return false;
 }
 
 void DeltaInstaller::downloadAndInstall(std::uint32_t targetBuild) {
   if (_inventory.isInstalled(targetBuild)) return;
-  if (!_retrieval.getUpdateInfo()) {
+  auto info = _retrieval.getUpdateInfo();
+  if (!info) {
     zrrt::log(ZRLogLevel::eError, "Unable to retrieve update info");
     return;
   }
-  auto& builds = _parser.activeBuilds;
+  auto& builds = info->activeBuilds;
   const auto target = std::find_if(builds.begin(), builds.end(), [targetBuild](const ActiveBuild& build) {
     return build.buildNumber == targetBuild;
   });
   if (target == builds.end()) return;
   sortDeltaPackages(*target);
+  const Bases bases = _inventory.installedPaths();
   for (const auto& package : target->deltaPackages)
-    if (installAtOnce(package, targetBuild) == Attempt::stop) return;
+    if (installAtOnce(package, targetBuild, bases) == Attempt::stop) return;
 }
 
-DeltaInstaller::Attempt DeltaInstaller::installAtOnce(const DeltaPackage& package,
-                                                      std::uint32_t targetBuild) {
-  const auto base = baseForPackage(package, targetBuild);
-  if (!base) return Attempt::nextPackage;
+DeltaInstaller::Attempt DeltaInstaller::installAtOnce(const DeltaPackage& package, std::uint32_t targetBuild,
+                                                      const Bases& bases) {
+  const auto* base = baseForPackage(package, targetBuild, bases);
+  if (base == nullptr) return Attempt::nextPackage;
   if (!obtainPackageAtOnce(package, targetBuild)) return Attempt::stop;
   if (!applyPatchFromBuild(*base, package.fromBuildNumber, targetBuild)) return Attempt::nextPackage;
   static_cast<void>(installPatchedBuild(targetBuild));
@@ -146,7 +144,7 @@ bool DeltaInstaller::obtainPackageAtOnce(const DeltaPackage& package, std::uint3
 std::optional<std::string> DeltaInstaller::getExtractedDeltaPath(std::uint32_t sourceBuild,
                                                                  std::uint32_t targetBuild) const {
   std::string path = _settings.tempPath + deltaFolderName(sourceBuild, targetBuild);
-  if (isRealFolder(path)) return path;
+  if (treeEntry(path) == TreeEntry::folder) return path;
   zrrt::log(ZRLogLevel::eError, "Unable to locate extracted endpoint in temp folder");
   return std::nullopt;
 }
@@ -163,7 +161,7 @@ bool DeltaInstaller::applyPatchFromBuild(const std::string& basePath, std::uint3
   }
   const bool done = patchAndVerify(*folder, basePath) && succeeded(setExeFileAttributes(*folder), ZR_HERE) &&
                     turnIntoBundle(*folder, targetBuild);
-  if (!done) static_cast<void>(ZRDirectory::remove(*folder));
+  if (!done) static_cast<void>(_store.removeLeftover(*folder));
   return done;
 }
 
@@ -184,6 +182,6 @@ bool DeltaInstaller::patchAndVerify(const std::string& folder, const std::string
 
 bool DeltaInstaller::turnIntoBundle(const std::string& folder, std::uint32_t targetBuild) const {
   const std::string bundle = _settings.tempPath + endpointName(targetBuild);
-  static_cast<void>(_installer.removeLeftover(bundle));
-  return succeeded(ZRFile::rename(folder, bundle), ZR_HERE);
+  static_cast<void>(_store.removeLeftover(bundle));
+  return succeeded(zrrt::resultOf(_fileManager.renameItem(folder, bundle), "rename()"), ZR_HERE);
 }

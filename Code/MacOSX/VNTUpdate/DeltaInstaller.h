@@ -1,12 +1,15 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
 #include <optional>
 #include <string>
 #include <vector>
 
-#include "Code/Common/UpdateInfoParser.h"
+#include "Code/Common/UpdateInfo.h"
+#include "Code/MacOSX/VNTUpdate/ArchiveStore.h"
 #include "Code/MacOSX/VNTUpdate/BuildInventory.h"
+#include "Code/MacOSX/VNTUpdate/EndpointPlacement.h"
 #include "Code/MacOSX/VNTUpdate/EngineSettings.h"
 #include "Code/MacOSX/VNTUpdate/FullInstaller.h"
 #include "Code/MacOSX/VNTUpdate/UpdateInfoRetrieval.h"
@@ -14,17 +17,20 @@
 /// Installs builds by patching installed ones. Every operation logs its failures.
 class DeltaInstaller {
  public:
-  DeltaInstaller(const EngineSettings& settings, UpdateInfoParser& parser, const BuildInventory& inventory,
-                 UpdateInfoRetrieval& retrieval, FullInstaller& installer)
-      : _settings(settings),
-        _parser(parser),
+  DeltaInstaller(platform::FileManager& fileManager, const EngineSettings& settings,
+                 const BuildInventory& inventory, UpdateInfoRetrieval& retrieval, ArchiveStore& store,
+                 const EndpointPlacement& placement, FullInstaller& fullInstaller)
+      : _fileManager(fileManager),
+        _settings(settings),
         _inventory(inventory),
         _retrieval(retrieval),
-        _installer(installer) {}
+        _store(store),
+        _placement(placement),
+        _fullInstaller(fullInstaller) {}
 
   /// Installs every missing active build in the cheapest order, from a delta package where one fits, else
-  /// whole. The builds that are installed already leave the parsed update info.
-  void downloadAndInstallActiveBuildsUsingDeltaUpdates();
+  /// whole.
+  void downloadAndInstallActiveBuildsUsingDeltaUpdates(const UpdateInfo& info);
   /// Fetches the update info and installs one build from its smallest delta package that fits; never whole.
   void downloadAndInstall(std::uint32_t targetBuild);
   /// Turns the unpacked delta package into the bundle of the target build in the temporary folder: patched,
@@ -37,15 +43,14 @@ class DeltaInstaller {
  private:
   /// How a package that was tried ended.
   enum class Attempt { nextPackage, stop };
+  /// The installed builds that a package may start from, with their paths.
+  using Bases = std::map<std::uint32_t, std::string>;
 
-  [[nodiscard]] std::vector<std::uint32_t> installedBuildNumbers() const;
-  void removeInstalledBuilds(const std::vector<std::uint32_t>& installed);
   void installBuild(const ActiveBuild& build);
-  [[nodiscard]] bool installFromPackage(const DeltaPackage& package, std::uint32_t targetBuild);
-  [[nodiscard]] Attempt installAtOnce(const DeltaPackage& package, std::uint32_t targetBuild);
-  [[nodiscard]] std::optional<std::string> baseForPackage(const DeltaPackage& package,
-                                                          std::uint32_t targetBuild) const;
-  /// Downloads and unpacks a package. Nothing of an earlier attempt gets in, and a failed one leaves nothing.
+  [[nodiscard]] bool installFromPackage(const DeltaPackage& package, std::uint32_t targetBuild,
+                                        const Bases& bases);
+  [[nodiscard]] Attempt installAtOnce(const DeltaPackage& package, std::uint32_t targetBuild,
+                                      const Bases& bases);
   [[nodiscard]] bool obtainPackage(const std::string& url, std::uint32_t sourceBuild,
                                    std::uint32_t targetBuild);
   [[nodiscard]] bool obtainPackageAtOnce(const DeltaPackage& package, std::uint32_t targetBuild);
@@ -53,9 +58,11 @@ class DeltaInstaller {
   [[nodiscard]] bool patchAndVerify(const std::string& folder, const std::string& basePath) const;
   [[nodiscard]] bool turnIntoBundle(const std::string& folder, std::uint32_t targetBuild) const;
 
+  platform::FileManager& _fileManager;
   const EngineSettings& _settings;
-  UpdateInfoParser& _parser;
   const BuildInventory& _inventory;
   UpdateInfoRetrieval& _retrieval;
-  FullInstaller& _installer;
+  ArchiveStore& _store;
+  const EndpointPlacement& _placement;
+  FullInstaller& _fullInstaller;
 };

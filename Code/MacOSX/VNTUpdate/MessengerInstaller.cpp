@@ -1,29 +1,19 @@
 #include "Code/MacOSX/VNTUpdate/MessengerInstaller.h"
 
-#include "Code/Common/UpdateInfoParser.h"
 #include "Code/MacOSX/MacMessengerUtilities.h"
 #include "Code/MacOSX/VNTUpdate/DownloadGuard.h"
 #include "Code/MacOSX/VNTUpdate/UpdateInfoRetrieval.h"
 #include "Code/MacOSX/VNTUpdate/UpdateSchedule.h"
-#include "Code/MacOSX/VNTUpdateDownloader.h"
 #include "runtime/Code/ZRLog.h"
 
-MessengerInstaller::MessengerInstaller(UpdateInfoRetrieval& retrieval, const UpdateInfoParser& updateInfo,
-                                       const UpdateSchedule& schedule, const std::string& userAgent,
-                                       platform::FileManager& fileManager)
-    : _retrieval(retrieval),
-      _updateInfo(updateInfo),
-      _schedule(schedule),
-      _userAgent(userAgent),
-      _fileManager(fileManager) {}
-
 bool MessengerInstaller::downloadAndInstallMessengerApp() {
-  if (!_retrieval.getUpdateInfo()) {
+  const auto info = _retrieval.getUpdateInfo();
+  if (!info) {
     zrrt::log(ZRLogLevel::eError, "Unable to retrieve Messenger info");
     return false;
   }
   if (!_schedule.isEnabled()) return false;
-  const std::string address = _updateInfo.messenger.macDownloadUrl.toPlatformString();
+  const std::string address = info->messenger.macDownloadUrl.str();
   if (address.empty()) {
     zrrt::logEntry(ZRLogLevel::eInformation, "-[VNTUpdate downloadAndInstallMessengerApp]", nullptr,
                    "MessengerIntegration=\"Not configured\"");
@@ -36,25 +26,19 @@ bool MessengerInstaller::downloadAndInstallMessengerApp() {
 }
 
 std::optional<std::string> MessengerInstaller::obtainArchive(const std::string& address) {
-  const auto folder = MacMessengerUtilities::getTempFolder(_fileManager);
-  if (!folder) return std::nullopt;
-  std::string archive = *folder + "/Vantora_Messenger.zip";
-  const bool isThere = _fileManager.itemKind(archive) != platform::ItemKind::none;
-  if (!isThere && !downloadArchive(address, archive)) return std::nullopt;
-  return archive;
-}
-
-bool MessengerInstaller::downloadArchive(const std::string& address, const std::string& archive) {
-  double seconds = 0;
-  std::uint64_t bytes = 0;
-  VNTUpdateDownloader downloader;
-  const ZRResult result = downloader.download(address, archive, _userAgent, seconds, bytes);
-  if (result.code() != ZRError::eNoError) {
-    zrrt::log(ZRLogLevel::eError, "Download of Messenger.zip failed");
-    return false;
+  std::string archive = _settings.tempPath + "/Vantora_Messenger.zip";
+  ArchiveStore::Download download;
+  switch (_store.fetch(address, archive, download)) {
+    case ArchiveStore::Fetched::failed:
+      zrrt::log(ZRLogLevel::eError, "Download of Messenger.zip failed");
+      return std::nullopt;
+    case ArchiveStore::Fetched::wasThere:
+      break;
+    case ArchiveStore::Fetched::downloaded:
+      zrrt::log(ZRLogLevel::eDebug,
+                "Download of Messenger.zip complete. Elapsed time = %f secs, Bytes downloaded = %lld",
+                download.seconds, static_cast<long long>(download.bytes));
+      break;
   }
-  zrrt::log(ZRLogLevel::eDebug,
-            "Download of Messenger.zip complete. Elapsed time = %f secs, Bytes downloaded = %lld", seconds,
-            static_cast<long long>(bytes));
-  return true;
+  return archive;
 }

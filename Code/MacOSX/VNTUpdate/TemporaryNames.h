@@ -1,7 +1,9 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
+#include <string_view>
 
 /// @file
 /// Names in the agent's temporary folder, each with a leading "/".
@@ -14,3 +16,12 @@
 [[nodiscard]] std::string endpointName(std::uint32_t build);
 /// The unpacked delta package.
 [[nodiscard]] std::string deltaFolderName(std::uint32_t sourceBuild, std::uint32_t targetBuild);
+
+/// What one of these names (without the "/") is of.
+struct TemporaryItem {
+  enum class Kind { archive, unpacked };
+  Kind kind;
+  std::uint32_t build;  ///< that it is for
+};
+/// None for a name that is none of these to the letter.
+[[nodiscard]] std::optional<TemporaryItem> temporaryItemOf(std::string_view name);

@@ -7,41 +7,26 @@
 #include "platform/Url.h"
 #include "platform/UrlLoading.h"
 #include "runtime/Code/ZRLog.h"
+#include "runtime/Code/ZRPrintable.h"
 
 namespace {
 
-constexpr const char* kUpdateInfoUrlKey = "UpdateInfoURL";
 constexpr const char* kLocalDocumentName = "/config.json";
-constexpr std::uint64_t kMaxDocumentBytes = 64ULL << 20;
-
-const char* orNull(const char* text) {
-  return text != nullptr ? text : "(null)";
-}
-
-/// Scheme and host of a text; what does not parse has neither.
-class Address {
- public:
-  explicit Address(const std::string& text) : _url(platform::Url::parse(text)) {}
-  [[nodiscard]] const char* scheme() const { return _url ? _url->scheme() : nullptr; }
-  [[nodiscard]] const char* host() const { return _url ? _url->host() : nullptr; }
-  [[nodiscard]] const platform::Url& url() const { return *_url; }
-
- private:
-  std::optional<platform::Url> _url;
-};
+constexpr std::uint64_t kMaxDocumentBytes = 16ULL << 20;
 
 bool isAscii(const std::string& text) {
   return std::all_of(text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) < 0x80; });
 }
 
-bool mayFetchDocument(const Address& address) {
-  if (!isSafeScheme(address.scheme())) {
+bool mayFetchDocument(const std::string& url) {
+  const UrlTrust trust = examineUrl(url);
+  if (!trust.isSafe) {
     zrrt::log(ZRLogLevel::eDebug, "The url scheme '%s' is not safe. Aborting download.",
-              orNull(address.scheme()));
+              trust.scheme.c_str());
     return false;
   }
-  if (!isTrustedServer(address.host())) {
-    zrrt::log(ZRLogLevel::eDebug, "Server '%s' is not trusted. Aborting download.", orNull(address.host()));
+  if (!trust.isTrusted) {
+    zrrt::log(ZRLogLevel::eDebug, "Server '%s' is not trusted. Aborting download.", trust.host.c_str());
     return false;
   }
   return true;
@@ -49,49 +34,50 @@ bool mayFetchDocument(const Address& address) {
 
 }  // namespace
 
-void UpdateInfoRetrieval::load() {
-  const auto stored = _preferences.text(kUpdateInfoUrlKey);
+std::string usableUpdateInfoURL(const std::optional<std::string>& stored) {
   if (!stored) {
     zrrt::log(ZRLogLevel::eDebug, "UpdateInfo URL not found in Preferences plist. Using default URL.");
   }
-  _updateInfoURL = stored.value_or(configuration::kDefaultUpdateInfoUrl);
-  const Address address(_updateInfoURL);
-  if (!isSafeScheme(address.scheme())) {
+  const std::string url = stored.value_or(configuration::kDefaultUpdateInfoUrl);
+  const UrlTrust trust = examineUrl(url);
+  if (!trust.isSafe) {
     zrrt::log(ZRLogLevel::eDebug, "The url scheme '%s' is not safe. Using default URL.",
-              orNull(address.scheme()));
-    _updateInfoURL = configuration::kDefaultUpdateInfoUrl;
+              trust.scheme.c_str());
   }
-  if (!isTrustedServer(address.host())) {
-    zrrt::log(ZRLogLevel::eDebug, "Server '%s' is not trusted. Using default URL.", orNull(address.host()));
-    _updateInfoURL = configuration::kDefaultUpdateInfoUrl;
+  if (!trust.isTrusted) {
+    zrrt::log(ZRLogLevel::eDebug, "Server '%s' is not trusted. Using default URL.", trust.host.c_str());
   }
+  return trust.isSafe && trust.isTrusted ? url : configuration::kDefaultUpdateInfoUrl;
 }
 
-bool UpdateInfoRetrieval::getUpdateInfo() {
-  if (useLocalDocument()) return true;
+std::optional<UpdateInfo> UpdateInfoRetrieval::getUpdateInfo() {
+  if (useLocalDocument()) return _parser.updateInfo();
   for (int redirects = 0;;) {
     std::string newLocation;
     const Answer answer = fetchDocument(redirects > 0, newLocation);
-    if (answer == Answer::failure) return false;
+    if (answer == Answer::failure) return std::nullopt;
     if (answer == Answer::document) break;
     _updateInfoURL = newLocation;
     if (++redirects > 1) {
       zrrt::log(ZRLogLevel::eWarning, "Aborting due to too many redirects.");
-      return false;
+      return std::nullopt;
     }
   }
   adoptSettings();
-  return true;
+  return _parser.updateInfo();
 }
 
 bool UpdateInfoRetrieval::useLocalDocument() {
-  if (_parser.parseFile(_settings.tempPath + kLocalDocumentName).isFailure()) return false;
+  const ZRResult parsed = _parser.parseFile(_settings.tempPath + kLocalDocumentName);
+  // Mostly there is none.
+  if (parsed.code() != ZRError::eNotFound) zrReport(ZRLogLevel::eWarning, parsed, "Error returned", ZR_HERE);
+  if (parsed.isFailure()) return false;
   zrrt::log(ZRLogLevel::eDebug, "Using local config.json file");
   return true;
 }
 
 UpdateInfoRetrieval::Answer UpdateInfoRetrieval::fetchDocument(bool redirected, std::string& newLocation) {
-  zrrt::log(ZRLogLevel::eDebug, "Downloading update info from '%s'", _updateInfoURL.c_str());
+  zrrt::log(ZRLogLevel::eDebug, "Downloading update info from '%s'", zrrt::onOneLine(_updateInfoURL).c_str());
   const auto body = downloadDocument();
   if (!body) return Answer::failure;
   const Answer answer = parseDocument(*body, newLocation);
@@ -100,9 +86,9 @@ UpdateInfoRetrieval::Answer UpdateInfoRetrieval::fetchDocument(bool redirected, 
 }
 
 std::optional<std::string> UpdateInfoRetrieval::downloadDocument() const {
-  const Address address(_updateInfoURL);
-  if (!mayFetchDocument(address)) return std::nullopt;
-  platform::UrlRequest request{.url = address.url(), .headers = {{"User-Agent", _settings.userAgent}}};
+  if (!mayFetchDocument(_updateInfoURL)) return std::nullopt;
+  const auto url = platform::Url::parse(_updateInfoURL);
+  platform::UrlRequest request{.url = *url, .headers = {{"User-Agent", _settings.userAgent}}};
   request.ignoresCache = true;
   platform::UrlResponse response;
   std::string body;
@@ -116,7 +102,9 @@ std::optional<std::string> UpdateInfoRetrieval::downloadDocument() const {
 UpdateInfoRetrieval::Answer UpdateInfoRetrieval::parseDocument(const std::string& body,
                                                                std::string& newLocation) {
   ZRString location;
-  if (_parser.parseText(isAscii(body) ? body.c_str() : nullptr, location).isFailure()) {
+  const ZRResult parsed = _parser.parseText(isAscii(body) ? body.c_str() : nullptr, location);
+  if (parsed.isFailure()) {
+    zrReport(ZRLogLevel::eError, parsed, "Error returned", ZR_HERE);
     zrrt::log(ZRLogLevel::eError, "Unable to parse update info.");
     return Answer::failure;
   }
@@ -125,7 +113,7 @@ UpdateInfoRetrieval::Answer UpdateInfoRetrieval::parseDocument(const std::string
 }
 
 void UpdateInfoRetrieval::rememberLocation() {
-  _preferences.setValue(kUpdateInfoUrlKey, _updateInfoURL);
+  _preferences.setValue(preference::kUpdateInfoURL, _updateInfoURL);
   if (_preferences.save().failed()) {
     zrrt::log(ZRLogLevel::eError, "Unable to save plist with new update info URL '%s'.",
               _updateInfoURL.c_str());
@@ -133,7 +121,7 @@ void UpdateInfoRetrieval::rememberLocation() {
 }
 
 void UpdateInfoRetrieval::adoptSettings() {
-  const UpdateSettings& settings = _parser.updaterSettings;
+  const UpdateSettings& settings = _parser.updateInfo().updaterSettings;
   zrrt::log(ZRLogLevel::eDebug, "Parsed update info: enabled = %d, minDelayInDays = %d, maxDelayInDays = %d",
             settings.enabled, settings.minDelayInDays, settings.maxDelayInDays);
   _schedule.adoptSettings(settings);

@@ -8,21 +8,19 @@
 #include "Code/MacOSX/VNTUpdate/EngineSettings.h"
 #include "Code/MacOSX/VNTUpdate/UpdateSchedule.h"
 
-/// Gets the update info document into the parser.
+/// Gets the update info document.
 class UpdateInfoRetrieval {
  public:
-  UpdateInfoRetrieval(AgentPreferences& preferences, UpdateSchedule& schedule, UpdateInfoParser& parser,
-                      const EngineSettings& settings)
-      : _preferences(preferences), _schedule(schedule), _parser(parser), _settings(settings) {}
+  UpdateInfoRetrieval(AgentPreferences& preferences, UpdateSchedule& schedule, const EngineSettings& settings)
+      : _preferences(preferences),
+        _schedule(schedule),
+        _settings(settings),
+        _updateInfoURL(settings.updateInfoURL) {}
 
-  /// Takes the address from the preferences; one that may not be used is replaced by the default for this
-  /// run.
-  void load();
-
-  /// Whether the parser holds a usable document: the file "config.json" of the temporary folder, else what
-  /// the server answers, over one redirect at most. A document from the server also sets the schedule. The
-  /// answer no is logged with its reason.
-  [[nodiscard]] bool getUpdateInfo();
+  /// What the document says: the file "config.json" of the temporary folder, else what the server answers,
+  /// over one redirect at most. A document from the server also sets the schedule. None, logged with the
+  /// reason, when there is no usable document.
+  [[nodiscard]] std::optional<UpdateInfo> getUpdateInfo();
 
   [[nodiscard]] const std::string& updateInfoURL() const { return _updateInfoURL; }
   void setUpdateInfoURL(std::string url) { _updateInfoURL = std::move(url); }
@@ -39,7 +37,11 @@ class UpdateInfoRetrieval {
 
   AgentPreferences& _preferences;
   UpdateSchedule& _schedule;
-  UpdateInfoParser& _parser;
   const EngineSettings& _settings;
+  UpdateInfoParser _parser;
   std::string _updateInfoURL;
 };
+
+/// The address to ask, of the one stored in the preferences (none: there is none): one that may not be used
+/// is replaced by the default, which is logged.
+[[nodiscard]] std::string usableUpdateInfoURL(const std::optional<std::string>& stored);

@@ -6,10 +6,6 @@
 
 namespace {
 
-constexpr const char* kNextUpdateCheckKey = "NextUpdateCheck";
-constexpr const char* kRescheduledUpdateChecksKey = "RescheduledUpdateChecks";
-constexpr const char* kAlwaysCheckKey = "AlwaysCheck";
-
 double secondsSince(platform::Date date) {
   return (platform::now() - date).count();
 }
@@ -19,18 +15,6 @@ void logNextCheck(platform::Date date) {
 }
 
 }  // namespace
-
-bool UpdateSchedule::load() {
-  const auto nextCheck = _preferences.date(kNextUpdateCheckKey);
-  if (!nextCheck) {
-    zrrt::log(ZRLogLevel::eError, "Time for next update check not found in Preferences plist - aborting!");
-    return false;
-  }
-  _nextUpdateCheck = *nextCheck;
-  _rescheduledUpdateChecks = _preferences.integer(kRescheduledUpdateChecksKey).value_or(0);
-  _alwaysCheck = _preferences.boolean(kAlwaysCheckKey).value_or(false);
-  return true;
-}
 
 bool UpdateSchedule::isTimeForUpdateCheck() {
   const double elapsed = secondsSince(_nextUpdateCheck);
@@ -50,7 +34,7 @@ bool UpdateSchedule::isTimeForUpdateCheck() {
 void UpdateSchedule::calculateNextUpdateCheck(std::int32_t mode) {
   _nextUpdateCheck = _isEnabled ? dateAfterDelay(mode) : platform::distantFuture();
   logNextCheck(_nextUpdateCheck);
-  _preferences.setValue(kNextUpdateCheckKey, _nextUpdateCheck);
+  _preferences.setValue(preference::kNextUpdateCheck, _nextUpdateCheck);
   // A date that is not kept only means that the next run decides again.
   static_cast<void>(_preferences.save());
 }
@@ -63,14 +47,14 @@ platform::Date UpdateSchedule::dateAfterDelay(std::int32_t mode) {
                      delaySeconds(_minDaysBetweenChecks, _maxDaysBetweenChecks, kSecondsPerDay, random));
   }
   ++_rescheduledUpdateChecks;
-  _preferences.setValue(kRescheduledUpdateChecksKey, _rescheduledUpdateChecks);
+  _preferences.setValue(preference::kRescheduledUpdateChecks, _rescheduledUpdateChecks);
   return now +
          platform::Seconds(delaySeconds(_rescheduleMinHours, _rescheduleMaxHours, kSecondsPerHour, random));
 }
 
 void UpdateSchedule::setAndSaveResecheduledUpdates(std::int32_t count) {
   _rescheduledUpdateChecks = count;
-  _preferences.setValue(kRescheduledUpdateChecksKey, count);
+  _preferences.setValue(preference::kRescheduledUpdateChecks, count);
   static_cast<void>(_preferences.save());
 }
 

@@ -2,8 +2,9 @@
 
 #include <cstdint>
 
-#include "Code/Common/UpdateInfoParser.h"
+#include "Code/Common/UpdateInfo.h"
 #include "Code/MacOSX/VNTUpdate/AgentPreferences.h"
+#include "Code/MacOSX/VNTUpdate/EngineSettings.h"
 #include "platform/Clock.h"
 
 /// When the next check is due, and whether updates are enabled at all. Every change is saved in the
@@ -12,10 +13,11 @@ class UpdateSchedule {
  public:
   enum Mode : std::int32_t { eAfterCheck = 0, ePostpone = 1 };
 
-  explicit UpdateSchedule(AgentPreferences& preferences) : _preferences(preferences) {}
-
-  /// Takes the schedule from the preferences. False, logged, when they hold no date for the next check.
-  [[nodiscard]] bool load();
+  UpdateSchedule(AgentPreferences& preferences, const EngineSettings& settings)
+      : _preferences(preferences),
+        _alwaysCheck(settings.alwaysCheck),
+        _nextUpdateCheck(settings.nextUpdateCheck),
+        _rescheduledUpdateChecks(settings.rescheduledUpdateChecks) {}
 
   /// Whether this run performs a check. May postpone the check, once.
   [[nodiscard]] bool isTimeForUpdateCheck();
@@ -37,13 +39,13 @@ class UpdateSchedule {
 
   AgentPreferences& _preferences;
   bool _isEnabled = true;
-  bool _alwaysCheck = false;
+  bool _alwaysCheck;
   std::int32_t _minDaysBetweenChecks = 1;
   std::int32_t _maxDaysBetweenChecks = 2;
   std::int32_t _rescheduleMinHours = 0;
   std::int32_t _rescheduleMaxHours = 6;
-  platform::Date _nextUpdateCheck{};
-  std::int32_t _rescheduledUpdateChecks = 0;
+  platform::Date _nextUpdateCheck;
+  std::int32_t _rescheduledUpdateChecks;
 };
 
 /// Whether settings of an update info document can be adopted as delays: 0 <= minimum < maximum.

@@ -3,59 +3,93 @@
 #include "Code/Common/AgentVersion.h"
 #include "Code/MacOSX/DeploymentUtilities.h"
 #include "Code/MacOSX/MacMessengerUtilities.h"
-#include "Code/MacOSX/VNTUpdate/UnpackFolder.h"
+#include "Code/MacOSX/VNTUpdate/Leftovers.h"
+#include "platform/Path.h"
 #include "runtime/Code/ZRLog.h"
+
+namespace {
+
+/// None, logged, when one of them is missing.
+bool chooseFolders(const platform::FileManager& fileManager, EngineSettings& settings) {
+  const auto tempPath = MacMessengerUtilities::getTempFolder(fileManager);
+  if (!tempPath) return false;
+  const auto installationPath = findInstallationFolder(fileManager);
+  if (!installationPath) return false;
+  settings.tempPath = *tempPath;
+  settings.installationPath = *installationPath;
+  return true;
+}
+
+/// Everything that the engine goes by; none, logged, when something of it is missing.
+std::optional<EngineSettings> gatherSettings(const platform::FileManager& fileManager,
+                                             const AgentPreferences& preferences) {
+  EngineSettings settings;
+  if (!chooseFolders(fileManager, settings)) return std::nullopt;
+  const auto nextCheck = preferences.date(preference::kNextUpdateCheck);
+  if (!nextCheck) {
+    zrrt::log(ZRLogLevel::eError, "Time for next update check not found in Preferences plist - aborting!");
+    return std::nullopt;
+  }
+  settings.nextUpdateCheck = *nextCheck;
+  settings.rescheduledUpdateChecks = preferences.integer(preference::kRescheduledUpdateChecks).value_or(0);
+  settings.cleanupDownloadCache = preferences.integer(preference::kCleanupDownloadCache).value_or(1);
+  settings.alwaysCheck = preferences.boolean(preference::kAlwaysCheck).value_or(false);
+  settings.updateInfoURL = usableUpdateInfoURL(preferences.text(preference::kUpdateInfoURL));
+  settings.userAgent = ZRString::format(64, "VNTUpdate/%u(Mac)", kAgentBuildNumber).str();
+  settings.beAggressive = preferences.boolean(preference::kAggressivelyCleanup).value_or(true);
+  return settings;
+}
+
+}  // namespace
 
 std::unique_ptr<VNTUpdate> VNTUpdate::init() {
   return initWithFileManager(platform::defaultFileManager());
 }
 
 std::unique_ptr<VNTUpdate> VNTUpdate::initWithFileManager(platform::FileManager& fileManager) {
-  auto engine = std::make_unique<VNTUpdate>(Private{}, fileManager);
-  return engine->load() ? std::move(engine) : nullptr;
+  auto preferences = AgentPreferences::read(fileManager);
+  if (!preferences) return nullptr;
+  auto settings = gatherSettings(fileManager, *preferences);
+  if (!settings) return nullptr;
+  return std::make_unique<VNTUpdate>(fileManager, std::move(*preferences), std::move(*settings));
 }
 
-VNTUpdate::VNTUpdate(Private, platform::FileManager& fileManager)
+VNTUpdate::VNTUpdate(platform::FileManager& fileManager, AgentPreferences preferences,
+                     EngineSettings settings)
     : _fileManager(fileManager),
-      _schedule(_preferences),
-      _retrieval(_preferences, _schedule, _parser, _settings),
-      _inventory(_fileManager, _settings, _parser),
-      _download(_fileManager, _settings),
-      _fullInstaller(_fileManager, _settings, _parser, _inventory, _download),
-      _deltaInstaller(_settings, _parser, _inventory, _retrieval, _fullInstaller),
-      _cleanup(_fileManager, _settings, _preferences, _parser, _inventory, _download),
-      _messengerInstaller(_retrieval, _parser, _schedule, _settings.userAgent, _fileManager) {}
+      _preferences(std::move(preferences)),
+      _settings(std::move(settings)),
+      _schedule(_preferences, _settings),
+      _retrieval(_preferences, _schedule, _settings),
+      _inventory(_fileManager, _settings),
+      _store(_fileManager, _settings),
+      _placement(_fileManager, _settings, _inventory, _store),
+      _fullInstaller(_inventory, _store, _placement),
+      _deltaInstaller(_fileManager, _settings, _inventory, _retrieval, _store, _placement, _fullInstaller),
+      _cleanup(_fileManager, _settings, _preferences, _inventory, _store),
+      _messengerInstaller(_fileManager, _settings, _retrieval, _schedule, _store) {}
 
-bool VNTUpdate::load() {
-  if (!_preferences.load(_fileManager) || !chooseFolders() || !_schedule.load()) return false;
-  _settings.cleanupDownloadCache = _preferences.integer("CleanupDownloadCache").value_or(1);
-  _settings.userAgent = ZRString::format(64, "VNTUpdate/%u(Mac)", kAgentBuildNumber).str();
-  _retrieval.load();
-  _cleanup.load();
-  // What an earlier package left behind must not lead anything outside that is written there in this run.
-  static_cast<void>(removeLinksLeadingOutside(_fileManager, _settings.tempPath));
-  return true;
-}
-
-bool VNTUpdate::chooseFolders() {
-  const auto tempPath = MacMessengerUtilities::getTempFolder(_fileManager);
-  if (!tempPath) return false;
-  const auto installationPath = findInstallationFolder(_fileManager);
-  if (!installationPath) return false;
-  _settings.tempPath = *tempPath;
-  _settings.installationPath = *installationPath;
-  return true;
+void VNTUpdate::removeUnfinishedWork() {
+  const std::string preferences = platform::parentFolder(_preferences.plistPath());
+  std::vector<std::string> folders{_settings.tempPath, preferences, preferences + "/ByHost"};
+  for (const auto& place : _inventory.possibleInstallPaths()) {
+    folders.push_back(place);
+    folders.push_back(place + "/Vantora");
+  }
+  ::removeUnfinishedWork(_fileManager, folders);
 }
 
 bool VNTUpdate::checkForUpdate() {
-  if (!_retrieval.getUpdateInfo()) {
+  const auto info = _retrieval.getUpdateInfo();
+  if (!info) {
     zrrt::log(ZRLogLevel::eError, "Unable to retrieve update info");
     return false;
   }
   if (_schedule.isEnabled()) {
-    _deltaInstaller.downloadAndInstallActiveBuildsUsingDeltaUpdates();
-    _cleanup.removeRetiredBuilds();
+    _deltaInstaller.downloadAndInstallActiveBuildsUsingDeltaUpdates(*info);
+    _cleanup.removeRetiredBuilds(*info);
     _cleanup.cleanup();
+    removeUselessDownloads(_fileManager, _settings, *info, _inventory.installedBuildNumbers());
   }
   return true;
 }

@@ -5,12 +5,12 @@
 #include <optional>
 #include <string>
 
-#include "Code/Common/UpdateInfoParser.h"
 #include "Code/MacOSX/VNTUpdate/AgentPreferences.h"
-#include "Code/MacOSX/VNTUpdate/ArchiveDownload.h"
+#include "Code/MacOSX/VNTUpdate/ArchiveStore.h"
 #include "Code/MacOSX/VNTUpdate/BuildCleanup.h"
 #include "Code/MacOSX/VNTUpdate/BuildInventory.h"
 #include "Code/MacOSX/VNTUpdate/DeltaInstaller.h"
+#include "Code/MacOSX/VNTUpdate/EndpointPlacement.h"
 #include "Code/MacOSX/VNTUpdate/EngineSettings.h"
 #include "Code/MacOSX/VNTUpdate/FullInstaller.h"
 #include "Code/MacOSX/VNTUpdate/MessengerInstaller.h"
@@ -21,18 +21,17 @@
 
 /// The update engine: one object per run, owner of the parts that do the work. Main thread only.
 class VNTUpdate {
-  struct Private {};
-
  public:
   /// Null, logged, when the preference file, the temporary folder or an installation folder is missing.
   [[nodiscard]] static std::unique_ptr<VNTUpdate> init();
   /// `fileManager` outlives the engine.
   [[nodiscard]] static std::unique_ptr<VNTUpdate> initWithFileManager(platform::FileManager& fileManager);
-  VNTUpdate(Private, platform::FileManager& fileManager);
+  VNTUpdate(platform::FileManager& fileManager, AgentPreferences preferences, EngineSettings settings);
   VNTUpdate(const VNTUpdate&) = delete;
   VNTUpdate& operator=(const VNTUpdate&) = delete;
 
-  // The steps of a pass.
+  /// Removes what a run that was ended early left half done.
+  void removeUnfinishedWork();
   void downloadAndInstall(std::uint32_t buildNumber) { _deltaInstaller.downloadAndInstall(buildNumber); }
   [[nodiscard]] Endpoints allInstalledBuilds() const { return _inventory.allInstalledBuilds(); }
   void removeUnusedBuilds(const Endpoints& endpoints) { _cleanup.removeUnusedBuilds(endpoints); }
@@ -50,37 +49,15 @@ class VNTUpdate {
   /// logged, when it cannot be made. The caller removes it.
   [[nodiscard]] std::optional<platform::Url> replacementUrlForDestination(const std::string& destination);
 
-  // The parts and their properties.
-  [[nodiscard]] UpdateSchedule& schedule() { return _schedule; }
-  [[nodiscard]] UpdateInfoRetrieval& retrieval() { return _retrieval; }
-  [[nodiscard]] BuildInventory& inventory() { return _inventory; }
-  [[nodiscard]] ArchiveDownload& archiveDownload() { return _download; }
-  [[nodiscard]] FullInstaller& fullInstaller() { return _fullInstaller; }
-  [[nodiscard]] DeltaInstaller& deltaInstaller() { return _deltaInstaller; }
-  [[nodiscard]] BuildCleanup& buildCleanup() { return _cleanup; }
-  [[nodiscard]] UpdateInfoParser& updateInfoParser() { return _parser; }
-
-  [[nodiscard]] const std::string& installationPath() const { return _settings.installationPath; }
-  void setInstallationPath(std::string path) { _settings.installationPath = std::move(path); }
-  [[nodiscard]] const std::string& tempPath() const { return _settings.tempPath; }
-  void setTempPath(std::string path) { _settings.tempPath = std::move(path); }
-  [[nodiscard]] const std::string& userAgent() const { return _settings.userAgent; }
-  void setUserAgent(std::string userAgent) { _settings.userAgent = std::move(userAgent); }
-  [[nodiscard]] std::int32_t cleanupDownloadCache() const { return _settings.cleanupDownloadCache; }
-  void setCleanupDownloadCache(std::int32_t value) { _settings.cleanupDownloadCache = value; }
-
  private:
-  [[nodiscard]] bool load();
-  [[nodiscard]] bool chooseFolders();
-
   platform::FileManager& _fileManager;
   AgentPreferences _preferences;
-  EngineSettings _settings;
-  UpdateInfoParser _parser;
+  const EngineSettings _settings;
   UpdateSchedule _schedule;
   UpdateInfoRetrieval _retrieval;
   BuildInventory _inventory;
-  ArchiveDownload _download;
+  ArchiveStore _store;
+  EndpointPlacement _placement;
   FullInstaller _fullInstaller;
   DeltaInstaller _deltaInstaller;
   BuildCleanup _cleanup;

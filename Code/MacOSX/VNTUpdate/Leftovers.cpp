@@ -1,0 +1,45 @@
+#include "Code/MacOSX/VNTUpdate/Leftovers.h"
+
+#include <set>
+
+#include "Code/MacOSX/VNTUpdate/TemporaryNames.h"
+#include "runtime/Code/ZRLog.h"
+
+namespace {
+
+void remove(platform::FileManager& fileManager, const std::string& path) {
+  const auto error = fileManager.removeItem(path);
+  if (error.failed()) {
+    zrrt::log(ZRLogLevel::eWarning, "Unable to remove what an earlier run left: %s",
+              error.description.c_str());
+  } else {
+    zrrt::log(ZRLogLevel::eDebug, "Removed what an earlier run left at %s", path.c_str());
+  }
+}
+
+}  // namespace
+
+void removeUnfinishedWork(platform::FileManager& fileManager, const std::vector<std::string>& folders) {
+  for (const auto& folder : folders)
+    for (const auto& item : fileManager.unfinishedItems(folder))
+      remove(fileManager, item);
+}
+
+void removeUselessDownloads(platform::FileManager& fileManager, const EngineSettings& settings,
+                            const UpdateInfo& info, const std::vector<std::uint32_t>& installed) {
+  std::set<std::uint32_t> wanted;
+  for (const auto& build : info.activeBuilds)
+    wanted.insert(build.buildNumber);
+  if (settings.cleanupDownloadCache != 0) {
+    for (const std::uint32_t build : installed)
+      wanted.erase(build);
+  }
+  std::vector<std::string> names;
+  static_cast<void>(fileManager.contentsOfFolder(settings.tempPath, names));  // then nothing is removed
+  for (const auto& name : names) {
+    const auto item = temporaryItemOf(name);
+    const bool isUseful =
+        item && item->kind == TemporaryItem::Kind::archive && wanted.count(item->build) != 0;
+    if (item && !isUseful) remove(fileManager, settings.tempPath + "/" + name);
+  }
+}
