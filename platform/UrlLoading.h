@@ -15,8 +15,16 @@ namespace platform {
 /// A GET request.
 struct UrlRequest {
   Url url;
-  /// The longest time without any progress (connecting, waiting, between two pieces of the body).
+  /// The longest time without activity. Activity is whatever the network brings: an answer of a name server,
+  /// a connection that is made, bytes that arrive (of the TLS handshake, a head or a body, a single one
+  /// counts) or that can be sent. Beyond it: `timedOut`.
   std::chrono::seconds idleTimeout{60};
+  /// The longest time from the first request to the end, redirects included, however busy the connection is.
+  /// Beyond it: `timedOut`.
+  std::chrono::seconds timeLimit{std::chrono::hours(6)};
+  /// The longest body, decoded where decoding was asked for. Beyond it: `dataLengthExceedsMaximum`, at once
+  /// when the server announces a longer one.
+  std::uint64_t sizeLimitBytes = std::uint64_t{4} << 30;
   std::vector<std::pair<std::string, std::string>> headers = {};
   /// Ask caches on the way for a fresh answer.
   bool ignoresCache = false;
@@ -33,7 +41,8 @@ struct UrlResponse {
   std::string description = {};  ///< one line for a log
 };
 
-/// Who asks for credentials.
+/// Who asks for credentials: the server, or a proxy (then host, port and protocol are the proxy's). Of
+/// several challenges the one that stored credentials can answer (Basic) is told, else the first.
 struct ProtectionSpace {
   std::string authenticationMethod;
   std::string host;
@@ -91,9 +100,9 @@ class UrlDownload {
 };
 
 /// Sends the request on the calling thread and waits for the whole body. Redirects over http and https are
-/// followed, 20 at most. A body of no bytes is a success with an empty `body`; one beyond `limitBytes` fails
-/// (-1103). An encoded body (gzip) is asked for and decoded. When it fails, `body` is empty and `response` is
-/// that of the last answer, if there was one.
+/// followed, 20 at most. A body of no bytes is a success with an empty `body`; one beyond `limitBytes`, or
+/// the request's own limit, fails (-1103). An encoded body (gzip) is asked for and decoded. When it fails,
+/// `body` is empty and `response` is that of the last answer, if there was one.
 Error sendSynchronousRequest(const UrlRequest& request, std::uint64_t limitBytes, UrlResponse& response,
                              std::string& body);
 
@@ -117,6 +126,8 @@ enum class UrlErrorCode : std::int64_t {
   certificateUntrusted = -1202,
   certificateHasUnknownRoot = -1203,
   certificateNotYetValid = -1204,
+  clientCertificateRejected = -1205,
+  clientCertificateRequired = -1206,
   cannotCreateFile = -3000,
   cannotOpenFile = -3001,
   cannotCloseFile = -3002,

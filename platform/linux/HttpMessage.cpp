@@ -88,7 +88,7 @@ std::int64_t announcedLength(const HttpHead& head) {
 }
 
 std::string describe(const Url& url, const HttpHead& head) {
-  std::string text = url.absoluteString() + ": " + head.statusLine;
+  std::string text = url.absoluteString() + ": HTTP status " + std::to_string(head.status);
   if (const std::string* location = head.field("Location")) text += ", Location: " + *location;
   return text;
 }
@@ -106,6 +106,43 @@ std::string authenticationMethod(std::string_view scheme) {
   return "NSURLAuthenticationMethodDefault";
 }
 
+struct Challenge {
+  std::string method = authenticationMethod({});
+  std::string realm = {};
+};
+
+/// A piece that begins with a token and is no "name=value" begins a challenge.
+bool beginsChallenge(std::string_view piece) {
+  const std::size_t end = piece.find_first_of(" \t=");
+  if (end == std::string_view::npos) return true;
+  const std::size_t next = piece.find_first_not_of(" \t", end);
+  return piece[next] != '=';
+}
+
+/// Adds the challenges of one field. Commas divide challenges as well as the parameters of one.
+void addChallenges(std::string_view field, std::vector<Challenge>& challenges) {
+  while (!field.empty()) {
+    std::string_view piece = takePiece(field, ',');
+    if (piece.empty()) continue;
+    if (beginsChallenge(piece)) challenges.push_back({.method = authenticationMethod(takePiece(piece, ' '))});
+    if (challenges.empty()) continue;
+    if (const std::string realm = parameter(piece, ',', "realm"); !realm.empty()) {
+      challenges.back().realm = realm;
+    }
+  }
+}
+
+Challenge chosenChallenge(const HttpHead& head, std::string_view fieldName) {
+  std::vector<Challenge> challenges;
+  for (const auto& [name, value] : head.fields) {
+    if (equalIgnoringCase(name, fieldName)) addChallenges(value, challenges);
+  }
+  if (challenges.empty()) return {};
+  const auto basic = std::find_if(challenges.begin(), challenges.end(),
+                                  [](const auto& each) { return each.method == kBasicAuthentication; });
+  return basic != challenges.end() ? *basic : challenges.front();
+}
+
 }  // namespace
 
 const std::string* HttpHead::field(std::string_view name) const {
@@ -114,33 +151,18 @@ const std::string* HttpHead::field(std::string_view name) const {
   return found != fields.end() ? &found->second : nullptr;
 }
 
-bool HttpHeadReader::takeLine(std::string_view line) {
-  if (_complete) return false;
-  const std::string_view text = trimmed(line);
-  if (text.empty()) {
-    _complete = _head.status >= 200;
-    return _complete;
-  }
-  if (text.substr(0, 5) == "HTTP/") {
-    _head = HttpHead();
-    _head.statusLine = text;
-    const std::size_t blank = std::min(text.find(' '), text.size() - 1);
-    std::from_chars(text.data() + blank + 1, text.data() + text.size(), _head.status);
-  } else {
-    takeField(line);
-  }
-  return false;
+void HttpHead::addField(std::string_view name, std::string_view value) {
+  std::string plain(value);
+  std::replace_if(
+      plain.begin(), plain.end(), [](unsigned char c) { return c < 0x20 || c == 0x7F; }, ' ');
+  fields.emplace_back(name, trimmed(plain));
 }
 
-void HttpHeadReader::takeField(std::string_view line) {
-  const bool continued = line.front() == ' ' || line.front() == '\t';
-  if (continued && !_head.fields.empty()) {
-    _head.fields.back().second.append(" ").append(trimmed(line));
-    return;
-  }
-  const std::size_t colon = line.find(':');
-  if (colon == std::string_view::npos) return;
-  _head.fields.emplace_back(trimmed(line.substr(0, colon)), trimmed(line.substr(colon + 1)));
+HttpSender senderOf(const Url& url) {
+  const std::uint16_t usualPort = isHttps(url) ? kHttpsPort : kHttpPort;
+  return {.protocol = isHttps(url) ? "https" : "http",
+          .host = url.host() != nullptr ? url.host() : "",
+          .port = static_cast<std::uint16_t>(url.port().value_or(usualPort))};
 }
 
 UrlResponse makeResponse(const Url& url, const HttpHead& head) {
@@ -158,22 +180,15 @@ UrlResponse makeResponse(const Url& url, const HttpHead& head) {
   return response;
 }
 
-ProtectionSpace makeProtectionSpace(const Url& url, const HttpHead& head) {
+ProtectionSpace makeProtectionSpace(const HttpSender& sender, const HttpHead& head) {
   const bool isProxy = head.status == 407;
-  const std::uint16_t usualPort = isHttps(url) ? kHttpsPort : kHttpPort;
-  ProtectionSpace space{.authenticationMethod = authenticationMethod({}),
-                        .host = url.host() != nullptr ? url.host() : "",
-                        .isProxy = isProxy,
-                        .port = static_cast<std::uint16_t>(url.port().value_or(usualPort)),
-                        .protocol = isHttps(url) ? "https" : "http",
-                        .realm = {}};
-  const std::string* challenge = head.field(isProxy ? "Proxy-Authenticate" : "WWW-Authenticate");
-  if (challenge != nullptr) {
-    std::string_view parameters = *challenge;
-    space.authenticationMethod = authenticationMethod(takePiece(parameters, ' '));
-    space.realm = parameter(parameters, ',', "realm");
-  }
-  return space;
+  Challenge challenge = chosenChallenge(head, isProxy ? "Proxy-Authenticate" : "WWW-Authenticate");
+  return {.authenticationMethod = std::move(challenge.method),
+          .host = sender.host,
+          .isProxy = isProxy,
+          .port = sender.port,
+          .protocol = sender.protocol,
+          .realm = std::move(challenge.realm)};
 }
 
 bool isRedirect(const HttpHead& head) {

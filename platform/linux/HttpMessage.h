@@ -12,28 +12,23 @@ namespace platform {
 /// An HTTP answer up to its body.
 struct HttpHead {
   int status = 0;
-  std::string statusLine;
-  std::vector<std::pair<std::string, std::string>> fields;
+  /// Without control characters, which become blanks (RFC 9110, section 5.5).
+  std::vector<std::pair<std::string, std::string>> fields = {};
 
   /// The value of the first field of that name (any case); null when there is none.
   [[nodiscard]] const std::string* field(std::string_view name) const;
+  void addField(std::string_view name, std::string_view value);
 };
 
-/// Puts a head together from its lines, as they arrive.
-class HttpHeadReader {
- public:
-  /// Takes a line with its line end. True when it ends the head of a final answer: interim answers (1xx) are
-  /// read and forgotten, and so are the trailers of a body.
-  bool takeLine(std::string_view line);
-  [[nodiscard]] const HttpHead& head() const { return _head; }
-  [[nodiscard]] bool isComplete() const { return _complete; }
-
- private:
-  void takeField(std::string_view line);
-
-  HttpHead _head;
-  bool _complete = false;
+/// Who sent an answer: the server of a URL, or a proxy.
+struct HttpSender {
+  std::string protocol;
+  std::string host;
+  std::uint16_t port = 0;
 };
+
+/// The server that a URL names.
+[[nodiscard]] HttpSender senderOf(const Url& url);
 
 /// What a head announces, in the terms of URL loading.
 [[nodiscard]] UrlResponse makeResponse(const Url& url, const HttpHead& head);
@@ -41,8 +36,9 @@ class HttpHeadReader {
 /// The `authenticationMethod` of a challenge "Basic".
 inline constexpr std::string_view kBasicAuthentication = "NSURLAuthenticationMethodHTTPBasic";
 
-/// The challenge of an answer 401 or 407.
-[[nodiscard]] ProtectionSpace makeProtectionSpace(const Url& url, const HttpHead& head);
+/// The challenge of an answer 401 or 407 (RFC 9110, section 11.3): the first "Basic" of all that its fields
+/// offer, else the first.
+[[nodiscard]] ProtectionSpace makeProtectionSpace(const HttpSender& sender, const HttpHead& head);
 
 /// Whether the answer sends the client elsewhere (301, 302, 303, 307 or 308, and a Location).
 [[nodiscard]] bool isRedirect(const HttpHead& head);

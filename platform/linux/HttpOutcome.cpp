@@ -1,9 +1,11 @@
 #include "platform/linux/HttpOutcome.h"
 
 #include <curl/curl.h>
+#include <openssl/ssl.h>
 #include <openssl/x509_vfy.h>
 
 #include <cerrno>
+#include <optional>
 
 namespace platform {
 namespace {
@@ -44,9 +46,35 @@ UrlErrorCode receiveProblem(const HttpOutcome& outcome) {
   return lost ? UrlErrorCode::networkConnectionLost : UrlErrorCode::badServerResponse;
 }
 
+/// A head that is longer than the network library takes, in its newer versions; older headers lack the name.
+constexpr int kTooLarge = 100;
+
+/// What a server that asks for a client certificate (we have none) ends the connection with, in the handshake
+/// or, with TLS 1.3, after it.
+std::optional<UrlErrorCode> clientCertificateProblem(const HttpOutcome& outcome) {
+  switch (outcome.tlsAlert) {
+    case SSL_AD_CERTIFICATE_REQUIRED:
+      return UrlErrorCode::clientCertificateRequired;
+    case SSL_AD_HANDSHAKE_FAILURE:  // TLS 1.2 has no alert of its own for it
+      if (outcome.wasAskedForCertificate) return UrlErrorCode::clientCertificateRequired;
+      return std::nullopt;
+    case SSL_AD_BAD_CERTIFICATE:
+    case SSL_AD_UNSUPPORTED_CERTIFICATE:
+    case SSL_AD_CERTIFICATE_REVOKED:
+    case SSL_AD_CERTIFICATE_EXPIRED:
+    case SSL_AD_CERTIFICATE_UNKNOWN:
+    case SSL_AD_UNKNOWN_CA:
+    case SSL_AD_ACCESS_DENIED:
+      return UrlErrorCode::clientCertificateRejected;
+    default:
+      return std::nullopt;
+  }
+}
+
 }  // namespace
 
 UrlErrorCode translate(const HttpOutcome& outcome) {
+  if (const auto problem = clientCertificateProblem(outcome)) return *problem;
   switch (outcome.code) {
     case CURLE_URL_MALFORMAT:
       return UrlErrorCode::badUrl;
@@ -69,6 +97,7 @@ UrlErrorCode translate(const HttpOutcome& outcome) {
     case CURLE_WEIRD_SERVER_REPLY:
     case CURLE_BAD_CONTENT_ENCODING:
     case CURLE_OUT_OF_MEMORY:  // also a head that is too long
+    case kTooLarge:
       return UrlErrorCode::badServerResponse;
     case CURLE_SSL_CONNECT_ERROR:
     case CURLE_SSL_CACERT_BADFILE:

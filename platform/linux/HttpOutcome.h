@@ -12,6 +12,8 @@ struct HttpOutcome {
   long verifyResult = 0;   ///< of the certificate check
   long systemError = 0;    ///< errno, as far as the library kept it
   long connectStatus = 0;  ///< the proxy's answer to CONNECT
+  int tlsAlert = 0;        ///< the number of the fatal alert that came (RFC 8446, section 6); 0 for none
+  bool wasAskedForCertificate = false;  ///< the server wanted a certificate of ours
   std::string text;
 };
 

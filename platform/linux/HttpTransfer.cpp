@@ -17,6 +17,7 @@ using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 
 constexpr long kReceiveBufferSize = 256L * 1024;
+constexpr std::size_t kMaxHeadBytes = 1024UL * 1024;  // of interim answers, the head and trailers together
 
 /// The network library. It brings dozens of others with it, so it is loaded at the first request.
 struct Curl {
@@ -25,6 +26,7 @@ struct Curl {
   decltype(&curl_easy_cleanup) easyCleanup = nullptr;
   decltype(&curl_easy_setopt) easySetopt = nullptr;
   decltype(&curl_easy_getinfo) easyGetinfo = nullptr;
+  decltype(&curl_easy_nextheader) easyNextheader = nullptr;
   decltype(&curl_easy_strerror) easyStrerror = nullptr;
   decltype(&curl_multi_init) multiInit = nullptr;
   decltype(&curl_multi_cleanup) multiCleanup = nullptr;
@@ -53,6 +55,7 @@ Curl::Curl() {
   library.find("curl_easy_cleanup", easyCleanup);
   library.find("curl_easy_setopt", easySetopt);
   library.find("curl_easy_getinfo", easyGetinfo);
+  library.find("curl_easy_nextheader", easyNextheader);
   library.find("curl_easy_strerror", easyStrerror);
   library.find("curl_multi_init", multiInit);
   library.find("curl_multi_cleanup", multiCleanup);
@@ -100,9 +103,9 @@ bool equalIgnoringCase(const std::string& a, const std::string& b) {
 }
 
 /// What the library reads from a URL's text; empty when it finds no such part.
-std::string urlPart(CURLU* url, CURLUPart part) {
+std::string urlPart(CURLU* url, CURLUPart part, unsigned flags = CURLU_DEFAULT_PORT) {
   char* text = nullptr;
-  if (curl().urlGet(url, part, &text, CURLU_DEFAULT_PORT) != CURLUE_OK) return {};
+  if (curl().urlGet(url, part, &text, flags) != CURLUE_OK) return {};
   std::string copy(text);
   curl().free(text);
   return copy;
@@ -142,6 +145,17 @@ const char* environment(const char* name) {
   return value != nullptr && *value != '\0' ? value : nullptr;
 }
 
+/// The text of the first variable that names a proxy for a protocol, in the order in which the library looks;
+/// null when there is none. "HTTP_PROXY" does not count: a web server sets it from a request's header.
+const char* proxyAddress(const std::string& protocol) {
+  const bool isHttps = protocol == "https";
+  for (const char* name : {isHttps ? "https_proxy" : "http_proxy", isHttps ? "HTTPS_PROXY" : "http_proxy",
+                           "all_proxy", "ALL_PROXY"}) {
+    if (const char* address = environment(name)) return address;
+  }
+  return nullptr;
+}
+
 class CurlTransfer final : public HttpTransfer {
  public:
   CurlTransfer(const UrlRequest& request, const Options& options, CurlUrl url, HttpTransferSink& sink);
@@ -150,36 +164,36 @@ class CurlTransfer final : public HttpTransfer {
   void process(milliseconds limit) override;
   [[nodiscard]] bool hasEnded() const override { return _ended; }
   [[nodiscard]] const Error& error() const override { return _error; }
-  [[nodiscard]] const HttpHead* head() const override {
-    return _reader.isComplete() ? &_reader.head() : nullptr;
-  }
-  [[nodiscard]] bool isProxyChallenge() const override { return _outcome.connectStatus == 407; }
+  [[nodiscard]] std::optional<HttpHead> proxyChallenge() const override;
 
  private:
   template <class Value>
   void set(CURLoption option, Value value);
   [[nodiscard]] long info(CURLINFO which) const;
-  [[nodiscard]] curl_off_t time(CURLINFO which) const;
+  [[nodiscard]] HttpHead readHead(long status, unsigned origin) const;
 
   void setUp(const UrlRequest& request, const Options& options);
   void setHeaders(const UrlRequest& request);
   void setTrust();
   void addHeader(const std::string& line);
   void perform();
-  void noteProgress();
   void collectEnd();
-  void end(HttpOutcome outcome);
+  void failWhenOverdue();
   void fail(UrlErrorCode code, std::string description);
+  [[nodiscard]] bool takeHeaderLine(std::string_view line);
+  [[nodiscard]] bool announceHead();
 
   // Called through C, which no exception may cross.
   static std::size_t takeHeader(const char* bytes, std::size_t size, std::size_t count, void* self) noexcept;
   static std::size_t takeBody(const char* bytes, std::size_t size, std::size_t count, void* self) noexcept;
+  static int takeTrace(CURL* handle, curl_infotype kind, char* bytes, std::size_t size, void* self) noexcept;
 
   HttpTransferSink& _sink;
   milliseconds _idleLimit;
+  Clock::time_point _deadline;
   Clock::time_point _lastActivity = Clock::now();
-  int _phasesReached = 0;
-  HttpHeadReader _reader;
+  std::size_t _headBytes = 0;
+  bool _headAnnounced = false;
   HttpOutcome _outcome;
   Error _error;
   bool _ended = false;
@@ -196,6 +210,7 @@ CurlTransfer::CurlTransfer(const UrlRequest& request, const Options& options, Cu
                            HttpTransferSink& sink)
     : _sink(sink),
       _idleLimit(request.idleTimeout),
+      _deadline(options.deadline),
       _url(std::move(url)),
       _multi(curl().multiInit()),
       _easy(curl().easyInit()) {
@@ -224,28 +239,24 @@ long CurlTransfer::info(CURLINFO which) const {
   return value;
 }
 
-curl_off_t CurlTransfer::time(CURLINFO which) const {
-  curl_off_t value = 0;
-  curl().easyGetinfo(_easy.get(), which, &value);
-  return value;
-}
-
 void CurlTransfer::setUp(const UrlRequest& request, const Options& options) {
   set(CURLOPT_CURLU, _url.get());
   set(CURLOPT_PROTOCOLS_STR, "http,https");
   set(CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_1_1));
   set(CURLOPT_FOLLOWLOCATION, 0L);
-  set(CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
   set(CURLOPT_BUFFERSIZE, kReceiveBufferSize);
   set(CURLOPT_ERRORBUFFER, _errorText.data());
   set(CURLOPT_HEADERFUNCTION, &takeHeader);
   set(CURLOPT_HEADERDATA, this);
   set(CURLOPT_WRITEFUNCTION, &takeBody);
   set(CURLOPT_WRITEDATA, this);
+  set(CURLOPT_DEBUGFUNCTION, &takeTrace);
+  set(CURLOPT_DEBUGDATA, this);
+  set(CURLOPT_VERBOSE, 1L);
   if (options.asksForEncodings) set(CURLOPT_ACCEPT_ENCODING, "gzip, deflate");
-  if (!options.netrcFile.empty()) {
-    set(CURLOPT_NETRC, static_cast<long>(CURL_NETRC_OPTIONAL));
-    set(CURLOPT_NETRC_FILE, options.netrcFile.c_str());
+  if (options.credentials) {
+    set(CURLOPT_USERNAME, options.credentials->userName.c_str());
+    set(CURLOPT_PASSWORD, options.credentials->password.c_str());
   }
   setHeaders(request);
   setTrust();
@@ -284,56 +295,44 @@ void CurlTransfer::setTrust() {
 
 void CurlTransfer::process(milliseconds limit) {
   if (_ended) return;
-  const auto idle = std::chrono::duration_cast<milliseconds>(Clock::now() - _lastActivity);
-  const milliseconds left = std::max(milliseconds(0), _idleLimit - idle);
-  // One more millisecond, so that a wait that was cut to whole ones does not end before the limit.
-  const milliseconds wait = std::min({limit, left + milliseconds(1), milliseconds(std::chrono::hours(1))});
-  const CURLMcode code = curl().multiPoll(_multi.get(), nullptr, 0, static_cast<int>(wait.count()), nullptr);
+  const auto left =
+      std::chrono::ceil<milliseconds>(std::min(_lastActivity + _idleLimit, _deadline) - Clock::now());
+  const milliseconds wait =
+      std::clamp(left, milliseconds(0), std::min(limit, milliseconds(std::chrono::hours(1))));
+  int active = 0;
+  const CURLMcode code = curl().multiPoll(_multi.get(), nullptr, 0, static_cast<int>(wait.count()), &active);
   if (code != CURLM_OK) return fail(UrlErrorCode::unknown, curl().multiStrerror(code));
   perform();
-  if (!_ended && Clock::now() - _lastActivity >= _idleLimit) {
-    fail(UrlErrorCode::timedOut, "The request timed out.");
-  }
+  if (active > 0) _lastActivity = Clock::now();
+  if (!_ended) failWhenOverdue();
 }
 
 void CurlTransfer::perform() {
   int running = 0;
   const CURLMcode code = curl().multiPerform(_multi.get(), &running);
   if (code != CURLM_OK) return fail(UrlErrorCode::unknown, curl().multiStrerror(code));
-  noteProgress();
-  if (running == 0) collectEnd();
+  if (running == 0 && !_ended) collectEnd();
 }
 
-/// Reaching another phase of the connection counts as activity, as bytes of the answer do.
-void CurlTransfer::noteProgress() {
-  int phases = 0;
-  for (const CURLINFO phase : {CURLINFO_NAMELOOKUP_TIME_T, CURLINFO_CONNECT_TIME_T,
-                               CURLINFO_APPCONNECT_TIME_T, CURLINFO_PRETRANSFER_TIME_T}) {
-    if (time(phase) > 0) ++phases;
-  }
-  if (phases > _phasesReached) _lastActivity = Clock::now();
-  _phasesReached = std::max(phases, _phasesReached);
+void CurlTransfer::failWhenOverdue() {
+  const Clock::time_point now = Clock::now();
+  if (now >= _deadline) return fail(UrlErrorCode::timedOut, "The request took longer than its time limit.");
+  if (now >= _lastActivity + _idleLimit) fail(UrlErrorCode::timedOut, "The request timed out.");
 }
 
 void CurlTransfer::collectEnd() {
   int queued = 0;
   const CURLMsg* message = curl().multiInfoRead(_multi.get(), &queued);
   if (message == nullptr || message->msg != CURLMSG_DONE) return;
-  HttpOutcome outcome;
-  outcome.code = message->data.result;
-  outcome.verifyResult = info(CURLINFO_SSL_VERIFYRESULT);
-  outcome.systemError = info(CURLINFO_OS_ERRNO);
-  outcome.connectStatus = info(CURLINFO_HTTP_CONNECTCODE);
-  outcome.text = _errorText.front() != '\0' ? _errorText.data() : curl().easyStrerror(message->data.result);
-  end(std::move(outcome));
-}
-
-void CurlTransfer::end(HttpOutcome outcome) {
-  _outcome = std::move(outcome);
+  _outcome.code = message->data.result;
+  _outcome.verifyResult = info(CURLINFO_SSL_VERIFYRESULT);
+  _outcome.systemError = info(CURLINFO_OS_ERRNO);
+  _outcome.connectStatus = info(CURLINFO_HTTP_CONNECTCODE);
+  _outcome.text = _errorText.front() != '\0' ? _errorText.data() : curl().easyStrerror(message->data.result);
   _ended = true;
   if (_outcome.code != CURLE_OK) {
     fail(translate(_outcome), _outcome.text);
-  } else if (head() == nullptr) {  // which the library lets pass
+  } else if (!_headAnnounced) {  // which the library lets pass
     fail(UrlErrorCode::networkConnectionLost, "The connection was closed in the head of the answer.");
   }
 }
@@ -343,19 +342,72 @@ void CurlTransfer::fail(UrlErrorCode code, std::string description) {
   _ended = true;
 }
 
+/// The fields that the library has read last from a sender of that kind.
+HttpHead CurlTransfer::readHead(long status, unsigned origin) const {
+  constexpr int kLastRequest = -1;
+  HttpHead head{.status = static_cast<int>(status)};
+  const curl_header* field = nullptr;
+  while (
+      (field = curl().easyNextheader(_easy.get(), origin, kLastRequest, const_cast<curl_header*>(field)))) {
+    head.addField(field->name, field->value);
+  }
+  return head;
+}
+
+std::optional<HttpHead> CurlTransfer::proxyChallenge() const {
+  if (_outcome.connectStatus != 407) return std::nullopt;
+  return readHead(_outcome.connectStatus, CURLH_CONNECT);
+}
+
+/// The library reads the head; all that is needed from its lines is where it ends.
+bool CurlTransfer::takeHeaderLine(std::string_view line) {
+  _headBytes += line.size();
+  if (_headBytes > kMaxHeadBytes) {
+    fail(UrlErrorCode::badServerResponse, "The head of the answer is too long.");
+    return false;
+  }
+  const bool isEnd = line.find_first_not_of("\r\n") == std::string_view::npos;
+  const long status = info(CURLINFO_RESPONSE_CODE);
+  const bool isFromProxy = status == 0;  // the answer to CONNECT
+  const bool isInterim = status >= 100 && status < 200 && status != 101;
+  return !isEnd || isFromProxy || isInterim || announceHead();
+}
+
+/// Before the first byte of a body at the latest, whatever led to it.
+bool CurlTransfer::announceHead() {
+  if (_headAnnounced) return true;
+  const long status = info(CURLINFO_RESPONSE_CODE);
+  if (status < 200) {  // also 101: the server changes to a protocol that nobody asked for
+    fail(UrlErrorCode::badServerResponse, "The status of the answer is none of a final one.");
+    return false;
+  }
+  _headAnnounced = true;
+  return _sink.didReceiveHead(readHead(status, CURLH_HEADER));
+}
+
 std::size_t CurlTransfer::takeHeader(const char* bytes, std::size_t size, std::size_t count,
                                      void* self) noexcept {
   auto& transfer = *static_cast<CurlTransfer*>(self);
-  transfer._lastActivity = Clock::now();
-  transfer._reader.takeLine({bytes, size * count});
-  return size * count;
+  return transfer.takeHeaderLine({bytes, size * count}) ? size * count : 0;
 }
 
 std::size_t CurlTransfer::takeBody(const char* bytes, std::size_t size, std::size_t count,
                                    void* self) noexcept {
   auto& transfer = *static_cast<CurlTransfer*>(self);
-  transfer._lastActivity = Clock::now();
-  return transfer._sink.didReceiveBody({bytes, size * count}) ? size * count : 0;
+  return transfer.announceHead() && transfer._sink.didReceiveBody({bytes, size * count}) ? size * count : 0;
+}
+
+/// Notes two messages of TLS that the library's code for the outcome does not tell. It traces each message of
+/// the handshake with its type in the first byte, and alerts as level and number (RFC 8446, 4 and 6).
+int CurlTransfer::takeTrace(CURL* /*handle*/, curl_infotype kind, char* bytes, std::size_t size,
+                            void* self) noexcept {
+  constexpr char kCertificateRequest = 13;
+  constexpr char kFatal = 2;
+  if (kind != CURLINFO_SSL_DATA_IN) return 0;
+  HttpOutcome& outcome = static_cast<CurlTransfer*>(self)->_outcome;
+  if (size >= 4 && bytes[0] == kCertificateRequest) outcome.wasAskedForCertificate = true;
+  if (size == 2 && bytes[0] == kFatal) outcome.tlsAlert = static_cast<unsigned char>(bytes[1]);
+  return 0;
 }
 
 }  // namespace
@@ -374,6 +426,22 @@ std::unique_ptr<HttpTransfer> HttpTransfer::start(const UrlRequest& request, con
   CurlUrl url = agreedUrl(request.url, error);
   if (!url) return nullptr;
   return std::make_unique<CurlTransfer>(request, options, std::move(url), sink);
+}
+
+std::optional<HttpSender> HttpTransfer::proxyFor(const Url& url) {
+  const char* address = proxyAddress(senderOf(url).protocol);
+  if (address == nullptr || !curl().problem.empty()) return std::nullopt;
+  const CurlUrl parsed(curl().url());
+  constexpr unsigned kAsProxy = CURLU_NON_SUPPORT_SCHEME | CURLU_GUESS_SCHEME;
+  if (!parsed || curl().urlSet(parsed.get(), CURLUPART_URL, address, kAsProxy) != CURLUE_OK) {
+    return std::nullopt;
+  }
+  const std::string protocol = urlPart(parsed.get(), CURLUPART_SCHEME);
+  const std::string port = urlPart(parsed.get(), CURLUPART_PORT, 0);
+  const int usualPort = protocol == "https" ? 443 : 1080;
+  return HttpSender{.protocol = protocol,
+                    .host = urlPart(parsed.get(), CURLUPART_HOST),
+                    .port = static_cast<std::uint16_t>(port.empty() ? usualPort : atoi(port.c_str()))};
 }
 
 }  // namespace platform

@@ -2,11 +2,13 @@
 
 #include <chrono>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 
 #include "platform/Error.h"
 #include "platform/UrlLoading.h"
+#include "platform/linux/HttpCredentials.h"
 #include "platform/linux/HttpMessage.h"
 
 namespace platform {
@@ -18,7 +20,9 @@ namespace platform {
 class HttpTransferSink {
  public:
   virtual ~HttpTransferSink() = default;
-  /// False ends the transfer.
+  /// The head of the answer, once and before its body. Interim answers (1xx) and the trailers of a body are
+  /// no heads. False ends the transfer, as it does below.
+  virtual bool didReceiveHead(const HttpHead& head) = 0;
   virtual bool didReceiveBody(std::string_view bytes) = 0;
 };
 
@@ -27,8 +31,9 @@ class HttpTransferSink {
 class HttpTransfer {
  public:
   struct Options {
-    bool asksForEncodings = false;  ///< and decodes the body
-    std::string netrcFile;          ///< credentials (Basic) for the host are taken from it; empty: none
+    bool asksForEncodings = false;                    ///< and decodes the body
+    std::optional<HttpCredentials> credentials = {};  ///< sent at once (Basic)
+    std::chrono::steady_clock::time_point deadline = std::chrono::steady_clock::time_point::max();
   };
 
   /// Fails (null, and `error`): unsupportedUrl for a scheme other than http and https; badUrl when there is
@@ -45,10 +50,11 @@ class HttpTransfer {
   /// After the end: no error, or one of the URL domain. Meaningless when the sink ended the transfer.
   [[nodiscard]] virtual const Error& error() const = 0;
 
-  /// Null until the head of the answer is complete.
-  [[nodiscard]] virtual const HttpHead* head() const = 0;
-  /// After the end: whether a proxy wanted credentials before it opened the way to the server.
-  [[nodiscard]] virtual bool isProxyChallenge() const = 0;
+  /// After the end: the answer of a proxy that wanted credentials before it opens the way to the server.
+  [[nodiscard]] virtual std::optional<HttpHead> proxyChallenge() const = 0;
+
+  /// The proxy that the environment names for a URL; none when it names none, or the text is no address.
+  [[nodiscard]] static std::optional<HttpSender> proxyFor(const Url& url);
 };
 
 }  // namespace platform

@@ -1,26 +1,20 @@
 #include "platform/linux/UrlExchange.h"
 
-#include <unistd.h>
-
-#include "platform/Folders.h"
+#include <strings.h>
 
 namespace platform {
 namespace {
 
 constexpr unsigned kMaxRedirects = 20;
 
-/// The user's stored credentials; empty when there are none.
-std::string netrcFile() {
-  const auto home = homeFolder();
-  if (!home) return {};
-  std::string path = *home + "/.netrc";
-  return access(path.c_str(), R_OK) == 0 ? path : std::string();
+Error tooLong() {
+  return urlError(UrlErrorCode::dataLengthExceedsMaximum, "resource exceeds maximum size");
 }
 
 }  // namespace
 
 UrlExchange::UrlExchange(UrlRequest request, bool asksForEncodings, UrlExchangeClient& client)
-    : _request(std::move(request)), _client(client) {
+    : _request(std::move(request)), _firstHost(senderOf(_request.url).host), _client(client) {
   _options.asksForEncodings = asksForEncodings;
 }
 
@@ -28,87 +22,76 @@ void UrlExchange::process(std::chrono::milliseconds limit) {
   if (_ended) return;
   if (!_transfer) return startTransfer();
   _transfer->process(limit);
-  if (_transfer->head() != nullptr && !_clientError) settleHead();
-
-  if (_clientError) {
-    end(_clientError);
-  } else if (_disposition == Disposition::redirect) {
-    followRedirect();
-  } else if (_disposition == Disposition::challenge) {
-    retryWithCredentials();
-  } else if (_transfer->hasEnded()) {
-    conclude();
-  }
+  if (_transfer->hasEnded()) conclude();
 }
 
 void UrlExchange::startTransfer() {
   _request = _client.willSendRequest(std::move(_request), _redirect.get());
-  _disposition = Disposition::unknown;
+  _options.deadline = _start + _request.timeLimit;
+  _sendsAnother = false;
   Error error;
   _transfer = HttpTransfer::start(_request, _options, *this, error);
   if (!_transfer) end(std::move(error));
 }
 
-bool UrlExchange::didReceiveBody(std::string_view bytes) {
-  settleHead();
-  if (_disposition != Disposition::final || _clientError) return false;
-  _clientError = _client.didReceiveData(bytes);
-  return !_clientError;
-}
-
-/// Decides once what the answer is, and announces it when it is the final one.
-void UrlExchange::settleHead() {
-  if (_disposition != Disposition::unknown) return;
-  const HttpHead& head = *_transfer->head();
-  _disposition = disposition(head);
-  if (_disposition == Disposition::final) {
-    _clientError = _client.didReceiveResponse(makeResponse(_request.url, head), head);
+bool UrlExchange::didReceiveHead(const HttpHead& head) {
+  if (isRedirect(head)) {
+    _error = followRedirect(head);
+  } else if ((head.status == 401 || head.status == 407) && acceptsChallenge(head)) {
+    _redirect.reset();
+    _sendsAnother = true;
+  } else {
+    _error = announce(head);
   }
+  return !_error && !_sendsAnother;
 }
 
-UrlExchange::Disposition UrlExchange::disposition(const HttpHead& head) {
-  if (isRedirect(head)) return Disposition::redirect;
-  if ((head.status == 401 || head.status == 407) && acceptsChallenge(head)) return Disposition::challenge;
-  return Disposition::final;
-}
-
-bool UrlExchange::acceptsChallenge(const HttpHead& head) {
-  const bool isFirst = _options.netrcFile.empty();
-  const ProtectionSpace space = makeProtectionSpace(_request.url, head);
-  if (!isFirst || !_client.mayUseCredentials(space)) return false;
-  return !space.isProxy && space.authenticationMethod == kBasicAuthentication && !netrcFile().empty();
-}
-
-void UrlExchange::followRedirect() {
-  const HttpHead head = *_transfer->head();
-  _transfer.reset();
+Error UrlExchange::followRedirect(const HttpHead& head) {
   const auto target = redirectTarget(_request.url, head);
-  if (!target) return end(urlError(UrlErrorCode::badUrl, "bad URL"));
+  if (!target) return urlError(UrlErrorCode::badUrl, "bad URL");
   if (++_redirectsFollowed > kMaxRedirects) {
-    return end(urlError(UrlErrorCode::tooManyRedirects, "too many HTTP redirects"));
+    return urlError(UrlErrorCode::tooManyRedirects, "too many HTTP redirects");
   }
   _redirect = std::make_unique<UrlResponse>(makeResponse(_request.url, head));
   _request.url = *target;
-  _options.netrcFile.clear();
+  _options.credentials.reset();
+  _sendsAnother = true;
+  return {};
 }
 
-void UrlExchange::retryWithCredentials() {
-  _transfer.reset();
-  _redirect.reset();
-  _options.netrcFile = netrcFile();
+/// Takes the credentials from the store when they can help. A proxy's stand in the variable that names it,
+/// and were sent when there were any: the client hears of the challenge, but its answer changes nothing.
+bool UrlExchange::acceptsChallenge(const HttpHead& head) {
+  if (_options.credentials) return false;
+  const auto proxy = head.status == 407 ? HttpTransfer::proxyFor(_request.url) : std::nullopt;
+  const ProtectionSpace space = makeProtectionSpace(proxy.value_or(senderOf(_request.url)), head);
+  if (!_client.mayUseCredentials(space)) return false;
+  if (space.isProxy || space.authenticationMethod != kBasicAuthentication) return false;
+  const bool isFirstHost = strcasecmp(space.host.c_str(), _firstHost.c_str()) == 0;
+  _options.credentials =
+      storedCredentials(space.host, isFirstHost ? DefaultEntry::counts : DefaultEntry::ignored);
+  return _options.credentials.has_value();
+}
+
+Error UrlExchange::announce(const HttpHead& head) {
+  const UrlResponse response = makeResponse(_request.url, head);
+  if (Error error = _client.didReceiveResponse(response, head)) return error;
+  const bool fits = response.expectedContentLength < 0 ||
+                    static_cast<std::uint64_t>(response.expectedContentLength) <= _request.sizeLimitBytes;
+  return fits ? Error() : tooLong();
+}
+
+bool UrlExchange::didReceiveBody(std::string_view bytes) {
+  _bodyBytes += bytes.size();
+  _error = _bodyBytes <= _request.sizeLimitBytes ? _client.didReceiveData(bytes) : tooLong();
+  return !_error;
 }
 
 void UrlExchange::conclude() {
-  if (_transfer->isProxyChallenge()) askAboutProxyCredentials();
-  end(_transfer->error());
-}
-
-/// A proxy's credentials stand in the variable that names the proxy, and were sent when there were any: the
-/// client hears of the challenge, but its answer cannot help.
-void UrlExchange::askAboutProxyCredentials() {
-  HttpHead head;
-  head.status = 407;
-  (void)_client.mayUseCredentials(makeProtectionSpace(_request.url, head));
+  const std::unique_ptr<HttpTransfer> ended = std::move(_transfer);
+  if (_sendsAnother) return;
+  if (const auto head = ended->proxyChallenge()) (void)acceptsChallenge(*head);
+  end(_error ? _error : ended->error());
 }
 
 void UrlExchange::end(Error error) {

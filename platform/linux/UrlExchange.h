@@ -23,6 +23,7 @@ class UrlExchangeClient {
 
 /// One request followed to its final answer: through redirects (20 at most), and once more with the
 /// credentials of ~/.netrc when a server asks for them (Basic only; any other challenge is a final answer).
+/// The "default" entry of that file is for the host of the first request alone, wherever redirects lead.
 class UrlExchange : private HttpTransferSink {
  public:
   UrlExchange(UrlRequest request, bool asksForEncodings, UrlExchangeClient& client);
@@ -34,28 +35,25 @@ class UrlExchange : private HttpTransferSink {
   [[nodiscard]] const Error& error() const { return _error; }
 
  private:
-  /// What the head of an answer makes of it.
-  enum class Disposition { unknown, final, redirect, challenge };
-
+  bool didReceiveHead(const HttpHead& head) override;
   bool didReceiveBody(std::string_view bytes) override;
 
   void startTransfer();
-  void settleHead();
-  [[nodiscard]] Disposition disposition(const HttpHead& head);
+  [[nodiscard]] Error followRedirect(const HttpHead& head);
   [[nodiscard]] bool acceptsChallenge(const HttpHead& head);
-  void followRedirect();
-  void retryWithCredentials();
+  [[nodiscard]] Error announce(const HttpHead& head);
   void conclude();
-  void askAboutProxyCredentials();
   void end(Error error);
 
   UrlRequest _request;
+  const std::string _firstHost;
   UrlExchangeClient& _client;
+  const std::chrono::steady_clock::time_point _start = std::chrono::steady_clock::now();
   HttpTransfer::Options _options;
   std::unique_ptr<UrlResponse> _redirect;  // that caused the request to be sent next
   unsigned _redirectsFollowed = 0;
-  Disposition _disposition = Disposition::unknown;
-  Error _clientError;
+  bool _sendsAnother = false;  // the answer was a redirect, or a challenge that can be met
+  std::uint64_t _bodyBytes = 0;
   Error _error;
   bool _ended = false;
   std::unique_ptr<HttpTransfer> _transfer;

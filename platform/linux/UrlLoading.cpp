@@ -118,8 +118,7 @@ void FileDownload::fail(Error error) {
 /// Collects a body in memory.
 class BodyCollector final : public UrlExchangeClient {
  public:
-  BodyCollector(std::uint64_t limitBytes, UrlResponse& response, std::string& body)
-      : _limitBytes(limitBytes), _response(response), _body(body) {}
+  BodyCollector(UrlResponse& response, std::string& body) : _response(response), _body(body) {}
 
   UrlRequest willSendRequest(UrlRequest request, const UrlResponse* redirect) override {
     if (redirect != nullptr) _response = *redirect;
@@ -131,15 +130,11 @@ class BodyCollector final : public UrlExchangeClient {
     return {};
   }
   Error didReceiveData(std::string_view bytes) override {
-    if (bytes.size() > _limitBytes - _body.size()) {
-      return urlError(UrlErrorCode::dataLengthExceedsMaximum, "resource exceeds maximum size");
-    }
     _body += bytes;
     return {};
   }
 
  private:
-  std::uint64_t _limitBytes;
   UrlResponse& _response;
   std::string& _body;
 };
@@ -154,8 +149,10 @@ std::unique_ptr<UrlDownload> UrlDownload::start(UrlRequest request, UrlDownloadD
 Error sendSynchronousRequest(const UrlRequest& request, std::uint64_t limitBytes, UrlResponse& response,
                              std::string& body) {
   body.clear();
-  BodyCollector collector(limitBytes, response, body);
-  UrlExchange exchange(request, true, collector);
+  BodyCollector collector(response, body);
+  UrlRequest limited = request;
+  limited.sizeLimitBytes = std::min(limited.sizeLimitBytes, limitBytes);
+  UrlExchange exchange(std::move(limited), true, collector);
   while (!exchange.hasEnded())
     exchange.process(std::chrono::hours(1));
   if (exchange.error()) body.clear();

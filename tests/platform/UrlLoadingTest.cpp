@@ -1,14 +1,13 @@
 #include "platform/UrlLoading.h"
 
-#include <arpa/inet.h>
-#include <curl/curl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/resource.h>
-#include <sys/socket.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
+#include <array>
 #include <chrono>
 #include <filesystem>
 #include <functional>
@@ -17,8 +16,9 @@
 #include <vector>
 
 #include "platform/RunLoop.h"
-#include "platform/linux/HttpOutcome.h"
+#include "platform/linux/HttpCredentials.h"
 #include "tests/support/Environment.h"
+#include "tools/staging/Listener.h"
 #include "tools/staging/StagingServer.h"
 
 namespace {
@@ -26,6 +26,7 @@ namespace {
 using namespace std::chrono_literals;
 using platform::Error;
 using platform::UrlErrorCode;
+using enum platform::UrlErrorCode;
 using staging::Certificate;
 using staging::Ending;
 using staging::Handshake;
@@ -47,6 +48,10 @@ const std::vector<staging::Host> kHosts = {
     {.name = "stalled.example", .handshake = Handshake::stalled},
     {.name = "alert.example", .handshake = Handshake::alert},
     {.name = "plain.example", .handshake = Handshake::plainText},
+    {.name = "wanted.example", .handshake = Handshake::certificateWanted},
+    {.name = "wanted12.example", .handshake = Handshake::certificateWantedByTls12},
+    {.name = "certificate.example", .handshake = Handshake::certificateRefused},
+    {.name = "proxy.example", .handshake = Handshake::challenged},
 };
 
 std::string url(const std::string& path, const std::string& host = kHost) {
@@ -114,7 +119,10 @@ class Recorder : public platform::UrlDownloadDelegate {
 class UrlLoading : public ::testing::Test {
  protected:
   platform::UrlRequest request(const std::string& text) {
-    return {.url = platform::Url::parse(text).value(), .idleTimeout = idleTimeout};
+    return {.url = platform::Url::parse(text).value(),
+            .idleTimeout = idleTimeout,
+            .timeLimit = timeLimit,
+            .sizeLimitBytes = sizeLimit};
   }
 
   /// Downloads to `destination` until the end, which comes exactly once. Answers the code, 0 for success.
@@ -149,42 +157,20 @@ class UrlLoading : public ::testing::Test {
   }
 
   /// A stall is waited for; anything else must not be mistaken for one on a busy machine.
-  void expectCode(UrlErrorCode code) { idleTimeout = code == UrlErrorCode::timedOut ? 1s : 30s; }
+  void expectCode(UrlErrorCode code) { idleTimeout = code == timedOut ? 1s : 30s; }
 
   test::Sandbox sandbox;
   std::chrono::seconds idleTimeout{30};
+  std::chrono::seconds timeLimit{100};
+  std::uint64_t sizeLimit = 1'000'000;
   staging::Server server{{.hosts = kHosts}};
-  test::ScopedEnvironment environment = [this] {
-    std::map<std::string, std::optional<std::string>> variables;
-    for (const auto& [name, value] : server.environment())
-      variables[name] = value;
-    return test::ScopedEnvironment(variables);
-  }();
+  const std::map<std::string, std::string> variables = server.environment();
+  test::ScopedEnvironment environment{{variables.begin(), variables.end()}};
   test::TemporaryFolder folder;
   std::string destination = folder / "file";
   Recorder recorder;
   platform::UrlResponse response{.url = platform::Url::parse("none:").value()};
   std::string body = "left over";
-};
-
-/// A port of 127.0.0.1 on which nobody listens.
-class ClosedPort {
- public:
-  ClosedPort() : _socket(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t size = sizeof(address);
-    EXPECT_EQ(bind(_socket, reinterpret_cast<sockaddr*>(&address), size), 0);
-    EXPECT_EQ(getsockname(_socket, reinterpret_cast<sockaddr*>(&address), &size), 0);
-    _port = ntohs(address.sin_port);
-  }
-  ~ClosedPort() { close(_socket); }
-  [[nodiscard]] std::string address() const { return "127.0.0.1:" + std::to_string(_port); }
-
- private:
-  int _socket;
-  unsigned _port = 0;
 };
 
 TEST_F(UrlLoading, EachFaultReachesItsOwnCode) {
@@ -193,32 +179,39 @@ TEST_F(UrlLoading, EachFaultReachesItsOwnCode) {
     Reply reply;
     UrlErrorCode code;
   };
-  const Reply hello = Reply::text("hello");
+  Reply announced = Reply::text("x");
+  announced.announcedLength = 1'000'001;
   const Reply large = Reply::text(std::string(100'000, 'x'));
+  const std::string ok = "HTTP/1.1 200 OK\r\n";
+  std::string trailers = ok + "Transfer-Encoding: chunked\r\n\r\n1\r\nx\r\n0\r\n";
+  for (int i = 0; i < 20'000; ++i)
+    trailers += "X: " + std::string(100, 'x') + "\r\n";
   const Case kCases[] = {
-      {"not HTTP", Reply::bytes("SSH-2.0-x\r\n\r\n"), UrlErrorCode::badServerResponse},
-      {"bad chunk", Reply::badChunk(), UrlErrorCode::badServerResponse},
-      {"bad length", Reply::bytes("HTTP/1.1 200 OK\r\nContent-Length: abc\r\n\r\nx"),
-       UrlErrorCode::badServerResponse},
-      {"huge head", Reply::bytes("HTTP/1.1 200 OK\r\nX: " + std::string(200'000, 'x') + "\r\n\r\n"),
-       UrlErrorCode::badServerResponse},
-      {"no answer", Reply::bytes(""), UrlErrorCode::networkConnectionLost},
-      {"no answer, cut", Reply::bytes("").endingAfter(0, Ending::cut), UrlErrorCode::networkConnectionLost},
-      {"reset before the answer", Reply::bytes("").endingAfter(0, Ending::reset),
-       UrlErrorCode::networkConnectionLost},
-      {"closed in the head", Reply::bytes("HTTP/1.1 200 OK\r\nContent-Le"),
-       UrlErrorCode::networkConnectionLost},
-      {"closed before the body", large.endingAfter(0, Ending::closed), UrlErrorCode::networkConnectionLost},
-      {"closed in the body", large.endingAfter(50'000, Ending::closed), UrlErrorCode::networkConnectionLost},
-      {"cut in the body", large.endingAfter(50'000, Ending::cut), UrlErrorCode::networkConnectionLost},
-      {"reset in the body", large.endingAfter(50'000, Ending::reset), UrlErrorCode::networkConnectionLost},
-      {"stalled before the answer", Reply::bytes("").endingAfter(0, Ending::stalled), UrlErrorCode::timedOut},
-      {"stalled in the body", large.endingAfter(50'000, Ending::stalled), UrlErrorCode::timedOut},
-      {"redirect loop", Reply::redirect("/x"), UrlErrorCode::tooManyRedirects},
-      {"redirect to a bad URL", Reply::redirect("https://a@b@c/"), UrlErrorCode::badUrl},
-      {"redirect to another scheme", Reply::redirect("ftp://good.example/x"), UrlErrorCode::unsupportedUrl},
-      {"redirect to a file", Reply::redirect("file:///etc/passwd"), UrlErrorCode::unsupportedUrl},
-      {"redirect to a confusing host", Reply::redirect("https://127.1/"), UrlErrorCode::badUrl},
+      {"another protocol", Reply::bytes("HTTP/1.1 101 Switch\r\n\r\nbody"), badServerResponse},
+      {"another protocol at once", Reply::bytes("HTTP/1.1 101 Switch\r\n\r\n"), badServerResponse},
+      {"interim answers only", Reply::bytes("HTTP/1.1 103 Early Hints\r\n\r\n"), networkConnectionLost},
+      {"no status", Reply::bytes("HTTP/1.1 -20 OK\r\n\r\nx"), badServerResponse},
+      {"a field without a name", Reply::bytes(ok + "x\r\n\r\nx"), badServerResponse},
+      {"trailers without end", Reply::bytes(trailers + "\r\n"), badServerResponse},
+      {"a long body that is announced", announced.endingAfter(0, Ending::stalled), dataLengthExceedsMaximum},
+      {"a long body that is not", Reply::bytes(ok + "\r\n" + std::string(1'000'001, 'x')),
+       dataLengthExceedsMaximum},
+      {"not HTTP", Reply::bytes("SSH-2.0-x\r\n\r\n"), badServerResponse},
+      {"bad chunk", Reply::badChunk(), badServerResponse},
+      {"bad length", Reply::bytes(ok + "Content-Length: abc\r\n\r\nx"), badServerResponse},
+      {"huge head", Reply::bytes(ok + "X: " + std::string(200'000, 'x') + "\r\n\r\n"), badServerResponse},
+      {"no answer", Reply::bytes(""), networkConnectionLost},
+      {"reset before the answer", Reply::bytes("").endingAfter(0, Ending::reset), networkConnectionLost},
+      {"closed in the head", Reply::bytes(ok + "Content-Le"), networkConnectionLost},
+      {"closed in the body", large.endingAfter(50'000, Ending::closed), networkConnectionLost},
+      {"cut in the body", large.endingAfter(50'000, Ending::cut), networkConnectionLost},
+      {"reset in the body", large.endingAfter(50'000, Ending::reset), networkConnectionLost},
+      {"stalled before the answer", Reply::bytes("").endingAfter(0, Ending::stalled), timedOut},
+      {"stalled in the body", large.endingAfter(50'000, Ending::stalled), timedOut},
+      {"redirect loop", Reply::redirect("/x"), tooManyRedirects},
+      {"redirect to a bad URL", Reply::redirect("https://a@b@c/"), badUrl},
+      {"redirect to another scheme", Reply::redirect("ftp://good.example/x"), unsupportedUrl},
+      {"redirect to a confusing host", Reply::redirect("https://127.1/"), badUrl},
   };
   for (const Case& row : kCases) {
     SCOPED_TRACE(row.name);
@@ -237,22 +230,25 @@ TEST_F(UrlLoading, NoConnectionReachesItsOwnCode) {
     UrlErrorCode code;
   };
   const Case kCases[] = {
-      {url("/", "expired.example"), UrlErrorCode::certificateHasBadDate},
-      {url("/", "early.example"), UrlErrorCode::certificateNotYetValid},
-      {url("/", "unknown.example"), UrlErrorCode::certificateHasUnknownRoot},
-      {url("/", "selfsigned.example"), UrlErrorCode::certificateUntrusted},
-      {url("/", "wrong.example"), UrlErrorCode::certificateUntrusted},
-      {url("/", "alert.example"), UrlErrorCode::secureConnectionFailed},
-      {url("/", "plain.example"), UrlErrorCode::secureConnectionFailed},
-      {url("/", "reset.example"), UrlErrorCode::secureConnectionFailed},
-      {url("/", "stalled.example"), UrlErrorCode::timedOut},
-      {url("/", "refused.example"), UrlErrorCode::cannotConnectToHost},
-      {url("/", "unlisted.example"), UrlErrorCode::cannotConnectToHost},
-      {"ftp://good.example/", UrlErrorCode::unsupportedUrl},
-      {"good.example", UrlErrorCode::unsupportedUrl},
-      {"https:///x", UrlErrorCode::badUrl},
-      {"https://2130706433/", UrlErrorCode::badUrl},      // the network library reads 127.0.0.1
-      {"https://%67ood.example/", UrlErrorCode::badUrl},  // and here "good.example"
+      {url("/", "expired.example"), certificateHasBadDate},
+      {url("/", "early.example"), certificateNotYetValid},
+      {url("/", "unknown.example"), certificateHasUnknownRoot},
+      {url("/", "selfsigned.example"), certificateUntrusted},
+      {url("/", "wrong.example"), certificateUntrusted},
+      {url("/", "alert.example"), secureConnectionFailed},
+      {url("/", "plain.example"), secureConnectionFailed},
+      {url("/", "wanted.example"), clientCertificateRequired},
+      {url("/", "wanted12.example"), clientCertificateRequired},
+      {url("/", "certificate.example"), clientCertificateRejected},
+      {url("/", "reset.example"), secureConnectionFailed},
+      {url("/", "stalled.example"), timedOut},
+      {url("/", "refused.example"), cannotConnectToHost},
+      {url("/", "unlisted.example"), cannotConnectToHost},
+      {"ftp://good.example/", unsupportedUrl},
+      {"good.example", unsupportedUrl},
+      {"https:///x", badUrl},
+      {"https://2130706433/", badUrl},      // the network library reads 127.0.0.1
+      {"https://%67ood.example/", badUrl},  // and here "good.example"
   };
   for (const Case& row : kCases) {
     SCOPED_TRACE(row.url);
@@ -264,7 +260,7 @@ TEST_F(UrlLoading, NoConnectionReachesItsOwnCode) {
 }
 
 TEST_F(UrlLoading, NamesPortsProxiesAndAuthoritiesThatAreNotThere) {
-  const ClosedPort closed;
+  const std::string closed = "127.0.0.1:1";
   const std::string nameless = std::string(64, 'a') + ".invalid";  // no name server is asked for it
   struct Case {
     std::map<std::string, std::optional<std::string>> variables;
@@ -272,44 +268,18 @@ TEST_F(UrlLoading, NamesPortsProxiesAndAuthoritiesThatAreNotThere) {
     UrlErrorCode code;
   };
   const Case kCases[] = {
-      {{{"no_proxy", "*"}}, url("/", nameless), UrlErrorCode::cannotFindHost},
-      {{{"https_proxy", "http://" + nameless + ":80"}}, url("/"), UrlErrorCode::cannotFindHost},
-      {{{"no_proxy", "*"}}, url("/", closed.address()), UrlErrorCode::cannotConnectToHost},
-      {{{"no_proxy", "*"}}, "http://" + closed.address(), UrlErrorCode::cannotConnectToHost},
-      {{{"https_proxy", "http://" + closed.address()}}, url("/"), UrlErrorCode::cannotConnectToHost},
-      {{{"SSL_CERT_FILE", folder / "none"}}, url("/"), UrlErrorCode::secureConnectionFailed},
-      {{{"SSL_CERT_FILE", std::nullopt}, {"SSL_CERT_DIR", folder.path()}},
-       url("/"),
-       UrlErrorCode::certificateHasUnknownRoot},
-      {{{"SSL_CERT_FILE", std::nullopt}}, url("/"), UrlErrorCode::certificateHasUnknownRoot},
+      {{{"no_proxy", "*"}}, url("/", nameless), cannotFindHost},
+      {{{"https_proxy", "http://" + nameless + ":80"}}, url("/"), cannotFindHost},
+      {{{"no_proxy", "*"}}, url("/", closed), cannotConnectToHost},
+      {{{"https_proxy", "http://" + closed}}, url("/"), cannotConnectToHost},
+      {{{"SSL_CERT_FILE", folder / "none"}}, url("/"), secureConnectionFailed},
+      {{{"SSL_CERT_FILE", std::nullopt}}, url("/"), certificateHasUnknownRoot},
   };
   for (const Case& row : kCases) {
     SCOPED_TRACE(row.url);
-    const test::ScopedEnvironment variables(row.variables);
+    const test::ScopedEnvironment changes(row.variables);
     EXPECT_EQ(download(row.url), number(row.code)) << recorder.error.description;
   }
-}
-
-/// Those that cannot be had from a server on this machine.
-TEST(HttpOutcome, RareOnesHaveTheirCode) {
-  struct Case {
-    platform::HttpOutcome outcome;
-    UrlErrorCode code;
-  };
-  const Case kCases[] = {
-      {{CURLE_COULDNT_CONNECT, 0, ENETUNREACH, 0, "x"}, UrlErrorCode::notConnectedToInternet},
-      {{CURLE_COULDNT_CONNECT, 0, ETIMEDOUT, 0, "x"}, UrlErrorCode::timedOut},
-      {{CURLE_COULDNT_CONNECT, 0, EHOSTUNREACH, 0, "x"}, UrlErrorCode::cannotConnectToHost},
-      {{CURLE_OPERATION_TIMEDOUT, 0, 0, 0, "x"}, UrlErrorCode::timedOut},
-      {{CURLE_PEER_FAILED_VERIFICATION, 19, 0, 0, "x"}, UrlErrorCode::certificateHasUnknownRoot},
-      {{CURLE_PEER_FAILED_VERIFICATION, 26, 0, 0, "x"}, UrlErrorCode::certificateUntrusted},
-      {{CURLE_RECV_ERROR, 0, 0, 200, "SSL_read: unexpected eof"}, UrlErrorCode::networkConnectionLost},
-      {{CURLE_SEND_ERROR, 0, EPIPE, 0, "x"}, UrlErrorCode::networkConnectionLost},
-      {{CURLE_URL_MALFORMAT, 0, 0, 0, "x"}, UrlErrorCode::badUrl},
-      {{CURLE_FTP_WEIRD_PASS_REPLY, 0, 0, 0, "x"}, UrlErrorCode::unknown},
-  };
-  for (const Case& row : kCases)
-    EXPECT_EQ(number(platform::translate(row.outcome)), number(row.code)) << row.outcome.code;
 }
 
 TEST_F(UrlLoading, AWholeDownload) {
@@ -336,29 +306,62 @@ TEST_F(UrlLoading, AWholeDownload) {
   EXPECT_THAT(server.missingRequests(), ElementsAre());
 }
 
-TEST_F(UrlLoading, TwentyRedirectsAreFollowed) {
-  for (int i = 0; i < 20; ++i)
+TEST_F(UrlLoading, RedirectsAreFollowedWhereverTheyLead) {
+  const staging::Listener plain(0, [](int client) {
+    constexpr std::string_view kAnswer = "HTTP/1.1 200 OK\r\nContent-Length: 5\r\n\r\nplain";
+    std::array<char, 4096> asked{};
+    EXPECT_GT(read(client, asked.data(), asked.size()), 0);
+    EXPECT_EQ(write(client, kAnswer.data(), kAnswer.size()), ssize_t{kAnswer.size()});
+    close(client);
+  });
+  const std::string end = "http://127.0.0.1:" + std::to_string(plain.port()) + "/?a%20b%C3%BC";
+  for (int i = 0; i < 19; ++i)
     server.serve(kHost, "/" + std::to_string(i), Reply::redirect(std::to_string(i + 1) + "?a b\xC3\xBC"));
-  server.serve(kHost, "/20", Reply::text("end"));
+  server.serve(kHost, "/19", Reply::redirect(end + " \xC3\xBC"));
   EXPECT_EQ(fetch(url("/0")), 0);
-  EXPECT_EQ(body, "end");
-  EXPECT_EQ(response.url.absoluteString(), "https://good.example/20?a%20b%C3%BC");
+  EXPECT_EQ(body, "plain");
+  EXPECT_EQ(response.url.absoluteString(), end + "%20%C3%BC");
+  EXPECT_EQ(server.requests().at(1).path, "/1?a%20b%C3%BC");
   EXPECT_EQ(download(url("/0")), 0);
-  server.serve(kHost, "/20", Reply::redirect("21"));
-  EXPECT_EQ(fetch(url("/0")), number(UrlErrorCode::tooManyRedirects));
+  EXPECT_EQ(test::readFile(destination), "plain");
 }
 
-TEST_F(UrlLoading, AnyStatusIsAnAnswer) {
-  for (const int status : {201, 300, 304, 404, 503}) {
-    server.serve(kHost, "/x", Reply::withStatus(status, status == 304 ? "" : "text"));
-    EXPECT_EQ(fetch(url("/x")), 0) << status;
-    EXPECT_EQ(body, status == 304 ? "" : "text");
-    EXPECT_EQ(response.statusCode, status);
+TEST_F(UrlLoading, AnyStatusAndManyHeadsAreAnAnswer) {
+  struct Case {
+    const char* head;
+    const char* type = "application/octet-stream";
+    int status = 200;
+    bool mayBeRefused = false;  // by stricter versions of the network library
+  };
+  const Case kCases[] = {
+      {"HTTP/1.1 100 Continue\r\nContent-Type: a/b\r\n\r\nHTTP/1.1 200 OK\r\nX: 1\r\n"},
+      {"HTTP/1.1 103 Early Hints\r\n\r\nHTTP/1.1 100 \r\n\r\nHTTP/1.0 200\r\nContent-type: a/b\r\n", "a/b"},
+      {.head = "HTTP/1.1 304 Not Modified\r\n", .status = 304},
+      {.head = "HTTP/1.1 503 Service Unavailable\r\n", .status = 503},
+      {.head = "HTTP/1.1  200 OK\r\n", .mayBeRefused = true},
+      {.head = "http/1.1 200 OK\r\n", .mayBeRefused = true},
+      {"HTTP/1.1 200 OK\nContent-Type: a/b\n", "a/b"},
+      {"HTTP/1.1 200 OK\r\nContent-Type:\r\n\ta/b\r\n", "a/b"},
+      {"HTTP/1.1 200 OK\r\nContent-Type: a/b\x1b[2J\r\n", "a/b [2j"},
+      {"HTTP/1.1 200 OK\r\nContent-Type: a/b\r\nContent-Type: c/d\r\n", "a/b"},
+  };
+  for (const Case& row : kCases) {
+    SCOPED_TRACE(row.head);
+    server.serve(kHost, "/x", Reply::bytes(std::string(row.head) + "\r\nbody"));
+    if (fetch(url("/x")) == number(badServerResponse)) continue;  // newer libraries are stricter
+    EXPECT_EQ(body, row.status == 304 ? "" : "body");
+    EXPECT_EQ(response.statusCode, row.status);
+    EXPECT_EQ(response.mimeType, row.type);
   }
-  server.serve(kHost, "/x", Reply::bytes("HTTP/1.1 100 Continue\r\n\r\nHTTP/1.1 200 OK\r\nX: 1\r\n\r\nlate"));
-  EXPECT_EQ(fetch(url("/x")), 0);
-  EXPECT_EQ(body, "late");
-  EXPECT_EQ(response.expectedContentLength, -1);
+}
+
+TEST_F(UrlLoading, SlowTransfersAreBoundedInTotal) {
+  idleTimeout = 1s;
+  server.serve(kHost, "/x", Reply::bytes("HTTP/1.1 200 OK\r\n\r\nx").trickling(100ms));
+  EXPECT_EQ(fetch(url("/x")), 0) << "each byte of a head is activity";
+  timeLimit = 1s;
+  server.serve(kHost, "/x", Reply::text(std::string(50, 'x')).trickling(100ms));
+  EXPECT_EQ(fetch(url("/x")), number(timedOut)) << "activity does not prolong the whole";
 }
 
 TEST_F(UrlLoading, RequestsCarryTheirHeaders) {
@@ -377,18 +380,19 @@ TEST_F(UrlLoading, RequestsCarryTheirHeaders) {
   EXPECT_EQ(server.requests().size(), 1u);
 }
 
-TEST_F(UrlLoading, EmptyAndLongBodies) {
+TEST_F(UrlLoading, BodiesOfNoBytesAndAtTheLimit) {
   server.serve(kHost, "/x", Reply::text(""));
   test::writeFile(destination, "good");
-  EXPECT_EQ(download(url("/x")), number(UrlErrorCode::zeroByteResource));
+  EXPECT_EQ(download(url("/x")), number(zeroByteResource));
   EXPECT_EQ(test::readFile(destination), "good");
   EXPECT_EQ(fetch(url("/x"), 0), 0);
   EXPECT_EQ(body, "");
 
+  sizeLimit = 5;
   server.serve(kHost, "/x", Reply::text("12345"));
+  EXPECT_EQ(download(url("/x")), 0);
   EXPECT_EQ(fetch(url("/x"), 5), 0);
-  EXPECT_EQ(fetch(url("/x"), 4), number(UrlErrorCode::dataLengthExceedsMaximum));
-  EXPECT_EQ(body, "");
+  EXPECT_EQ(fetch(url("/x"), 4), number(dataLengthExceedsMaximum));
 }
 
 TEST_F(UrlLoading, EncodedBodies) {
@@ -403,64 +407,127 @@ TEST_F(UrlLoading, EncodedBodies) {
   EXPECT_EQ(download(url("/x")), 0);
   EXPECT_EQ(test::readFile(destination), kGzippedHello);
   recorder.decodes = true;
-  EXPECT_EQ(download(url("/x")), number(UrlErrorCode::cannotDecodeContentData));
+  EXPECT_EQ(download(url("/x")), number(cannotDecodeContentData));
 
   EXPECT_EQ(server.requests().at(0).headers.count("accept-encoding"), 1u);
   EXPECT_EQ(server.requests().at(1).headers.count("accept-encoding"), 0u);
   reply.body = "no gzip";
   server.serve(kHost, "/x", reply);
-  EXPECT_EQ(fetch(url("/x")), number(UrlErrorCode::badServerResponse));
+  EXPECT_EQ(fetch(url("/x")), number(badServerResponse));
+}
+
+TEST_F(UrlLoading, ChallengesAreTold) {
+  struct Case {
+    const char* fields;
+    const char* method;
+    const char* realm = "";
+  };
+  const Case kCases[] = {
+      {"WWW-Authenticate: Basic charset=\"UTF-8\", realm=\"a \\\"b\\\", c\"\r\n", "HTTPBasic", "a \"b\", c"},
+      {"WWW-Authenticate: Negotiate, Basic realm=b\r\n", "HTTPBasic", "b"},
+      {"WWW-Authenticate: Negotiate YQ==\r\nwww-authenticate: basic realm = \"b\"\r\n", "HTTPBasic", "b"},
+      {"WWW-Authenticate: Basic realm=\"Digest, x=1\", Digest realm=\"d\"\r\n", "HTTPBasic", "Digest, x=1"},
+      {"WWW-Authenticate: , Digest realm=\"d\", nonce=\"n\", NTLM\r\n", "HTTPDigest", "d"},
+      {"WWW-Authenticate: Other a=\"Basic realm=b\"\r\n", "Default"},
+      {"", "Default"},
+  };
+  for (const Case& row : kCases) {
+    SCOPED_TRACE(row.fields);
+    server.serve(kHost, "/x", Reply::bytes("HTTP/1.1 401 No\r\n" + std::string(row.fields) + "\r\nwho?"));
+    EXPECT_EQ(download(url("/x")), 0);
+    EXPECT_EQ(test::readFile(destination), "who?") << "no credentials: the answer as it is";
+    EXPECT_EQ(recorder.space.authenticationMethod, "NSURLAuthenticationMethod" + std::string(row.method));
+    EXPECT_EQ(recorder.space.realm, row.realm);
+  }
+  EXPECT_EQ(recorder.space.protocol + "://" + recorder.space.host, url(""));
+  EXPECT_EQ(recorder.space.port, 443);
+  EXPECT_FALSE(recorder.space.isProxy);
+
+  EXPECT_EQ(download(url("/x", "proxy.example")), number(cannotConnectToHost));
+  EXPECT_EQ(recorder.space.authenticationMethod, "NSURLAuthenticationMethodHTTPBasic");
+  EXPECT_EQ(recorder.space.realm, "way out");
+  EXPECT_TRUE(recorder.space.isProxy);
+  EXPECT_EQ(recorder.space.protocol + "://" + recorder.space.host + ":" + std::to_string(recorder.space.port),
+            server.proxyUrl());
 }
 
 TEST_F(UrlLoading, CredentialsAreSentWhenAskedForAndThere) {
+  const std::string basic = "Basic bWU6c2VjcmV0";  // me:secret
   Reply challenge = Reply::withStatus(401, "who?");
-  challenge.headers["WWW-Authenticate"] = "Basic charset=\"UTF-8\", realm=\"a \\\"b\\\", c\"";
+  challenge.headers["WWW-Authenticate"] = "Negotiate, Basic realm=\"x\"";
   const std::vector<Reply> dialogue = {challenge, Reply::text("welcome")};
   const std::string netrc = sandbox.home() + "/.netrc";
-
-  server.serve(kHost, "/x", dialogue);
-  EXPECT_EQ(download(url("/x")), 0);
-  EXPECT_EQ(test::readFile(destination), "who?") << "no credentials: the answer as it is";
-  EXPECT_EQ(recorder.space.authenticationMethod, "NSURLAuthenticationMethodHTTPBasic");
-  EXPECT_EQ(recorder.space.host, kHost);
-  EXPECT_FALSE(recorder.space.isProxy);
-  EXPECT_EQ(recorder.space.port, 443);
-  EXPECT_EQ(recorder.space.protocol, "https");
-  EXPECT_EQ(recorder.space.realm, "a \"b\", c");
+  const auto sent = [this] { return server.requests().back().headers.count("authorization") != 0; };
 
   test::writeFile(netrc, "machine good.example login me password secret\n");
   server.serve(kHost, "/x", dialogue);
   EXPECT_EQ(download(url("/x")), 0);
   EXPECT_EQ(test::readFile(destination), "welcome");
-  EXPECT_EQ(server.requests().at(1).headers.count("authorization"), 0u);
-  EXPECT_EQ(server.requests().at(2).headers.at("authorization"), "Basic bWU6c2VjcmV0");
-  EXPECT_EQ(fetch(url("/x")), 0);
-
-  server.serve(kHost, "/x", challenge);
-  EXPECT_EQ(fetch(url("/x")), 0);
-  EXPECT_EQ(body, "who?") << "credentials that do not fit are sent once";
-
+  EXPECT_EQ(server.requests().at(0).headers.count("authorization"), 0u);
+  EXPECT_EQ(server.requests().at(1).headers.at("authorization"), basic);
   recorder.acceptsChallenge = false;
   server.serve(kHost, "/x", dialogue);
   EXPECT_EQ(download(url("/x")), 0);
   EXPECT_EQ(test::readFile(destination), "who?");
+
+  server.serve(kHost, "/x", challenge);
+  EXPECT_EQ(fetch(url("/x")), 0);
+  EXPECT_EQ(body, "who?") << "credentials that do not fit are sent once";
+  EXPECT_EQ(server.requests().size(), 5u);
+
+  server.serve(kHost, "/x", Reply::redirect("https://other.example/x"));
+  server.serve("other.example", "/x", challenge);
+  test::writeFile(netrc, "machine other.example login me password secret\n");
+  EXPECT_EQ(fetch(url("/x")), 0);
+  EXPECT_TRUE(sent()) << "what is stored for the host that a redirect leads to";
+  test::writeFile(netrc, "default login me password secret\n");
+  EXPECT_EQ(fetch(url("/x")), 0);
+  EXPECT_FALSE(sent()) << "what is stored for any host is for the first alone";
+  EXPECT_EQ(fetch(url("/x", "other.example")), 0);
+  EXPECT_TRUE(sent());
+
+  std::filesystem::remove(netrc);
+  ASSERT_EQ(mkfifo(netrc.c_str(), 0600), 0);
+  EXPECT_EQ(fetch(url("/x")), 0) << "a pipe holds nobody up";
+  EXPECT_FALSE(sent());
+}
+
+TEST(HttpCredentials, AreFoundAsTheFormatSays) {
+  struct Case {
+    std::string netrc;
+    const char* found;
+  };
+  const Case kCases[] = {
+      {"machine a.example login me password secret", "me:secret"},
+      {"MACHINE\tA.Example\r\nLOGIN me\naccount x\npassword \"a \\\"b\\\\\"", "me:a \"b\\"},
+      {"# machine a.example login no\nmachine a.example login me # password #1", "me:"},
+      {"machine b.example login no password machine machine a.example password p login me", "me:p"},
+      {"machine a.example\nmachine b.example login no\ndefault login any password p", "any:p"},
+      {"default login any machine a.example login me", "any:"},
+      {"macdef m\nmachine a.example login no\n\nmachine a.example login me", "me:"},
+      {"machine a.example login", "none"},
+      {"machine a.example password p", "none"},
+      {"machine a.example login me password \"p\nmachine b.example login x password \"other\"", "none"},
+      {std::string("machine a.example login m\0e", 27), "none"},
+  };
+  for (const Case& row : kCases) {
+    const auto found = platform::findCredentials(row.netrc, "a.example", platform::DefaultEntry::counts);
+    EXPECT_EQ(found ? found->userName + ":" + found->password : "none", row.found) << row.netrc;
+  }
 }
 
 TEST_F(UrlLoading, AFailureKeepsTheGoodFile) {
   server.serve(kHost, "/x", Reply::text("0123456789").endingAfter(5, Ending::closed));
   test::writeFile(destination, "good");
-  EXPECT_EQ(download(url("/x")), number(UrlErrorCode::networkConnectionLost));
+  EXPECT_EQ(download(url("/x")), number(networkConnectionLost));
   EXPECT_EQ(test::readFile(destination), "good");
   EXPECT_THAT(files(), ElementsAre("file"));
+  std::filesystem::remove(destination);
+  EXPECT_EQ(download(url("/x"), true, false), number(networkConnectionLost));
+  EXPECT_EQ(test::readFile(destination), "01234") << "a partial file stays when asked";
 
   server.serve(kHost, "/x", Reply::text("better"));
-  EXPECT_EQ(download(url("/x"), false), number(UrlErrorCode::cannotCreateFile));
-  EXPECT_EQ(test::readFile(destination), "good");
-}
-
-TEST_F(UrlLoading, APartialFileStaysWhenAsked) {
-  server.serve(kHost, "/x", Reply::text("0123456789").endingAfter(5, Ending::closed));
-  EXPECT_EQ(download(url("/x"), true, false), number(UrlErrorCode::networkConnectionLost));
+  EXPECT_EQ(download(url("/x"), false), number(cannotCreateFile));
   EXPECT_EQ(test::readFile(destination), "01234");
 }
 
@@ -472,7 +539,7 @@ TEST_F(UrlLoading, FilesThatCannotBeWritten) {
   const rlimit small{.rlim_cur = 10'000, .rlim_max = before.rlim_max};
   const auto handler = signal(SIGXFSZ, SIG_IGN);
   setrlimit(RLIMIT_FSIZE, &small);
-  EXPECT_EQ(download(url("/x")), number(UrlErrorCode::cannotWriteToFile));
+  EXPECT_EQ(download(url("/x")), number(cannotWriteToFile));
   setrlimit(RLIMIT_FSIZE, &before);
   signal(SIGXFSZ, handler);
   EXPECT_NE(recorder.error.description.find("File too large"), std::string::npos)
@@ -484,15 +551,15 @@ TEST_F(UrlLoading, FilesThatCannotBeWritten) {
     std::filesystem::remove(destination);
     test::makeFolder(destination);
   };
-  EXPECT_EQ(download(url("/x")), number(UrlErrorCode::cannotMoveFile));
+  EXPECT_EQ(download(url("/x")), number(cannotMoveFile));
   EXPECT_THAT(files(), ElementsAre("file"));
   recorder.onCreated = nullptr;
 
-  EXPECT_EQ(download(url("/x")), number(UrlErrorCode::cannotOpenFile)) << "a folder";
+  EXPECT_EQ(download(url("/x")), number(cannotOpenFile)) << "a folder";
   destination = folder / "missing/file";
-  EXPECT_EQ(download(url("/x")), number(UrlErrorCode::cannotCreateFile));
+  EXPECT_EQ(download(url("/x")), number(cannotCreateFile));
   destination = "";
-  EXPECT_EQ(download(url("/x")), number(UrlErrorCode::cannotCreateFile));
+  EXPECT_EQ(download(url("/x")), number(cannotCreateFile));
 }
 
 TEST_F(UrlLoading, DestroyingADownloadStopsIt) {

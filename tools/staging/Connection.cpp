@@ -139,9 +139,12 @@ class SocketConnection final : public Connection {
   void waitForPeer();
 
   void serveProxy();
-  void refuse(http::status status);
+  void refuse(http::status status, std::string_view headers = {});
   void meet(const Host& host);
-  void serveTls();
+  void serveTls(Handshake handshake);
+  void shakeHands(TlsStream& stream, Handshake handshake);
+  void readSome();
+  void sendAndLeave(std::string_view bytes);
   [[nodiscard]] bool serveRequest(TlsStream& stream, boost::beast::flat_buffer& buffer);
   [[nodiscard]] bool send(TlsStream& stream, const Reply& reply, std::size_t request, bool withBody,
                           bool keepsConnection);
@@ -165,7 +168,7 @@ void SocketConnection::run(bool throughProxy) {
     if (throughProxy) {
       serveProxy();
     } else {
-      serveTls();
+      serveTls(Handshake::regular);
     }
   } catch (const std::exception&) {
     // The client went away, or does not like our certificate: nothing that a server would stop for.
@@ -207,35 +210,74 @@ void SocketConnection::serveProxy() {
   meet(found->second);
 }
 
-void SocketConnection::refuse(http::status status) {
+void SocketConnection::refuse(http::status status, std::string_view headers) {
   const std::string text = "HTTP/1.1 " + std::to_string(static_cast<unsigned>(status)) + " " +
-                           std::string(http::obsolete_reason(status)) + "\r\nContent-Length: 0\r\n\r\n";
+                           std::string(http::obsolete_reason(status)) + "\r\n" + std::string(headers) +
+                           "Content-Length: 0\r\n\r\n";
   asio::write(_socket, asio::buffer(text));
 }
 
 /// The proxy and the server are one program: the connection to the proxy becomes the one to the server.
 void SocketConnection::meet(const Host& host) {
+  constexpr std::string_view kChallenges =
+      "Proxy-Authenticate: Negotiate\r\nProxy-Authenticate: Basic realm=\"way out\"\r\n";
   if (host.handshake == Handshake::refused) return refuse(http::status::forbidden);
+  if (host.handshake == Handshake::challenged) {
+    return refuse(http::status::proxy_authentication_required, kChallenges);
+  }
   asio::write(_socket, asio::buffer(std::string_view("HTTP/1.1 200 Connection established\r\n\r\n")));
-  if (host.handshake == Handshake::regular) return serveTls();
-  if (host.handshake == Handshake::stalled) return waitForPeer();
+  switch (host.handshake) {
+    case Handshake::reset:
+      readSome();
+      return reset();
+    case Handshake::stalled:
+      return waitForPeer();
+    case Handshake::alert:
+      return sendAndLeave({"\x15\x03\x03\x00\x02\x02\x28", 7});  // fatal, handshake failure
+    case Handshake::certificateRefused:
+      return sendAndLeave({"\x15\x03\x03\x00\x02\x02\x2a", 7});  // fatal, bad certificate
+    case Handshake::plainText:
+      return sendAndLeave("HTTP/1.1 400 Bad Request\r\n\r\n");
+    default:
+      return serveTls(host.handshake);
+  }
+}
 
+void SocketConnection::readSome() {
   std::array<char, 4096> hello{};
   _socket.read_some(asio::buffer(hello));
-  if (host.handshake == Handshake::reset) return reset();
-  constexpr std::string_view kAlert("\x15\x03\x03\x00\x02\x02\x28", 7);  // fatal, handshake failure
-  constexpr std::string_view kPlainText = "HTTP/1.1 400 Bad Request\r\n\r\n";
-  asio::write(_socket, asio::buffer(host.handshake == Handshake::alert ? kAlert : kPlainText));
+}
+
+/// Answers the client's first message with these bytes, whatever it was.
+void SocketConnection::sendAndLeave(std::string_view bytes) {
+  readSome();
+  asio::write(_socket, asio::buffer(bytes));
   _socket.shutdown(tcp::socket::shutdown_send);
   waitForPeer();
 }
 
-void SocketConnection::serveTls() {
+void SocketConnection::serveTls(Handshake handshake) {
   TlsStream stream(_socket, _hosts.unnamed);
-  stream.handshake(asio::ssl::stream_base::server);
+  shakeHands(stream, handshake);
   boost::beast::flat_buffer buffer;
   while (serveRequest(stream, buffer)) {
   }
+}
+
+void SocketConnection::shakeHands(TlsStream& stream, Handshake handshake) {
+  if (handshake != Handshake::regular) {
+    SSL_set_verify(stream.native_handle(), SSL_VERIFY_PEER | SSL_VERIFY_FAIL_IF_NO_PEER_CERT, nullptr);
+  }
+  if (handshake == Handshake::certificateWantedByTls12) {
+    SSL_set_max_proto_version(stream.native_handle(), TLS1_2_VERSION);
+  }
+  error_code error;
+  stream.handshake(asio::ssl::stream_base::server, error);
+  if (!error) return;
+  // A close with the client's bytes unread would take our alert away from it.
+  _socket.shutdown(tcp::socket::shutdown_send);
+  waitForPeer();
+  throw boost::system::system_error(error);
 }
 
 bool SocketConnection::serveRequest(TlsStream& stream, boost::beast::flat_buffer& buffer) {
@@ -268,7 +310,12 @@ bool SocketConnection::send(TlsStream& stream, const Reply& reply, std::size_t r
 void SocketConnection::sendBody(TlsStream& stream, const Reply& reply, std::size_t request) {
   const std::uint64_t limit = reply.endAfter.value_or(std::numeric_limits<std::uint64_t>::max());
   if (!reply.raw && !reply.file.empty()) return sendFile(stream, reply.file, limit, request);
-  sendText(stream, std::string_view(reply.raw ? *reply.raw : reply.body).substr(0, limit), request);
+  std::string_view text = std::string_view(reply.raw ? *reply.raw : reply.body).substr(0, limit);
+  if (reply.pause == std::chrono::milliseconds(0)) return sendText(stream, text, request);
+  for (; !text.empty(); text.remove_prefix(1)) {
+    std::this_thread::sleep_for(reply.pause);
+    sendText(stream, text.substr(0, 1), request);
+  }
 }
 
 void SocketConnection::sendText(TlsStream& stream, std::string_view text, std::size_t request) {

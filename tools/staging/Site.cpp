@@ -87,6 +87,12 @@ Reply Reply::endingAfter(std::uint64_t bytes, Ending how) const {
   return reply;
 }
 
+Reply Reply::trickling(std::chrono::milliseconds eachPause) const {
+  Reply reply = *this;
+  reply.pause = eachPause;
+  return reply;
+}
+
 Site::Site(const std::string& logFile) {
   if (logFile.empty()) return;
   _log.open(logFile, std::ios::app);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <map>
 #include <memory>
@@ -23,10 +24,14 @@ enum class Certificate { good, expired, notYetValid, selfSigned, unknownIssuer, 
 /// How a host meets a client that comes through the proxy, before any HTTP.
 enum class Handshake {
   regular,
-  refused,   ///< the proxy answers 403 to CONNECT
-  reset,     ///< RST after the client's first message
-  stalled,   ///< never answers
-  alert,     ///< a TLS alert
+  refused,             ///< the proxy answers 403 to CONNECT
+  challenged,          ///< the proxy answers 407 to CONNECT, with challenges "Negotiate" and "Basic"
+  reset,               ///< RST after the client's first message
+  stalled,             ///< never answers
+  alert,               ///< a TLS alert
+  certificateRefused,  ///< the TLS alert that a client gets whose certificate does not please
+  certificateWanted,   ///< TLS 1.3 with a certificate of the client's, or not at all
+  certificateWantedByTls12,
   plainText  ///< HTTP without TLS
 };
 
@@ -60,7 +65,8 @@ struct Reply {
   std::optional<std::string> raw = {};                ///< sent instead of all of the above
   Ending ending = Ending::regular;
   std::optional<std::uint64_t> endAfter =
-      {};  ///< bytes of the body (or of `raw`) before the ending; else all
+      {};                              ///< bytes of the body (or of `raw`) before the ending; else all
+  std::chrono::milliseconds pause{0};  ///< before each byte of the body (or of `raw`); 0: sent as one
 
   [[nodiscard]] static Reply text(std::string body);
   [[nodiscard]] static Reply fromFile(std::string path);
@@ -72,6 +78,8 @@ struct Reply {
   [[nodiscard]] static Reply badChunk();
   /// This answer, ended after `bytes` of its body.
   [[nodiscard]] Reply endingAfter(std::uint64_t bytes, Ending how) const;
+  /// This answer, byte by byte with a pause before each.
+  [[nodiscard]] Reply trickling(std::chrono::milliseconds eachPause) const;
 };
 
 /// A request that arrived.
