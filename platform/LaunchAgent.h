@@ -19,7 +19,9 @@ struct LaunchAgent {
 /// start it at every interval. Removing the plist is enough to stop that for good.
 Error installLaunchAgent(const LaunchAgent& agent);
 
-/// Removes what `installLaunchAgent` wrote; what is already gone is not an error.
+/// Removes what `installLaunchAgent` wrote, all that can be removed, and reports the first failure; what is
+/// already gone is not an error. The session starts the program no more; one that runs is left to end by
+/// itself, the caller too.
 Error removeLaunchAgent(const std::string& label);
 
 /// The program and its arguments that the plist at `path` names.

@@ -28,8 +28,8 @@ struct Scope {
 void setValue(const std::string& key, const std::optional<plist::Value>& value, const Scope& scope);
 
 /// Writes what `setValue` changed in the application's scopes, atomically, keeping what others changed in the
-/// meantime under other keys. Answers false when a store could not be written or holds something unreadable
-/// (it is then left as it is, and the changes are dropped).
+/// meantime under other keys. Answers false when a store could not be found or written or holds something
+/// unreadable (it is then left as it is, and the changes are dropped).
 bool synchronize(const std::string& application);
 
 /// The keys of a scope in ascending byte order.

@@ -80,14 +80,17 @@ inline constexpr std::size_t kMaxNodes = 1'000'000;
 
 /// Reads a list in either form. A malformed list, one beyond the limits, or one with a malformed value
 /// ("12abc" as an integer, "yesterday" as a date) fails with domain Cocoa, code 3840, and a description that
-/// says what and where; a shared reference of the binary form counts as often as it is used. `value` is set
-/// only on success.
+/// says what and where; a shared reference of the binary form counts as often as it is used. Of a key that
+/// occurs twice the later value counts; a real out of range is infinity or zero. `value` is set only on
+/// success.
 Error parse(const std::string& bytes, Value& value);
 
 /// `parse` on a file's contents; a file that cannot be read fails with the POSIX error.
 Error read(const std::string& path, Value& value);
 
-/// The XML form, ending in a line feed. The same value gives the same bytes.
+/// The XML form, ending in a line feed. The same value gives the same bytes. XML has no form for some
+/// characters of a text or key (control characters, U+FFFE, what is no UTF-8): U+FFFD stands for each, so that
+/// one odd text does not keep the rest from being written.
 [[nodiscard]] std::string toXml(const Value& value);
 
 /// `toXml` written with `writeFileAtomically`.

@@ -1,10 +1,14 @@
 # Sourced by ./run and ./test: installs, by name, the Debian packages that are not there yet.
 
+is_installed() {
+  dpkg-query -W -f='${db:Status-Status}' "$1" 2>/dev/null | grep -qx installed
+}
+
 # require_packages <name>...
 require_packages() {
   local missing=() package
   for package in "$@"; do
-    dpkg-query -W -f='${db:Status-Status}' "$package" 2>/dev/null | grep -qx installed || missing+=("$package")
+    is_installed "$package" || missing+=("$package")
   done
   [ ${#missing[@]} -eq 0 ] && return 0
 
@@ -22,10 +26,21 @@ require_packages() {
       apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
 }
 
+# want_packages <name>...: those of them that this system's release has; for what can be done without
+want_packages() {
+  local package
+  for package in "$@"; do
+    apt-cache policy "$package" 2>/dev/null | grep -q 'Candidate: [^(]' || continue
+    require_packages "$package" || return 1
+  done
+}
+
 # What the agent and its operator programs are built with and run with.
 build_packages=(
   g++ cmake ninja-build libboost-dev libcurl4-openssl-dev libssl-dev libexpat1-dev libsqlite3-dev
   bsdiff tar gzip zip unzip ca-certificates
 )
 # What the tests need beside that.
-test_packages=(libgtest-dev libgmock-dev clang clang-format git attr util-linux)
+test_packages=(libgtest-dev libgmock-dev clang git attr util-linux)
+# The one version that decides how the sources are formatted: Debian 12 has it, Debian 13 does not.
+formatter=clang-format-14

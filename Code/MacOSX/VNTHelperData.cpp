@@ -5,6 +5,7 @@
 #include "Code/MacOSX/VNTUpdate/DelayArithmetic.h"
 #include "platform/Clock.h"
 #include "platform/Folders.h"
+#include "platform/LaunchAgent.h"
 #include "platform/Random.h"
 #include "runtime/Code/ZRLog.h"
 #include "runtime/Registry/ZRRegEntry.h"
@@ -68,6 +69,16 @@ ZRResult removeFile(platform::FileManager& fileManager, const std::string& path)
                         static_cast<ssize_t>(error.code));
   zrReport(ZRLogLevel::eError, result, "Error returned", ZR_HERE);
   return result;
+}
+
+/// What the session keeps of the launch agent beside its plist. Without the plist it starts nothing, so what
+/// cannot be removed is only litter.
+void removeRegistration(const VNTHelperData& helper) {
+  const auto error = platform::removeLaunchAgent(helper.launchAgentLabel());
+  if (!error.failed()) return;
+  zrrt::logEntry(ZRLogLevel::eWarning, "uninstallVNTHelper", nullptr,
+                 "unable to remove %s launch agent registration: %s", helper.displayName(),
+                 error.description.c_str());
 }
 
 /// Whether an administrator rolled this computer out.
@@ -176,6 +187,7 @@ ZRResult uninstallVNTHelper(const VNTHelperData& helper, platform::FileManager& 
     zrrt::log(ZRLogLevel::eError, "unable to remove %s launch agent plist", name);
     return ZRError::eNoAccess;
   }
+  removeRegistration(helper);
   if (removeFile(fileManager, *library + "/" + helper.preferencesPlist()).isFailure()) {
     zrrt::log(ZRLogLevel::eError, "unable to remove %s prefs plist", name);
     return ZRError::eNoAccess;

@@ -61,7 +61,8 @@ extern const VNTUpdateOldBrandedData gVNTUpdateOldBrandedData;
 [[nodiscard]] bool isVNTHelperInstalled(const VNTHelperData& helper, int& buildNumber);
 
 /// Removes launch agent, preferences file and executable folder, in this order and up to the first failure. A
-/// helper that is not (wholly) installed is left alone, with success.
+/// helper that is not (wholly) installed is left alone, with success. With the launch agent goes what the
+/// session keeps of it; that this fails is logged and stops nothing.
 /// Fails: eNotFound without a Library folder; eNoAccess when an item cannot be removed.
 ZRResult uninstallVNTHelper(const VNTHelperData& helper,
                             platform::FileManager& fileManager = platform::defaultFileManager());

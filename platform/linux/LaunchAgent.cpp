@@ -13,6 +13,7 @@
 #include "platform/Process.h"
 #include "platform/PropertyList.h"
 #include "platform/linux/FileTree.h"
+#include "platform/linux/PropertyListFormats.h"
 #include "platform/linux/Roots.h"
 
 namespace platform {
@@ -29,9 +30,11 @@ struct AgentFiles {
   std::string timerLink;  ///< makes the user manager start the timer with the session
 };
 
+/// Text that both the plist and a line of a unit file hold as it is.
 bool isPlainText(const std::string& text) {
-  return std::none_of(text.begin(), text.end(),
-                      [](char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7F; });
+  return plist::xmlText(text) == text && std::none_of(text.begin(), text.end(), [](char c) {
+           return static_cast<unsigned char>(c) < 0x20 || c == 0x7F;
+         });
 }
 
 /// A label names files and units.

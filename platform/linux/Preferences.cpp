@@ -50,9 +50,12 @@ class PendingChanges {
   std::map<std::string, std::map<std::string, Changes>> _stores;
 };
 
-std::string hostName() {
+/// The machine's identity, "localhost" on a machine that has none. No value when it cannot be told which of
+/// the two holds: a store under the wrong name would never be found again.
+std::optional<std::string> hostName() {
   std::string text;
-  if (readFile("/etc/machine-id", kMaxHostBytes, text).failed()) return "localhost";
+  const Error error = readFile("/etc/machine-id", kMaxHostBytes, text);
+  if (error.failed() && error.code != ENOENT) return std::nullopt;
   text.erase(text.find_last_not_of(" \n") + 1);
   const bool isId = !text.empty() && text.find_first_not_of("0123456789abcdefABCDEF-") == std::string::npos;
   return isId ? text : "localhost";
@@ -62,7 +65,8 @@ bool isFileName(const std::string& name) {
   return !name.empty() && name.find('/') == std::string::npos && name.find('\0') == std::string::npos;
 }
 
-/// The file of a scope; none for a name that no file can have, or a user without a home folder.
+/// The file of a scope; none for a name that no file can have, a user without a home folder, or a host whose
+/// identity cannot be read.
 std::optional<std::string> storeOf(const Scope& scope) {
   if (!isFileName(scope.application)) return std::nullopt;
   const auto folder = scope.user == User::current ? libraryFolder() : systemRoot();
@@ -73,7 +77,9 @@ std::optional<std::string> storeOf(const Scope& scope) {
     return *folder + place + scope.application + ".plist";
   }
   if (!thisHost) return *folder + "/Preferences/" + scope.application + ".plist";
-  return *folder + "/Preferences/ByHost/" + scope.application + "." + hostName() + ".plist";
+  const auto host = hostName();
+  if (!host) return std::nullopt;
+  return *folder + "/Preferences/ByHost/" + scope.application + "." + *host + ".plist";
 }
 
 /// A store that is not there yet is an empty one. False when it cannot be read.

@@ -11,7 +11,6 @@ namespace platform::plist {
 namespace {
 
 constexpr std::int64_t kReadCorruptError = 3840;
-constexpr std::int64_t kWriteInvalidError = 3852;
 
 Value::Storage smallestInteger(std::uint64_t value) {
   if (value > static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max())) return value;
@@ -57,23 +56,6 @@ bool beginsAsTrue(std::string_view text) {
   skipSign(text);
   text.remove_prefix(std::min(text.find_first_not_of('0'), text.size()));
   return !text.empty() && std::string_view("YyTt123456789").find(text.front()) != std::string_view::npos;
-}
-
-/// The first text in the value that XML cannot hold; null when there is none.
-const std::string* unwritableText(const Value& value) {
-  if (const auto* text = value.as<std::string>()) return isXmlText(*text) ? nullptr : text;
-  if (const auto* array = value.as<Array>()) {
-    for (const auto& element : *array) {
-      if (const auto* text = unwritableText(element)) return text;
-    }
-  }
-  if (const auto* dictionary = value.as<Dictionary>()) {
-    for (const auto& [key, member] : *dictionary) {
-      if (!isXmlText(key)) return &key;
-      if (const auto* text = unwritableText(member)) return text;
-    }
-  }
-  return nullptr;
 }
 
 }  // namespace
@@ -138,10 +120,6 @@ Error read(const std::string& path, Value& value) {
 }
 
 Error write(const std::string& path, const Value& value) {
-  if (unwritableText(value) != nullptr) {
-    return {kCocoaErrorDomain, kWriteInvalidError,
-            path + ": The property list cannot be written: XML has no form for one of its texts."};
-  }
   return writeFileAtomically(path, toXml(value));
 }
 

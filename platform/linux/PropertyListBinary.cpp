@@ -274,9 +274,8 @@ class BinaryReader {
     for (std::size_t i = 0; i < count; ++i) {
       std::string key;
       if (!readKey(referenceAt(object.rest, i), key)) return false;
-      const auto [member, isNew] = dictionary.try_emplace(std::move(key));
-      if (!isNew) return fail("a key that occurs twice", object);
-      if (!readObject(referenceAt(object.rest, count + i), depth + 1, member->second)) return false;
+      if (!readObject(referenceAt(object.rest, count + i), depth + 1, dictionary[std::move(key)]))
+        return false;
     }
     value = std::move(dictionary);
     return true;

@@ -18,8 +18,8 @@ Error parseBinary(std::string_view bytes, Value& value);
 /// The error of a list that cannot be read.
 Error malformed(const std::string& what);
 
-/// Whether XML can hold the text: well-formed UTF-8 without the characters that XML has no way to write.
-[[nodiscard]] bool isXmlText(std::string_view text);
+/// The text with U+FFFD for each character that XML has no way to write and each byte that is no UTF-8.
+[[nodiscard]] std::string xmlText(std::string_view text);
 
 [[nodiscard]] std::string encodeBase64(const Data& data);
 /// Blanks and line ends count for nothing anywhere; all else must be exact.

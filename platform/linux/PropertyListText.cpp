@@ -79,12 +79,18 @@ bool takeUtf8(std::string_view& text, std::uint32_t& codePoint) {
   return codePoint >= lead.least && codePoint <= 0x10FFFF && !isSurrogate;
 }
 
-bool isXmlText(std::string_view text) {
-  std::uint32_t codePoint = 0;
+std::string xmlText(std::string_view text) {
+  constexpr std::uint32_t kReplacement = 0xFFFD;
+  std::string result;
+  result.reserve(text.size());
   while (!text.empty()) {
-    if (!takeUtf8(text, codePoint) || !isXmlCharacter(codePoint)) return false;
+    std::string_view rest = text;
+    std::uint32_t codePoint = 0;
+    const bool isUtf8 = takeUtf8(rest, codePoint);
+    appendUtf8(isUtf8 && isXmlCharacter(codePoint) ? codePoint : kReplacement, result);
+    text = isUtf8 ? rest : text.substr(1);
   }
-  return true;
+  return result;
 }
 
 std::string encodeBase64(const Data& data) {

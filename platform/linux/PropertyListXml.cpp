@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <cstdlib>
 #include <limits>
 #include <map>
 #include <memory>
@@ -30,13 +31,6 @@ std::string_view trimmed(std::string_view text) {
   return text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
 }
 
-template <typename Number, typename... Format>
-bool parseWhole(std::string_view text, Number& number, Format... format) {
-  const char* end = text.data() + text.size();
-  const auto [rest, error] = std::from_chars(text.data(), end, number, format...);
-  return error == std::errc() && rest == end;
-}
-
 bool parseInteger(std::string_view text, Value& value) {
   const bool negative = text.starts_with('-');
   if (negative || text.starts_with('+')) text.remove_prefix(1);
@@ -44,7 +38,9 @@ bool parseInteger(std::string_view text, Value& value) {
   if (isHexadecimal) text.remove_prefix(2);
   constexpr auto kMinMagnitude = std::uint64_t{1} << 63;
   std::uint64_t magnitude = 0;
-  if (!parseWhole(text, magnitude, isHexadecimal ? 16 : 10)) return false;
+  const char* end = text.data() + text.size();
+  const auto [rest, error] = std::from_chars(text.data(), end, magnitude, isHexadecimal ? 16 : 10);
+  if (error != std::errc() || rest != end) return false;
   if (negative && magnitude > kMinMagnitude) return false;
   value = negative ? Value(static_cast<std::int64_t>(0 - magnitude)) : Value(magnitude);
   return true;
@@ -68,11 +64,13 @@ bool parseReal(std::string_view text, Value& value) {
   }
   std::string_view digits = lower;
   if (digits.starts_with('+') && !digits.starts_with("+-")) digits.remove_prefix(1);
+  if (digits.find_first_not_of("0123456789.e+-") != std::string_view::npos) return false;
   double number = 0;
-  if (digits.find_first_not_of("0123456789.e+-") != std::string_view::npos || !parseWhole(digits, number)) {
-    return false;
-  }
-  value = number;
+  const char* end = digits.data() + digits.size();
+  const auto [rest, error] = std::from_chars(digits.data(), end, number);
+  if (error == std::errc::invalid_argument || rest != end) return false;
+  // Out of range is no fault: too large is infinity, too small is zero.
+  value = error == std::errc::result_out_of_range ? std::strtod(lower.c_str(), nullptr) : number;
   return true;
 }
 
@@ -127,6 +125,15 @@ Value dictionaryOrUid(Dictionary dictionary) {
   return dictionary;
 }
 
+/// The line that the parser is at; older versions of the library have it under its old name only.
+std::uint64_t currentLine(XML_Parser parser) {
+#if XML_MAJOR_VERSION > 2 || XML_MINOR_VERSION >= 9
+  return XML_GetCurrentLineNumber64(parser);
+#else
+  return XML_GetCurrentLineNumber(parser);
+#endif
+}
+
 /// Builds the value from the parser's events. The first fault stops the parser.
 class XmlReader {
  public:
@@ -167,9 +174,7 @@ class XmlReader {
 
   static XmlReader& reader(void* self) { return *static_cast<XmlReader*>(self); }
 
-  [[nodiscard]] std::string line() const {
-    return " on line " + std::to_string(XML_GetCurrentLineNumber(_parser.get()));
-  }
+  [[nodiscard]] std::string line() const { return " on line " + std::to_string(currentLine(_parser.get())); }
 
   void fail(const std::string& what) {
     if (!_fault.empty()) return;
@@ -247,9 +252,8 @@ class XmlReader {
       container.array.push_back(std::move(value));
       return;
     }
-    const bool isNew = container.dictionary.try_emplace(std::move(*container.key), std::move(value)).second;
+    container.dictionary.insert_or_assign(std::move(*container.key), std::move(value));
     container.key.reset();
-    if (!isNew) fail("a key that occurs twice");
   }
 
   void characters(std::string_view text) {

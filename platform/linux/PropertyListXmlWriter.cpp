@@ -8,7 +8,8 @@
 namespace platform::plist {
 namespace {
 
-std::string escaped(std::string_view text) {
+std::string escaped(std::string_view original) {
+  const std::string text = xmlText(original);
   std::string result;
   result.reserve(text.size());
   for (const char c : text) {

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
+#include <utility>
 
 namespace platform {
 namespace {
@@ -228,7 +229,8 @@ Url Url::forFile(const std::string& path) {
       text.append({'%', kDigits[byte >> 4], kDigits[byte & 0xF]});
     }
   }
-  return parse(text).value_or(Url());
+  auto url = parse(text);
+  return url ? std::move(*url) : Url();
 }
 
 }  // namespace platform

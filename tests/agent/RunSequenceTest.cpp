@@ -171,7 +171,9 @@ TEST_F(RunSequenceTest, MessengerIsLookedForThenWantedThenTried) {
   EXPECT_EQ(registry("MessengerWasInstalled"), "");
 
   const std::string messenger = applications() + "/Messenger.app";
-  test::makeBundle(messenger, {.build = 1, .schemes = {{}}, .identifier = "com.korvane.vantora-messenger"});
+  test::makeBundle(
+      messenger,
+      {.build = 1, .schemes = std::vector<std::string>{}, .identifier = "com.korvane.vantora-messenger"});
   EXPECT_EQ(run(), 0);
   EXPECT_EQ(registry("MessengerWasInstalled"), "true");
 

@@ -10,7 +10,6 @@
 
 #include "Code/Common/BundleExecutables.h"
 #include "Code/Common/DeltaUpdatesTools.h"
-#include "Code/Common/UpdateInfoParser.h"
 #include "runtime/Applications/ZRProcessManager.h"
 #include "runtime/Threads/ZRDynamicThreadPool.h"
 #include "tests/support/ResultMatchers.h"
@@ -18,7 +17,6 @@
 #include "tools/packager/Archive.h"
 #include "tools/packager/DeltaPackage.h"
 #include "tools/packager/Program.h"
-#include "tools/packager/UpdateInfoDocument.h"
 
 namespace {
 
@@ -161,40 +159,6 @@ TEST_F(PackagerTest, RefusesWhatNoAgentCouldInstall) {
     EXPECT_TRUE(fs::is_empty(_folder / "out")) << c.message;
     fs::remove_all(_folder / "source");
   }
-}
-
-TEST_F(PackagerTest, TheAgentReadsTheUpdateInfo) {
-  packager::UpdateInfoDocument document;
-  document.updaterSettings = packager::SettingsEntry{false, 1, 3};
-  document.activatorSettings = packager::SettingsEntry{true, 2, 4};
-  document.downloadUrlTemplates = packager::UrlTemplates{"https://m/%d", "https://w/%d"};
-  document.activeBuilds = {{8, {"https://h/\"8\"\\\n", 4000000000u}, {"w", 2}, {{7, {"d", 3}, {"e", 4}}}},
-                           {9, {"n", 5}, {"o", 6}, {}}};
-  document.removeBuilds = {{0, 2147483647}, {3, 4}};
-  document.messenger = packager::MessengerEntry{{"https://h/m.zip", 11}, {"v", 12}};
-
-  UpdateInfoParser parser;
-  ZRString newLocation;
-  ASSERT_CODE(parser.parseText(packager::toJson(document).c_str(), newLocation), ZRError::eNoError);
-  EXPECT_FALSE(parser.updaterSettings.enabled);
-  EXPECT_EQ(parser.updaterSettings.maxDelayInDays, 3);
-  EXPECT_EQ(parser.activatorSettings.minDelayInDays, 2);
-  EXPECT_EQ(parser.windowsDownloadUrlTemplate, "https://w/%d");
-  ASSERT_EQ(parser.activeBuilds.size(), 2u);
-  EXPECT_EQ(parser.activeBuilds[0].macDownloadUrl, "https://h/\"8\"\\\n");
-  EXPECT_EQ(parser.activeBuilds[0].macDownloadSize, 4000000000u);
-  ASSERT_EQ(parser.activeBuilds[0].deltaPackages.size(), 1u);
-  EXPECT_EQ(parser.activeBuilds[0].deltaPackages[0].fromBuildNumber, 7u);
-  EXPECT_EQ(parser.activeBuilds[0].deltaPackages[0].windowsDownloadSize, 4u);
-  EXPECT_EQ(parser.activeBuilds[1].buildNumber, 9u);
-  ASSERT_EQ(parser.removeBuilds.size(), 2u);
-  EXPECT_EQ(parser.removeBuilds[1].toBuildNumber, 4u);
-  EXPECT_EQ(parser.messenger.macDownloadSize, 11u);
-
-  packager::UpdateInfoDocument pointer;
-  pointer.newLocation = "https://h/config.json";
-  ASSERT_CODE(parser.parseText(packager::toJson(pointer).c_str(), newLocation), ZRError::eNoError);
-  EXPECT_EQ(newLocation, "https://h/config.json");
 }
 
 }  // namespace

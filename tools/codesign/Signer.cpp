@@ -26,10 +26,6 @@ bool hasNameOfBundle(const std::string& path) {
   return std::find(kExtensions.begin(), kExtensions.end(), fs::path(path).extension()) != kExtensions.end();
 }
 
-bool hasSignature(const fs::path& bundle) {
-  return fs::exists(bundle / signatureFolder(bundle) / kSignatureFile);
-}
-
 Seal describe(const fs::path& bundle, const std::vector<BundleItem>& items) {
   Seal seal;
   for (const auto& item : items)
@@ -46,14 +42,12 @@ std::string toVerifiableList(const Seal& seal) {
 
 }  // namespace
 
-void signBundle(const fs::path& bundle, const SigningIdentity& identity, NestedBundles nestedBundles) {
+void signBundle(const fs::path& bundle, const SigningIdentity& identity) {
   const fs::path folder = bundle / signatureFolder(bundle);
   fs::remove_all(folder);
   const auto items = listBundle(bundle, hasNameOfBundle);
   for (const auto& item : items) {
-    const fs::path nested = bundle / item.path;
-    const bool keeps = nestedBundles == NestedBundles::keepSigned && hasSignature(nested);
-    if (item.kind == SealedItem::Kind::bundle && !keeps) signBundle(nested, identity, nestedBundles);
+    if (item.kind == SealedItem::Kind::bundle) signBundle(bundle / item.path, identity);
   }
   const std::string seal = toVerifiableList(describe(bundle, items));
   fs::create_directory(folder);

@@ -7,16 +7,11 @@
 
 namespace codesign {
 
-enum class NestedBundles {
-  sign,        ///< those inside are signed with the same identity, innermost first
-  keepSigned,  ///< those inside that have a signature keep it; the others are signed
-};
-
 /// Seals the bundle and signs the seal; what it had of both is replaced. A nested bundle is a folder in it
-/// whose name ends in ".app", ".appex", ".bundle", ".framework", ".plugin" or ".xpc". Throws for what could
-/// not be verified afterwards: links that lead outside, special files, names that are no UTF-8 text.
-void signBundle(const std::filesystem::path& bundle, const SigningIdentity& identity,
-                NestedBundles nestedBundles = NestedBundles::sign);
+/// whose name ends in ".app", ".appex", ".bundle", ".framework", ".plugin" or ".xpc"; those are signed with
+/// the same identity, innermost first. Throws for what could not be verified afterwards: links that lead
+/// outside, special files, names that are no UTF-8 text.
+void signBundle(const std::filesystem::path& bundle, const SigningIdentity& identity);
 
 /// An identity as two files, "certificate.pem" and "key.pem", the latter for its owner only. Both throw.
 void writeIdentity(const std::filesystem::path& folder, const SigningIdentity& identity);

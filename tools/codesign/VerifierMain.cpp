@@ -39,18 +39,20 @@ std::optional<CommandLine> parse(int count, char* arguments[]) {
   return verifies && !line.path.empty() ? std::optional(line) : std::nullopt;
 }
 
-/// A trailing "/" would make a link to a folder look like the folder.
-std::string withoutTrailingSlashes(std::string path) {
-  while (path.size() > 1 && path.back() == '/')
-    path.pop_back();
+/// The path without what would make a link to a folder look like the folder: "/" and "/." at its end.
+std::filesystem::path itemPath(std::filesystem::path path) {
+  const auto endsInNoName = [&path] { return path.filename().empty() || path.filename() == "."; };
+  while (path.has_relative_path() && path.has_parent_path() && endsInNoName())
+    path = path.parent_path();
+  if (path.filename() == "..")
+    throw codesign::CodeSignatureError("a path that ends in \"..\" names no bundle");
   return path;
 }
 
 void verify(const CommandLine& line) {
   codesign::ignoreLibrarySettings();
   const auto folder = codesign::makerCertificateFolder(platform::executablePath());
-  codesign::verifyBundle(withoutTrailingSlashes(line.path), codesign::readMakerCertificates(folder),
-                         line.options);
+  codesign::verifyBundle(itemPath(line.path), codesign::readMakerCertificates(folder), line.options);
 }
 
 }  // namespace

@@ -95,7 +95,7 @@ class Scene {
       if (before.count(build) == 0) full += _releases.fullSize(build);
     }
     if (full != 0) {
-      std::printf("  downloaded %.2f MB; the new builds' full archives are %.2f MB (%.0f %%)\n",
+      std::printf("  downloaded %.2f MB; the new builds' full archives are %.2f MB (%.1f %%)\n",
                   megabytes(fetched), megabytes(full),
                   100.0 * static_cast<double>(fetched) / static_cast<double>(full));
     }
@@ -121,7 +121,7 @@ class Scene {
 
 void publish(demo::Releases& releases) {
   printHeading("The maker publishes (kept for the next time)");
-  const demo::Payload payload("/usr/lib", kBuildBytes);
+  const demo::Payload payload(kBuildBytes);
   for (const std::uint32_t build : {kOld, kA, kLoose, kB, kC, kD}) {
     releases.addBuild(build, payload);
     std::printf("  build %u: full archive of %.2f MB\n", build, megabytes(releases.fullSize(build)));
@@ -135,7 +135,7 @@ void publish(demo::Releases& releases) {
 
 int show(const fs::path& folder) {
   std::setvbuf(stdout, nullptr, _IOLBF, 0);
-  demo::Releases releases(folder / "releases", kDownloads);
+  demo::Releases releases(folder / "published", kDownloads);
   publish(releases);
 
   demo::Stage stage(folder / "sandbox");
