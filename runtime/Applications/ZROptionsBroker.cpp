@@ -19,9 +19,11 @@ ZRString withoutClosingQuote(ZRString text) {
   return text;
 }
 
-/// A masked value ("xxxx") counts as absent; the quote that closes its argument does not matter.
+/// A masked value ("xxxx") counts as absent; the quote that closes its argument does not matter. An empty
+/// value is none that was masked: its option is there.
 bool isMasked(const ZRString& value) {
-  return withoutClosingQuote(value).findFirstNotOf("x") == ZRString::npos;
+  const ZRString bare = withoutClosingQuote(value);
+  return !bare.isEmpty() && bare.findFirstNotOf("x") == ZRString::npos;
 }
 
 }  // namespace
@@ -76,8 +78,9 @@ void ZROptionsBroker::parseOption(ZRString text) {
     return;
   }
   const ZRString name(text.view().substr(0, blank));
-  const ZRString value(text.view().substr(blank + 1));
+  ZRString value(text.view().substr(blank + 1));
   if (isMasked(value)) return;
+  if (value == "\"") value = "";
   if (name == "CustomParams") {
     static_cast<void>(parseCustomParams(value.c_str()));  // it fails for an empty text only
   } else {

@@ -13,8 +13,6 @@ boost::mutex& guardMutex() {
   return mutex;
 }
 
-unsigned guardCount = 0;
-
 }  // namespace
 
 ZRResult RuntimeInitializersStore::registerStartup(std::int32_t orderKey, Function startup) {
@@ -73,7 +71,7 @@ RuntimeInitializer::RuntimeInitializer(std::int32_t orderKey, RuntimeInitializer
 
 ZRRuntimeInit::ZRRuntimeInit(RuntimeInitializersStore* store) : _store(store) {
   const boost::mutex::scoped_lock lock(guardMutex());
-  if (guardCount++ == 0 && _store != nullptr) _store->initialise();
+  if (_store != nullptr && _store->_guards++ == 0) _store->initialise();
 }
 
 ZRRuntimeInit::~ZRRuntimeInit() {
@@ -83,7 +81,7 @@ ZRRuntimeInit::~ZRRuntimeInit() {
         "Please call initResult() to check for failure, immediately after the CRuntimeInit constructor.");
   }
   const boost::mutex::scoped_lock lock(guardMutex());
-  if (--guardCount == 0 && _store != nullptr) _store->shutdown();
+  if (_store != nullptr && --_store->_guards == 0) _store->shutdown();
 }
 
 ZRResult ZRRuntimeInit::initResult() {

@@ -34,6 +34,9 @@ class RuntimeInitializersStore {
   [[nodiscard]] static RuntimeInitializersStore& instance();
 
  private:
+  friend class ZRRuntimeInit;
+
+  unsigned _guards = 0;  ///< that exist for the store
   bool _initialised = false;
   bool _shutDown = false;
   ZRResult _result;
@@ -51,12 +54,11 @@ class RuntimeInitializer {
                      RuntimeInitializersStore::Function shutdown);
 };
 
-/// The runtime's guard: the first one of the process starts the runtime, the end of the last one shuts it
-/// down.
+/// The runtime's guard: the first one of a store starts it, the end of the last one shuts it down.
 class ZRRuntimeInit {
  public:
   ZRRuntimeInit() : ZRRuntimeInit(&RuntimeInitializersStore::instance()) {}
-  /// For a store of one's own; guards of all stores share one counter. Null: there is none.
+  /// For a store of one's own. Null: there is none.
   explicit ZRRuntimeInit(RuntimeInitializersStore* store);
   ~ZRRuntimeInit();
   ZRRuntimeInit(const ZRRuntimeInit&) = delete;

@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <exception>
 #include <memory>
+#include <utility>
 
 #include <boost/make_shared.hpp>
 #include <boost/thread/mutex.hpp>
@@ -79,7 +80,7 @@ LogManager& manager() {
 
 timeval currentTime() {
   const double seconds = platform::now().time_since_epoch().count();
-  const auto microseconds = static_cast<std::int64_t>(std::llround(seconds * 1e6));
+  const auto microseconds = static_cast<std::int64_t>(std::floor(seconds * 1e6));
   timeval time{};
   time.tv_sec = static_cast<time_t>(microseconds / 1'000'000);
   time.tv_usec = static_cast<suseconds_t>(microseconds % 1'000'000);
@@ -94,26 +95,65 @@ void writeTo(const Slot<ILogTarget>& slot, const char* line) {
   if (const auto target = slot.get()) target->writeLine(line);
 }
 
-void dispatch(const ZRLogEntry& entry) {
-  LogManager& log = manager();
-  const timeval time = currentTime();
-  for (const Slot<ILogListener>& slot : log.listeners) {
-    if (const auto listener = slot.get()) listener->onEntry(entry, time);
+using Busy = zrrt::LogThread::Busy;
+
+/// Notes for a scope what the calling thread is in the middle of.
+class BusyScope {
+ public:
+  BusyScope(zrrt::LogThread* thread, Busy busy) : _thread(thread) {
+    if (_thread != nullptr) _before = std::exchange(_thread->busy, busy);
   }
-  std::string ownLine;
-  zrrt::LogThread* thread = zrrt::LogThread::current();
-  std::string& line = thread != nullptr ? thread->line : ownLine;
+  ~BusyScope() {
+    if (_thread != nullptr) _thread->busy = _before;
+  }
+  BusyScope(const BusyScope&) = delete;
+  BusyScope& operator=(const BusyScope&) = delete;
+
+ private:
+  zrrt::LogThread* _thread;
+  Busy _before = Busy::no;
+};
+
+void writeToTargets(const ZRLogEntry& entry, const timeval& time, zrrt::LogThread* thread,
+                    std::string& line) {
+  LogManager& log = manager();
   if (!log.formatter.formatLine(entry, time, line)) return;
+  const BusyScope busy(thread, Busy::writing);
   writeTo(log.primary, line.c_str());
   if (log.writesToSecondary.load(std::memory_order_relaxed)) writeTo(log.secondary, line.c_str());
 }
 
+void tellListeners(const ZRLogEntry& entry, const timeval& time, zrrt::LogThread* thread) {
+  for (const Slot<ILogListener>& slot : manager().listeners) {
+    const BusyScope busy(thread, Busy::listening);
+    if (const auto listener = slot.get()) listener->onEntry(entry, time);
+  }
+}
+
+void dispatch(const ZRLogEntry& entry) {
+  const timeval time = currentTime();
+  std::string ownLine;
+  zrrt::LogThread* thread = zrrt::LogThread::current();
+  tellListeners(entry, time, thread);
+  writeToTargets(entry, time, thread, thread != nullptr ? thread->line : ownLine);
+}
+
+/// Past the collapser and the thread's line, which are in use.
+void dispatchFromListener(const ZRLogEntry& entry, zrrt::LogThread& thread) {
+  std::string line;
+  writeToTargets(entry, currentTime(), &thread, line);
+}
+
 void writeMessage(std::int32_t level, const char* function, const char* context, const char* format,
                   va_list arguments) {
+  zrrt::LogThread* thread = zrrt::LogThread::current();
+  const Busy busy = thread != nullptr ? thread->busy : Busy::no;
+  if (busy == Busy::writing) return;
   const zrrt::FormattedText message(kMaxMessageBytes, format, arguments);
   LogManager& log = manager();
   const ZRLogEntry entry{level,    log.processTag.c_str(), zrrt::currentThreadTag(), context,
                          function, message.c_str()};
+  if (busy == Busy::listening) return dispatchFromListener(entry, *thread);
   if (log.collapser.collapse(entry, dispatch).code() != ZRError::eNoError) dispatch(entry);
 }
 

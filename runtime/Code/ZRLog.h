@@ -29,7 +29,7 @@ struct ZRLogEntry {
   const char* message;
 };
 
-/// Where finished lines go. Any thread; a target that fails loses the line.
+/// Where finished lines go. Any thread; a target that fails loses the line, and what it logs itself is lost.
 class ILogTarget {
  public:
   virtual ~ILogTarget() = default;
@@ -38,7 +38,8 @@ class ILogTarget {
 
 struct timeval;
 
-/// Receives every entry before it is formatted. Any thread.
+/// Receives every entry before it is formatted. Any thread. What it logs itself goes to the targets at once,
+/// and to no listener.
 class ILogListener {
  public:
   virtual ~ILogListener() = default;
@@ -74,10 +75,10 @@ void switchConsole(bool on);
 /// Slot 0 or 1; null empties it.
 ZRResult setLogListener(int slot, const boost::shared_ptr<ILogListener>& listener);
 
-/// Starts the log in a file: creates its folder if needed, opens it (appending unless `truncate`; a file that
-/// cannot be appended to is made anew), makes it the target, switches debug messages on, and names the
-/// calling thread "main"; the last two also when it fails. Fails: eExists while a target is set; with the
-/// system's error when the folder or the file cannot be made.
+/// Starts the log in a file: creates its folder if needed, opens it (appending unless `truncate`), makes it
+/// the target, switches debug messages on, and names the calling thread "main"; the last two also when it
+/// fails. Fails: eExists while a target is set; with the system's error when the folder or the file cannot be
+/// made.
 ZRResult startLog(const ZRString& path, bool truncate);
 /// The path that `startLog` was last given.
 [[nodiscard]] ZRString logPath();

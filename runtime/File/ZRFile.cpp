@@ -1,5 +1,6 @@
 #include "runtime/File/ZRFile.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -14,10 +15,22 @@ bool startsEmpty(std::uint32_t disposition) {
   return disposition == ZRFile::eCreateNew || disposition == ZRFile::eCreateAlways;
 }
 
-const char* streamMode(std::uint32_t access, std::uint32_t disposition) {
-  if ((access & ZRFile::eWrite) == 0) return "r";
-  if ((access & ZRFile::eRead) == 0) return startsEmpty(disposition) ? "w" : "a";
-  return startsEmpty(disposition) ? "w+" : "a+";
+/// The mode of a stream, and the flags that open(2) takes for it.
+struct OpenMode {
+  int flags;
+  const char* stream;
+};
+
+OpenMode openMode(std::uint32_t access, std::uint32_t disposition) {
+  if ((access & ZRFile::eWrite) == 0) return {O_RDONLY, "r"};
+  const bool reads = (access & ZRFile::eRead) != 0;
+  const int flags = (reads ? O_RDWR : O_WRONLY) | O_CREAT;
+  if (startsEmpty(disposition)) return {flags | O_TRUNC, reads ? "w+" : "w"};
+  return {flags | O_APPEND, reads ? "a+" : "a"};
+}
+
+zrrt::Stream openStream(const ZRString& path, OpenMode mode) {
+  return zrrt::openRegularFile(path.c_str(), mode.flags, mode.stream);
 }
 
 bool isThere(const ZRString& path) {
@@ -44,8 +57,7 @@ ZRResult openFailure() {
 // already but may not be written is none of our business here, unless it was to be emptied.
 ZRResult prepareForReading(const ZRString& path, std::uint32_t disposition) {
   if (disposition == ZRFile::eOpenExisting) return ZRError::eNoError;
-  std::FILE* stream = std::fopen(path.c_str(), startsEmpty(disposition) ? "w" : "a");
-  if (stream != nullptr) std::fclose(stream);
+  const zrrt::Stream stream = openStream(path, openMode(ZRFile::eWrite, disposition));
   return stream == nullptr && startsEmpty(disposition) ? openFailure() : ZRResult();
 }
 
@@ -78,7 +90,7 @@ ZRResult ZRFile::open(const ZRString& path, std::uint32_t access, std::uint32_t 
     return ZRResult(ZRError::eBadParameter, "ZRFile::open() - no access parameters were specified.");
   }
   if ((access & eWrite) == 0) ZR_RETURN_FAILURE(prepareForReading(path, disposition));
-  _stream.reset(std::fopen(path.c_str(), streamMode(access, disposition)));
+  _stream = openStream(path, openMode(access, disposition));
   if (!isOpen()) return openFailure();
   _flag = (flags & kFlag) != 0;
   if (disposition != eOpenExisting && disposition != eOpenAlwaysAtStart) return ZRError::eNoError;

@@ -3,13 +3,14 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
-#include <memory>
 #include <vector>
 
+#include "runtime/Code/ZRRegularFile.h"
 #include "runtime/Code/ZRResult.h"
 #include "runtime/Strings/ZRString.h"
 
-/// A file stream. Not shared between threads. The destructor closes.
+/// The stream of a regular file: a pipe or device in its place is not opened, and never waited for. Not
+/// shared between threads. The destructor closes.
 ///
 /// A failed system call gives the result of its errno value and names the call: "fread()", "fseek()" and so
 /// on. An operation on a stream that is not open fails with ePreconditionFailed.
@@ -85,11 +86,7 @@ class ZRFile {
   static ZRResult rename(const ZRString& path, const ZRString& newPath);
 
  private:
-  struct Closer {
-    void operator()(std::FILE* stream) const noexcept { std::fclose(stream); }
-  };
-
   std::vector<char> _buffer;  ///< outlives the stream that uses it
-  std::unique_ptr<std::FILE, Closer> _stream;
+  zrrt::Stream _stream;
   bool _flag = false;
 };

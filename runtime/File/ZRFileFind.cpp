@@ -98,6 +98,13 @@ ZRResult ZRFileFind::getFirst(const ZRString& folder, const ZRString& pattern, Z
   return ZRError::eNoError;
 }
 
+/// To a pattern without a dot, a name without one ends in it.
+std::string ZRFileFind::matchedText(const char* name) const {
+  std::string text(name);
+  if (!_patternHoldsDot && text.find('.') == std::string::npos) text += '.';
+  return text;
+}
+
 ZRResult ZRFileFind::getNext(ZRString& name) {
   if (_stream == nullptr) return ZRError::ePreconditionFailed;
   for (;;) {
@@ -105,7 +112,7 @@ ZRResult ZRFileFind::getNext(ZRString& name) {
     const dirent* entry = readdir(_stream.get());
     if (entry == nullptr && errno != 0) return systemFailure("readdir()", errno);
     if (entry == nullptr) return ZRResult(ZRError::eEnd, "ZRFileFind::getNext() - No more files");
-    const int outcome = regexec(_expression.get(), entry->d_name, 0, nullptr, 0);
+    const int outcome = regexec(_expression.get(), matchedText(entry->d_name).c_str(), 0, nullptr, 0);
     if (outcome == 0) {
       name = ZRString(entry->d_name);
       return ZRError::eNoError;

@@ -4,6 +4,7 @@
 #include <regex.h>
 
 #include <memory>
+#include <string>
 
 #include "runtime/Code/ZRResult.h"
 #include "runtime/Strings/ZRString.h"
@@ -11,10 +12,10 @@
 /// Lists the names in a folder that match a DOS-style wildcard pattern, one after the other, in the order in
 /// which the system gives them. "." and ".." are names like all others.
 ///
-/// In a pattern "*" stands for any characters, "?" for at most one (for exactly one before a "."). A pattern
-/// without a
-/// "." that does not end in "*" matches only names that end in ".", as on DOS. Other characters mean what
-/// they mean in an extended regular expression. Case matters.
+/// In a pattern "*" stands for any characters, "?" for at most one (for exactly one before a "."). As on DOS,
+/// a pattern without a "." that does not end in "*" matches names without one, and names that end in their
+/// only
+/// ".". Other characters mean what they mean in an extended regular expression. Case matters.
 class ZRFileFind {
  public:
   ZRFileFind();
@@ -47,6 +48,7 @@ class ZRFileFind {
   };
 
   ZRResult compilePattern();
+  [[nodiscard]] std::string matchedText(const char* name) const;
   ZRResult systemFailure(const char* call, int number);
 
   ZRString _folder;

@@ -24,21 +24,23 @@ char asciiUpper(char c) {
   return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
 }
 
-const char* checkedText(const char* text) {
+/// A null text is reported, and empty. `location` is the operation that was given it.
+const char* checkedText(const char* text, const ZRLocation& location) {
   if (text != nullptr) return text;
-  zrAssertionFailed(ZR_HERE,
+  zrAssertionFailed(location,
                     "NULL pointer passed to ZRNarrowStringBase::_constructorImpl(char*, int32, int32)");
   return "";
 }
 
-/// Makes a change after which the text has `newLength` bytes; one that cannot be made is reported.
+/// Makes a change after which the text has `newLength` bytes; one that cannot be made is reported, with the
+/// operation's location.
 template <typename Change>
-void attempt(const char* failure, std::size_t newLength, Change change) {
+void attempt(const char* failure, const ZRLocation& location, std::size_t newLength, Change change) {
   try {
     if (newLength <= kMaxLength) return change();
   } catch (const std::bad_alloc&) {  // NOLINT: reported below
   }
-  zrAssertionFailed(ZR_HERE, "%s", failure);
+  zrAssertionFailed(location, "%s", failure);
 }
 
 /// Whether something can be searched for; if not, that is reported with `failure`.
@@ -51,7 +53,7 @@ bool isSearchable(std::string_view search, const char* failure, const ZRLocation
 
 }  // namespace
 
-ZRString::ZRString(const char* text) : ZRNarrowStringBase(checkedText(text)) {}
+ZRString::ZRString(const char* text) : ZRNarrowStringBase(checkedText(text, ZR_HERE)) {}
 
 ZRString::ZRString(std::string text) : ZRNarrowStringBase(std::move(text)) {}
 
@@ -62,38 +64,39 @@ ZRString::ZRString(const char* text, std::int32_t length) {
     zrAssertionFailed(ZR_HERE, "Negative length in %s", __func__);
     return;
   }
-  const char* checked = checkedText(text);
+  const char* checked = checkedText(text, ZR_HERE);
   _buffer.assign(checked, text == nullptr ? 0 : static_cast<std::size_t>(length));
 }
 
 ZRString::ZRString(const ZRString& text) : ZRNarrowStringBase() {
-  attempt("Failure in ZRString(ZRString&) constructor", text._buffer.size(), [&] { _buffer = text._buffer; });
+  attempt("Failure in ZRString(ZRString&) constructor", ZR_HERE, text._buffer.size(),
+          [&] { _buffer = text._buffer; });
 }
 
 ZRString& ZRString::operator=(const char* text) {
   const std::string_view stored = text == nullptr ? "(null)" : text;
-  attempt("Failure in ZRString = operator", stored.size(), [&] { _buffer = stored; });
+  attempt("Failure in ZRString = operator", ZR_HERE, stored.size(), [&] { _buffer = stored; });
   return *this;
 }
 
 ZRString& ZRString::operator=(const ZRString& text) {
-  attempt("Failure in ZRString = operator", text._buffer.size(), [&] { _buffer = text._buffer; });
+  attempt("Failure in ZRString = operator", ZR_HERE, text._buffer.size(), [&] { _buffer = text._buffer; });
   return *this;
 }
 
 ZRString& ZRString::operator+=(const char* text) {
   const std::size_t newLength = text == nullptr ? npos : _buffer.size() + std::strlen(text);
-  attempt(kAppendFailure, newLength, [&] { _buffer += text; });
+  attempt(kAppendFailure, ZR_HERE, newLength, [&] { _buffer += text; });
   return *this;
 }
 
 ZRString& ZRString::operator+=(const ZRString& text) {
-  attempt(kAppendFailure, _buffer.size() + text._buffer.size(), [&] { _buffer += text._buffer; });
+  attempt(kAppendFailure, ZR_HERE, _buffer.size() + text._buffer.size(), [&] { _buffer += text._buffer; });
   return *this;
 }
 
 ZRString& ZRString::operator+=(char character) {
-  attempt(kAppendFailure, _buffer.size() + 1, [&] { _buffer += character; });
+  attempt(kAppendFailure, ZR_HERE, _buffer.size() + 1, [&] { _buffer += character; });
   return *this;
 }
 

@@ -1,5 +1,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <sys/time.h>
 
 #include <atomic>
@@ -15,6 +16,7 @@
 #include "runtime/Code/ZRLogFormatter.h"
 #include "runtime/Code/ZRLogTargets.h"
 #include "tests/support/Environment.h"
+#include "tests/support/FileSizeLimit.h"
 #include "tests/support/LogCapture.h"
 #include "tests/support/ResultMatchers.h"
 
@@ -74,15 +76,15 @@ TEST(LogTimeStamp, IsUtcLessEightHoursInAnyTimeZone) {
   tzset();
 }
 
-TEST(LogTimeStamp, ComesFromTheClock) {
+TEST(LogTimeStamp, IsCutNotRounded) {
   const test::LogCapture endsRepeatsOfOtherTests;
-  const FixedClock clock(1'767'319'200.25);
+  const FixedClock clock(1'767'319'199.9999997);
   const auto target = boost::make_shared<KeepingTarget>();
   zrrt::setConsoleTarget(target);
   zrrt::log(ZRLogLevel::eError, "stamped");
   zrrt::setConsoleTarget(nullptr);
   ASSERT_THAT(target->lines, SizeIs(1));
-  EXPECT_THAT(target->lines[0], MatchesRegex("2026-01-01 18:00:00\\.250 PST E: <[^>]+> stamped"));
+  EXPECT_THAT(target->lines[0], MatchesRegex("2026-01-01 17:59:59\\.999 PST E: <[^>]+> stamped"));
 }
 
 TEST(LogLine, HasItsPartsInOrderAndLeavesOutEmptyOnes) {
@@ -167,29 +169,6 @@ TEST(Log, OnlyTheSameLevelAndTextsAreARepeat) {
   EXPECT_THAT(log.lines(), SizeIs(5)) << log.text();
 }
 
-TEST(LogCollapser, SaysWhyItDoesNotTakePart) {
-  const ZRLogEntry entry{1, "", "", "", "", "m"};
-  const auto sink = [](const ZRLogEntry&) { ADD_FAILURE() << "handed on"; };
-  ZRLogCollapser collapser;
-  EXPECT_CODE(collapser.collapse(entry, sink), ZRError::eNotInitialized);
-  collapser.initialize();
-  collapser.switchOff();
-  EXPECT_CODE(collapser.collapse(entry, sink), ZRError::eBadStatus);
-}
-
-TEST(LogThread, TagIsTheNameOrTheNumber) {
-  std::thread([] {
-    const std::string number = zrrt::currentThreadTag();
-    EXPECT_THAT(number, MatchesRegex("[0-9a-f]+"));
-    zrrt::nameCurrentThread("Worker", true);
-    const std::string named = zrrt::currentThreadTag();
-    EXPECT_THAT(named, MatchesRegex("Worker_[0-9A-F]{4,}"));
-    EXPECT_EQ(std::stoull(named.substr(7), nullptr, 16), std::stoull(number, nullptr, 16));
-    zrrt::nameCurrentThread("plain", false);
-    EXPECT_STREQ(zrrt::currentThreadTag(), "plain");
-  }).join();
-}
-
 TEST(LogThread, LogsWhileItsLocalsAreDestroyed) {
   struct LogsAtTheEnd {
     ~LogsAtTheEnd() { zrrt::log(ZRLogLevel::eWarning, "last words"); }
@@ -204,51 +183,27 @@ TEST(LogThread, LogsWhileItsLocalsAreDestroyed) {
   EXPECT_THAT(log.lines()[1], MatchesRegex("W: <[0-9a-f]+> last words"));
 }
 
-TEST(LogTargets, TheFirstTargetKeepsTheSlot) {
-  struct Listener : ILogListener {
-    void onEntry(const ZRLogEntry& entry, const timeval&) override { levels.push_back(entry.level); }
-    void onTargetAdded(const boost::shared_ptr<ILogTarget>&, bool primary) override {
-      added.push_back(primary);
+TEST(LogListener, MayLogItself) {
+  struct Talkative : ILogListener {
+    void onEntry(const ZRLogEntry& entry, const timeval&) override {
+      heard.emplace_back(entry.message);
+      zrrt::log(ZRLogLevel::eWarning, "heard '%s' %s", entry.message, std::string(300, 'x').c_str());
     }
-    std::vector<int> levels;
-    std::vector<bool> added;
+    void onTargetAdded(const boost::shared_ptr<ILogTarget>&, bool) override {}
+    std::vector<std::string> heard;
   };
-  const test::LogCapture endsRepeatsOfOtherTests;
-  const auto listener = boost::make_shared<Listener>();
-  const auto target = boost::make_shared<KeepingTarget>();
-  EXPECT_CODE(zrrt::setLogListener(2, listener), ZRError::eBadIndex);
-  ASSERT_CODE(zrrt::setLogListener(0, listener), ZRError::eNoError);
-  EXPECT_CODE(zrrt::addLogTarget(nullptr, 2), ZRError::eBadParameter);
-  for (const int mode : {0, 1, 2, 3}) {
-    EXPECT_CODE(zrrt::addLogTarget(target, mode), ZRError::eNoError);
-    EXPECT_CODE(zrrt::addLogTarget(target, mode), ZRError::eExists);
-    zrrt::log(ZRLogLevel::eError, "mode %d", mode);
-    zrrt::clearLogTarget();
-  }
-  zrrt::log(4, "listeners hear what is not written");
-  ASSERT_CODE(zrrt::setLogListener(0, nullptr), ZRError::eNoError);
-  zrrt::log(ZRLogLevel::eError, "unheard");
-  EXPECT_THAT(listener->added, ElementsAre(false, true));
-  EXPECT_THAT(listener->levels, ElementsAre(3, 3, 3, 3, 4));
-  EXPECT_THAT(target->lines, SizeIs(4));
-}
-
-TEST(LogTargets, TheConsoleHasASwitch) {
   test::LogCapture log;
-  zrrt::switchConsole(false);
-  zrrt::log(ZRLogLevel::eError, "off");
-  zrrt::switchConsole(true);
-  zrrt::log(ZRLogLevel::eError, "on");
-  EXPECT_THAT(log.lines(), SizeIs(1));
-}
-
-TEST(LogTargets, StandardStreamsGetWholeLines) {
-  testing::internal::CaptureStdout();
-  testing::internal::CaptureStderr();
-  ZRLogTargetConsole().writeLine("error line");
-  ZRLogTargetStdOut().writeLine("output line");
-  EXPECT_EQ(testing::internal::GetCapturedStdout(), "output line\n");
-  EXPECT_EQ(testing::internal::GetCapturedStderr(), "error line\n");
+  const auto listener = boost::make_shared<Talkative>();
+  ASSERT_CODE(zrrt::setLogListener(0, listener), ZRError::eNoError);
+  const std::string message(100, 'm');
+  for (const char* end : {"1", "1", "1", "2"})
+    zrrt::log(ZRLogLevel::eError, "%s%s", message.c_str(), end);
+  ASSERT_CODE(zrrt::setLogListener(0, nullptr), ZRError::eNoError);
+  ASSERT_THAT(listener->heard, SizeIs(3)) << "its own lines it does not hear";
+  EXPECT_THAT(listener->heard, ElementsAre(message + "1", HasSubstr("repeated 2 time(s)"), message + "2"));
+  EXPECT_THAT(log.lines(),
+              ElementsAre(HasSubstr("heard"), EndsWith(message + "1"), HasSubstr("heard"),
+                          EndsWith(message + "1\""), HasSubstr("heard"), EndsWith(message + "2")));
 }
 
 TEST(LogFile, MarksTheByteOrderOfANewFileOnly) {
@@ -267,6 +222,31 @@ TEST(LogFile, MarksTheByteOrderOfANewFileOnly) {
   EXPECT_EQ(test::readFile(path), kByteOrderMark + "created\nappended\n");
   write("truncated", true);
   EXPECT_EQ(test::readFile(path), kByteOrderMark + "truncated\n");
+}
+
+TEST(LogFile, IsSharedByProcesses) {
+  const test::TemporaryFolder folder;
+  ZRLogFile one;
+  ZRLogFile other;
+  ASSERT_CODE(one.open(ZRString(folder / "x.log"), false), ZRError::eNoError);
+  ASSERT_CODE(other.open(ZRString(folder / "x.log"), false), ZRError::eNoError);
+  other.writeLine("other's first");
+  one.writeLine("one's");
+  other.writeLine("other's second");
+  EXPECT_EQ(test::readFile(folder / "x.log"), kByteOrderMark + "other's first\none's\nother's second\n");
+}
+
+TEST(LogFile, ALineThatDoesNotFitIsLostWhole) {
+  const test::TemporaryFolder folder;
+  ZRLogFile file;
+  ASSERT_CODE(file.open(ZRString(folder / "x.log"), false), ZRError::eNoError);
+  {
+    const test::FileSizeLimit limit(16);
+    file.writeLine("0123456");
+    file.writeLine("does not fit");
+  }
+  file.writeLine("next");
+  EXPECT_EQ(test::readFile(folder / "x.log"), kByteOrderMark + "0123456\nnext\n");
 }
 
 TEST(LogFile, KeepsLinesOfSeveralThreadsWhole) {
@@ -320,7 +300,8 @@ TEST(LogStart, AFileThatCannotBeOpenedIsAnsweredAndLeavesTheSlotFree) {
   const test::TemporaryFolder folder;
   test::writeFile(folder / "file", "");
   test::makeFolder(folder / "folder");
-  for (const char* path : {"file/x.log", "folder"}) {
+  ASSERT_EQ(mkfifo((folder / "pipe").c_str(), 0600), 0);
+  for (const char* path : {"file/x.log", "folder", "pipe"}) {
     zrrt::nameCurrentThread("before", false);
     EXPECT_TRUE(zrrt::startLog(ZRString(folder / path), false).isFailure()) << path;
     EXPECT_STREQ(zrrt::currentThreadTag(), "main");

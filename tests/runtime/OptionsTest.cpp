@@ -4,7 +4,6 @@
 #include <optional>
 
 #include "runtime/Applications/ZROptionsBroker.h"
-#include "tests/support/LogCapture.h"
 #include "tests/support/ResultMatchers.h"
 
 namespace {
@@ -37,7 +36,7 @@ TEST(Options, AreReadFromAJoinedCommandLine) {
       {"\"/Key xxx\" ", {{"Key", {}}}},
       {"\"/Key x\" \"/Other xyz\" ", {{"Key", {}}, {"Other", "xyz\""}}},
       {"\"/Key X\" ", {{"Key", "X\""}}},
-      {"\"/Key \" ", {{"Key", {}}}},
+      {"\"/Key \" \"/Other x\" ", {{"Key", ""}, {"Other", {}}}},
       {"\"/Key  two  blanks\" ", {{"Key", " two  blanks\""}}},
       {"\"/\" ", {{"", ""}}},
       {"\"-Verbose\" ", {{"\"Verbose\" ", ""}, {"Verbose", {}}}},
@@ -75,21 +74,6 @@ TEST(Options, CustomParametersArePairs) {
   EXPECT_CODE(broker.getCustomParam("customParam_a", value), ZRError::eNotFound);
 }
 
-TEST(Options, RefuseNullAndNoteEmptyInput) {
-  test::LogCapture log;
-  ZROptionsBroker broker;
-  const ZRResult parsed = broker.parse(nullptr);
-  EXPECT_CODE(parsed, ZRError::eBadParameter);
-  EXPECT_TRUE(parsed.message().startsWith("Parameter check \"input\" failed at "));
-  const ZRResult custom = broker.parseCustomParams(nullptr);
-  EXPECT_CODE(custom, ZRError::eBadParameter);
-  EXPECT_TRUE(custom.message().startsWith("Parameter check \"customParams\" failed at "));
-  EXPECT_TRUE(log.lines().empty());
-  EXPECT_CODE(broker.parseCustomParams(""), ZRError::eNotFound);
-  EXPECT_TRUE(log.contains(
-      "d: ", "ZRResult ZROptionsBroker::parseCustomParams(const TCHAR *) - custom params list is empty"));
-}
-
 TEST(Options, AreOverwrittenOnlyWhenAllowed) {
   ZROptionsBroker broker;
   ZRString value;
@@ -100,14 +84,6 @@ TEST(Options, AreOverwrittenOnlyWhenAllowed) {
   EXPECT_CODE(broker.setOption("KEY", "2", true), ZRError::eNoError);
   EXPECT_CODE(broker.getOption("Key", value), ZRError::eNoError);
   EXPECT_EQ(value, "2");
-}
-
-TEST(Options, TheBrokerAnswersTheCommandLineOfTheProcess) {
-  zrrt::setCommandLine("\"/A\" ");
-  ZRString text;
-  EXPECT_CODE(ZROptionsBroker().getCommandLine(text), ZRError::eNoError);
-  EXPECT_EQ(text, "\"/A\" ");
-  zrrt::setCommandLine("");
 }
 
 }  // namespace

@@ -4,9 +4,8 @@
 
 #include "runtime/Code/ZRPrintable.h"
 #include "runtime/Code/ZRResult.h"
-#include "runtime/Strings/ZRAsciiString.h"
+#include "runtime/Strings/ZRByteString.h"
 #include "runtime/Strings/ZRString.h"
-#include "runtime/Strings/ZRUTF8String.h"
 #include "tests/support/LogCapture.h"
 #include "tests/support/ResultMatchers.h"
 
@@ -19,9 +18,11 @@ TEST(String, NullTextsAreReportedAndNeverCrash) {
   EXPECT_TRUE(log.contains(
       "C: ", "NULL pointer passed to ZRNarrowStringBase::_constructorImpl(char*, int32, int32)"));
   EXPECT_TRUE(ZRString("abc", -1).isEmpty());
+  EXPECT_TRUE(log.contains("C: ", "Assertion failure at ZRString, zrstring.cpp:")) << log.text();
   EXPECT_TRUE(log.contains("C: ", "Negative length in ZRString"));
   ZRString text("a");
   text += null;
+  EXPECT_TRUE(log.contains("C: ", "at operator+=, zrstring.cpp:")) << log.text();
   EXPECT_TRUE(log.contains("C: ", "Failure in ZRString += operator"));
   EXPECT_EQ(text, "a");
   text = null;
@@ -168,6 +169,8 @@ TEST(ByteStrings, TakeTheirEncodingOnlyAndCountBytes) {
   EXPECT_EQ(utf8.numBytesAllocated(), 0);
   EXPECT_CODE(utf8.assign("\xC3\xA4"), ZRError::eNoError);
   EXPECT_CODE(utf8.assign("\xC3"), ZRError::eBadFormat);
+  EXPECT_CODE(utf8.assign(utf8.c_str()), ZRError::eNoError);
+  EXPECT_STREQ(utf8.c_str(), "\xC3\xA4");
   EXPECT_EQ(utf8.numBytesUsed(), 2);
   EXPECT_EQ(utf8.numBytesAllocated(), 3);
 }
