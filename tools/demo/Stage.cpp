@@ -130,9 +130,10 @@ int Stage::runLaunchAgent(const std::map<std::string, std::string>& environment)
 
 std::vector<InstalledBuild> Stage::installedBuilds() const {
   std::vector<InstalledBuild> builds;
-  for (const std::string& path : platform::applications::applicationsForUrlScheme("Vantora")) {
-    const auto information = platform::bundleInformation(path);
-    const plist::Value* version = information ? plist::find(*information, "CFBundleVersion") : nullptr;
+  for (const std::string& path : platform::applications::applicationsForUrlScheme("Vantora").paths) {
+    plist::Dictionary information;
+    static_cast<void>(platform::bundleInformation(path, information));  // then it shows as build 0
+    const plist::Value* version = plist::find(information, "CFBundleVersion");
     builds.push_back(
         {static_cast<std::uint32_t>(version != nullptr ? version->integerValue().value_or(0) : 0), path});
   }
