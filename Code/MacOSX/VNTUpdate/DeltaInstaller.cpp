@@ -65,18 +65,18 @@ void DeltaInstaller::downloadAndInstallActiveBuildsUsingDeltaUpdates(const Updat
   if (missing.empty()) return;
   DeltaPlan plan;
   static_cast<void>(planDeltaPath(missing, installed, plan));
-  for (const std::uint32_t index : plan.order)
-    installBuild(missing.at(index));
+  Bases bases = _inventory.installedPaths();
+  for (const std::uint32_t index : plan.order) {
+    if (installBuild(missing.at(index), bases)) bases = _inventory.installedPaths();
+  }
 }
 
-void DeltaInstaller::installBuild(const ActiveBuild& build) {
-  const Bases bases = _inventory.installedPaths();
+bool DeltaInstaller::installBuild(const ActiveBuild& build, const Bases& bases) {
   const auto install = [&](const DeltaPackage& package) {
     return installFromPackage(package, build.buildNumber, bases);
   };
-  if (std::any_of(build.deltaPackages.begin(), build.deltaPackages.end(), install)) return;
-  static_cast<void>(
-      _fullInstaller.downloadAndInstallSingleBuild(build.buildNumber, build.macDownloadUrl.str()));
+  return std::any_of(build.deltaPackages.begin(), build.deltaPackages.end(), install) ||
+         _fullInstaller.downloadAndInstallSingleBuild(build.buildNumber, build.macDownloadUrl.str());
 }
 
 bool DeltaInstaller::installFromPackage(const DeltaPackage& package, std::uint32_t targetBuild,

@@ -46,7 +46,7 @@ class DeltaInstaller {
   /// The installed builds that a package may start from, with their paths.
   using Bases = std::map<std::uint32_t, std::string>;
 
-  void installBuild(const ActiveBuild& build);
+  [[nodiscard]] bool installBuild(const ActiveBuild& build, const Bases& bases);
   [[nodiscard]] bool installFromPackage(const DeltaPackage& package, std::uint32_t targetBuild,
                                         const Bases& bases);
   [[nodiscard]] Attempt installAtOnce(const DeltaPackage& package, std::uint32_t targetBuild,
