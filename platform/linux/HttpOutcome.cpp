@@ -98,6 +98,7 @@ UrlErrorCode translate(const HttpOutcome& outcome) {
     case CURLE_BAD_CONTENT_ENCODING:
     case CURLE_OUT_OF_MEMORY:  // also a head that is too long
     case kTooLarge:
+    case CURLE_BAD_FUNCTION_ARGUMENT:  // a line of a head that is no field
       return UrlErrorCode::badServerResponse;
     case CURLE_SSL_CONNECT_ERROR:
     case CURLE_SSL_CACERT_BADFILE:

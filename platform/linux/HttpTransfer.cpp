@@ -103,9 +103,9 @@ bool equalIgnoringCase(const std::string& a, const std::string& b) {
 }
 
 /// What the library reads from a URL's text; empty when it finds no such part.
-std::string urlPart(CURLU* url, CURLUPart part, unsigned flags = CURLU_DEFAULT_PORT) {
+std::string urlPart(CURLU* url, CURLUPart part) {
   char* text = nullptr;
-  if (curl().urlGet(url, part, &text, flags) != CURLUE_OK) return {};
+  if (curl().urlGet(url, part, &text, CURLU_DEFAULT_PORT) != CURLUE_OK) return {};
   std::string copy(text);
   curl().free(text);
   return copy;
@@ -143,17 +143,6 @@ CurlUrl agreedUrl(const Url& url, Error& error) {
 const char* environment(const char* name) {
   const char* value = getenv(name);
   return value != nullptr && *value != '\0' ? value : nullptr;
-}
-
-/// The text of the first variable that names a proxy for a protocol, in the order in which the library looks;
-/// null when there is none. "HTTP_PROXY" does not count: a web server sets it from a request's header.
-const char* proxyAddress(const std::string& protocol) {
-  const bool isHttps = protocol == "https";
-  for (const char* name : {isHttps ? "https_proxy" : "http_proxy", isHttps ? "HTTPS_PROXY" : "http_proxy",
-                           "all_proxy", "ALL_PROXY"}) {
-    if (const char* address = environment(name)) return address;
-  }
-  return nullptr;
 }
 
 class CurlTransfer final : public HttpTransfer {
@@ -426,22 +415,6 @@ std::unique_ptr<HttpTransfer> HttpTransfer::start(const UrlRequest& request, con
   CurlUrl url = agreedUrl(request.url, error);
   if (!url) return nullptr;
   return std::make_unique<CurlTransfer>(request, options, std::move(url), sink);
-}
-
-std::optional<HttpSender> HttpTransfer::proxyFor(const Url& url) {
-  const char* address = proxyAddress(senderOf(url).protocol);
-  if (address == nullptr || !curl().problem.empty()) return std::nullopt;
-  const CurlUrl parsed(curl().url());
-  constexpr unsigned kAsProxy = CURLU_NON_SUPPORT_SCHEME | CURLU_GUESS_SCHEME;
-  if (!parsed || curl().urlSet(parsed.get(), CURLUPART_URL, address, kAsProxy) != CURLUE_OK) {
-    return std::nullopt;
-  }
-  const std::string protocol = urlPart(parsed.get(), CURLUPART_SCHEME);
-  const std::string port = urlPart(parsed.get(), CURLUPART_PORT, 0);
-  const int usualPort = protocol == "https" ? 443 : 1080;
-  return HttpSender{.protocol = protocol,
-                    .host = urlPart(parsed.get(), CURLUPART_HOST),
-                    .port = static_cast<std::uint16_t>(port.empty() ? usualPort : atoi(port.c_str()))};
 }
 
 }  // namespace platform

@@ -52,9 +52,6 @@ class HttpTransfer {
 
   /// After the end: the answer of a proxy that wanted credentials before it opens the way to the server.
   [[nodiscard]] virtual std::optional<HttpHead> proxyChallenge() const = 0;
-
-  /// The proxy that the environment names for a URL; none when it names none, or the text is no address.
-  [[nodiscard]] static std::optional<HttpSender> proxyFor(const Url& url);
 };
 
 }  // namespace platform

@@ -2,6 +2,8 @@
 
 #include <strings.h>
 
+#include "platform/linux/HttpProxy.h"
+
 namespace platform {
 namespace {
 
@@ -63,7 +65,7 @@ Error UrlExchange::followRedirect(const HttpHead& head) {
 /// and were sent when there were any: the client hears of the challenge, but its answer changes nothing.
 bool UrlExchange::acceptsChallenge(const HttpHead& head) {
   if (_options.credentials) return false;
-  const auto proxy = head.status == 407 ? HttpTransfer::proxyFor(_request.url) : std::nullopt;
+  const auto proxy = head.status == 407 ? proxyFor(_request.url) : std::nullopt;
   const ProtectionSpace space = makeProtectionSpace(proxy.value_or(senderOf(_request.url)), head);
   if (!_client.mayUseCredentials(space)) return false;
   if (space.isProxy || space.authenticationMethod != kBasicAuthentication) return false;
