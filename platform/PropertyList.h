@@ -89,8 +89,8 @@ Error parse(const std::string& bytes, Value& value);
 Error read(const std::string& path, Value& value);
 
 /// The XML form, ending in a line feed. The same value gives the same bytes. XML has no form for some
-/// characters of a text or key (control characters, U+FFFE, what is no UTF-8): U+FFFD stands for each, so that
-/// one odd text does not keep the rest from being written.
+/// characters of a text or key (control characters, U+FFFE, what is no UTF-8): U+FFFD stands for each, so
+/// that one odd text does not keep the rest from being written.
 [[nodiscard]] std::string toXml(const Value& value);
 
 /// `toXml` written with `writeFileAtomically`.
