@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <functional>
 #include <string>
 
 namespace platform {
@@ -19,5 +20,36 @@ void setCurrentThreadName(const std::string& name);
 /// 0, ETIMEDOUT, or another errno value.
 [[nodiscard]] int waitOnCondition(pthread_cond_t& condition, pthread_mutex_t& mutex,
                                   std::chrono::milliseconds limit);
+
+/// Runs the body of a thread. An exception that leaves it is given to `boundary`, which finds it as the
+/// current one and does not return; the unwinding of a cancelled thread is none, and goes on.
+void runThreadBody(const std::function<void()>& body, void (*boundary)() noexcept);
+
+/// For its scope the calling thread is not cancelled. A cancellation that came meanwhile takes effect at the
+/// scope's end (of the outermost scope, if they are nested), which is therefore not to lie in a function that
+/// must not throw.
+class CancellationHold {
+ public:
+  CancellationHold() { pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &_before); }
+  ~CancellationHold() noexcept(false) { pthread_setcancelstate(_before, &_before); }
+  CancellationHold(const CancellationHold&) = delete;
+  CancellationHold& operator=(const CancellationHold&) = delete;
+
+ private:
+  int _before = PTHREAD_CANCEL_ENABLE;
+};
+
+/// The same, except that the thread may still be cancelled where it sleeps or waits (a cancellation point):
+/// it is unwound from there, and leaves no lock held.
+class DeferredCancellation {
+ public:
+  DeferredCancellation() { pthread_setcanceltype(PTHREAD_CANCEL_DEFERRED, &_before); }
+  ~DeferredCancellation() noexcept(false) { pthread_setcanceltype(_before, &_before); }
+  DeferredCancellation(const DeferredCancellation&) = delete;
+  DeferredCancellation& operator=(const DeferredCancellation&) = delete;
+
+ private:
+  int _before = PTHREAD_CANCEL_DEFERRED;
+};
 
 }  // namespace platform

@@ -1,5 +1,6 @@
 #include "platform/Thread.h"
 
+#include <cxxabi.h>
 #include <pthread.h>
 #include <time.h>
 #include <unistd.h>
@@ -29,6 +30,16 @@ int waitOnCondition(pthread_cond_t& condition, pthread_mutex_t& mutex, std::chro
   deadline.tv_sec += end / std::chrono::seconds(1);
   deadline.tv_nsec = (end % std::chrono::seconds(1)).count();
   return pthread_cond_clockwait(&condition, &mutex, CLOCK_MONOTONIC, &deadline);
+}
+
+void runThreadBody(const std::function<void()>& body, void (*boundary)() noexcept) {
+  try {
+    body();
+  } catch (abi::__forced_unwind&) {
+    throw;
+  } catch (...) {
+    boundary();
+  }
 }
 
 }  // namespace platform

@@ -160,6 +160,7 @@ void writeMessage(std::int32_t level, const char* function, const char* context,
 void write(std::int32_t level, const char* function, const char* context, const char* format,
            va_list arguments) {
   if (format == nullptr || *format == '\0') return;
+  const platform::CancellationHold hold;  // a cancelled thread loses its own life, not the log's locks
   try {
     writeMessage(level, function, context, format, arguments);
   } catch (const std::exception&) {  // NOLINT: the line is lost; who logs has no use for a failure

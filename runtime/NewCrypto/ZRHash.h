@@ -8,6 +8,7 @@
 class ZRHash {
  public:
   /// The MD5 digest of the file, 16 bytes. Memory does not grow with the file. The file is not created.
-  /// Fails: as `ZRFile::open` (eNotFound for a missing file, eIOError for what is no regular file) and `ZRFile::read`; as `holcrypto::ZRMd5Local`.
+  /// Fails: as `ZRFile::open` (eNotFound for a missing file, eIOError for what is no regular file) and
+  /// `ZRFile::read`; as `holcrypto::ZRMd5Local`.
   static ZRResult fileDigest(const ZRString& path, ZRMemBlock& digest);
 };

@@ -44,22 +44,30 @@ ZRResult ZRDynamicPoolWorkerThread::run() {
 }
 
 void ZRDynamicPoolWorkerThread::showIdle() {
-  if (_shownTask == nullptr && _shownNumber == kShowsIdle) return;
+  if (shows("", kIdle)) return;
   ThreadName name;
   std::snprintf(name.data(), name.size(), "%s(%zu)", _pool.name().c_str(), _slot);
-  setName(name.data());
-  _shownTask = nullptr;
-  _shownNumber = kShowsIdle;
+  show(name.data(), "", kIdle);
 }
 
 void ZRDynamicPoolWorkerThread::showTask(const ZRTask& task) {
-  if (_shownTask == task.name() && _shownNumber == task.number()) return;
+  if (shows(task.name(), task.number())) return;
   ThreadName name;
   std::snprintf(name.data(), name.size(), "%s(%zu)(%s)(%d)", _pool.name().c_str(), _slot, task.name(),
                 task.number());
-  setName(name.data());
-  _shownTask = task.name();
-  _shownNumber = task.number();
+  show(name.data(), task.name(), task.number());
+}
+
+/// A task may have renamed the thread.
+bool ZRDynamicPoolWorkerThread::shows(const char* task, std::int64_t number) const {
+  return _shownNumber == number && _shownTask == task && _shownName == zrrt::currentThreadTag();
+}
+
+void ZRDynamicPoolWorkerThread::show(const char* name, const char* task, std::int64_t number) {
+  setName(name);
+  _shownName = name;
+  _shownTask = task;
+  _shownNumber = number;
 }
 
 ZRDynamicThreadPool::ZRDynamicThreadPool(const ZRString& name, std::size_t minimum, std::size_t maximum,
@@ -92,13 +100,11 @@ void ZRDynamicThreadPool::startWorker(std::size_t slotIndex, Worker::Kind kind) 
 
 ZRResult ZRDynamicThreadPool::addTask(const boost::shared_ptr<ZRTask>& task) {
   ZR_CHECK_PARAMETER(task != nullptr);
-  {
-    const ZRMutex::Guard guard(_mutex);
-    if (_stopping) return ZRError::eSomeError;
-    pushBack(task);
-    if (_queue.size() > _idle) addWorker();
-  }
-  // Only now: whoever is woken needs the mutex at once.
+  const ZRMutex::Guard guard(_mutex);
+  if (_stopping) return ZRError::eSomeError;
+  pushBack(task);
+  if (_queue.size() > _idle) addWorker();
+  // Under the lock: without it, whoever waits for the task may have destroyed the pool by now.
   reportFailure(_condition.broadcast(), ZR_HERE);
   return ZRError::eNoError;
 }

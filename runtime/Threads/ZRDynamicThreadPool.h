@@ -4,6 +4,7 @@
 #include <chrono>
 #include <list>
 #include <memory>
+#include <string>
 #include <vector>
 
 #include "runtime/Threads/ZRTask.h"
@@ -29,18 +30,20 @@ class ZRDynamicPoolWorkerThread final : public ZRThread {
 
  private:
   friend class ZRDynamicThreadPool;
-  static constexpr std::int32_t kShowsNothing = -1;
-  static constexpr std::int32_t kShowsIdle = 0;
+  static constexpr std::int64_t kIdle = -0x1'0000'0000;  ///< in the place of a task's number
 
   /// Name the thread, unless it has the name already: between two tasks of one name it keeps theirs.
   void showIdle();
   void showTask(const ZRTask& task);
+  [[nodiscard]] bool shows(const char* task, std::int64_t number) const;
+  void show(const char* name, const char* task, std::int64_t number);
 
   std::size_t _slot;
   ZRDynamicThreadPool& _pool;
   Kind _kind;
-  const char* _shownTask = nullptr;
-  std::int32_t _shownNumber = kShowsNothing;
+  std::string _shownName;  ///< empty: the thread was not named yet
+  std::string _shownTask;
+  std::int64_t _shownNumber = kIdle;
 };
 
 /// Runs tasks, first in first out, on worker threads whose number grows under load from a minimum to a

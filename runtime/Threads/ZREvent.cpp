@@ -8,6 +8,8 @@
 #include <span>
 #include <vector>
 
+#include "platform/Thread.h"
+
 /// Every event of the process.
 class ZREventTable {
  public:
@@ -155,19 +157,6 @@ std::size_t firstSatisfied(Waiters waiters) {
   return found == waiters.end() ? kNone : static_cast<std::size_t>(found - waiters.begin());
 }
 
-/// A thread that is cancelled meanwhile ends where it sleeps, and nowhere else: it leaves no lock held.
-class DeferredCancellation {
- public:
-  DeferredCancellation() { pthread_setcanceltype(PTHREAD_CANCEL_DEFERRED, &_before); }
-  /// A cancellation that came late takes effect here.
-  ~DeferredCancellation() noexcept(false) { pthread_setcanceltype(_before, &_before); }
-  DeferredCancellation(const DeferredCancellation&) = delete;
-  DeferredCancellation& operator=(const DeferredCancellation&) = delete;
-
- private:
-  int _before = PTHREAD_CANCEL_DEFERRED;
-};
-
 /// Lets the events wake the calling thread for a scope, which also ends when the thread is cancelled.
 class Attachment {
  public:
@@ -188,7 +177,7 @@ class Attachment {
 };
 
 ZRResult waitFor(Waiters waiters, std::uint32_t timeoutMs, std::size_t& index) {
-  const DeferredCancellation deferred;
+  const platform::DeferredCancellation deferred;
   index = firstSatisfied(waiters);
   if (index != kNone) return ZRError::eNoError;
   if (timeoutMs == 0) return ZRError::eTimeout;

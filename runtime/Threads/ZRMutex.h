@@ -10,7 +10,7 @@ class ZRMutex : public ZRSync {
   explicit ZRMutex(const char* name);
   ~ZRMutex() override;
 
-  /// Holds a mutex for a scope.
+  /// Holds a mutex for a scope, in which the thread is cancelled only where it sleeps or waits.
   class Guard {
    public:
     explicit Guard(ZRMutex& mutex) : _mutex(mutex) { _mutex.lock(); }
@@ -19,6 +19,7 @@ class ZRMutex : public ZRSync {
     Guard& operator=(const Guard&) = delete;
 
    private:
+    platform::DeferredCancellation _deferred;
     ZRMutex& _mutex;
   };
 

@@ -4,6 +4,8 @@
 
 #include <cstdint>
 
+#include "platform/Thread.h"
+
 /// Base of the synchronisation objects: a POSIX mutex, which the same thread may lock again.
 class ZRSync {
  public:
@@ -17,7 +19,7 @@ class ZRSync {
   static constexpr std::uint32_t kNoLimit = 0xFFFFFFFF;
 
  protected:
-  /// Holds the object's mutex for a scope.
+  /// Holds the object's mutex for a scope, in which the thread is cancelled only where it sleeps or waits.
   class Guard {
    public:
     explicit Guard(const ZRSync& sync) : _sync(sync) { pthread_mutex_lock(&_sync._posixMutex); }
@@ -26,6 +28,7 @@ class ZRSync {
     Guard& operator=(const Guard&) = delete;
 
    private:
+    platform::DeferredCancellation _deferred;
     const ZRSync& _sync;
   };
 

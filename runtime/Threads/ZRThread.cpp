@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <boost/make_shared.hpp>
 #include <cerrno>
 #include <cstdlib>
 
@@ -46,7 +47,7 @@ const char* creationFailureReason(int error) {
 
 }  // namespace
 
-ZRThread::ZRThread(const ZRString& name, std::size_t stackSize) {
+ZRThread::ZRThread(const ZRString& name, std::size_t stackSize) : _life(boost::make_shared<Life>()) {
   if (!name.isEmpty()) ZRThread::setName(name);
   createThread(stackSize);
 }
@@ -56,9 +57,9 @@ void ZRThread::createThread(std::size_t stackSize) {
   pthread_attr_init(&attributes);
   pthread_attr_setdetachstate(&attributes, PTHREAD_CREATE_JOINABLE);
   if (stackSize != 0) applyStackSize(attributes, stackSize);
-  const int error = pthread_create(&_handle, &attributes, &ZRThread::ThreadProc_, this);
+  const int error = pthread_create(&_life->handle, &attributes, &ZRThread::ThreadProc_, this);
   pthread_attr_destroy(&attributes);
-  _hasHandle = error == 0;
+  _life->hasHandle = error == 0;
   if (error == 0) {
     _creationResult = ZRError::eNoError;
     return;
@@ -83,9 +84,7 @@ void ZRThread::applyStackSize(pthread_attr_t& attributes, std::size_t stackSize)
 ZRThread::~ZRThread() {
   if (isCurrent()) {
     zrrt::log(ZRLogLevel::eDebug, "Thread \"%s\" deleting itself.", name().c_str());
-    const ZRMutex::Guard guard(_handleMutex);
-    if (_hasHandle) pthread_detach(_handle);
-    _hasHandle = false;
+    detach();
     return;
   }
   if (state() == State::running) {
@@ -103,41 +102,55 @@ void* ZRThread::ThreadProc_(void* argument) {
     zrrt::log(ZRLogLevel::eCritical, "%s, thread is null.", "static void *ZRThread::ThreadProc_(void *)");
     return nullptr;
   }
-  static_cast<ZRThread*>(argument)->live();
+  ZRThread& thread = *static_cast<ZRThread*>(argument);
+  platform::runThreadBody([&thread] { live(thread); }, &zrUnhandledException);
   return nullptr;
 }
 
-void ZRThread::live() {
-  _self = pthread_self();
-  setCurrentThread(this);
+void ZRThread::live(ZRThread& thread) {
+  const boost::shared_ptr<Life> life = thread._life;
+  life->self = pthread_self();
+  setCurrentThread(&thread);
   // Cancellation is to take effect at once, but only in the body: here it would leave our own locks held.
   int previous = 0;
   pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &previous);
   pthread_setcanceltype(PTHREAD_CANCEL_ASYNCHRONOUS, &previous);
-  takeName(name());
-  static_cast<void>(_startEvent.wait(kNoLimit));  // without a limit there is nothing that it could fail with
-  takeName(name());
+  takeName(thread.name());
+  static_cast<void>(
+      life->startEvent.wait(kNoLimit));  // without a limit there is nothing that it could fail with
+  takeName(thread.name());
 
-  const bool runsBody = !isStopRequested();
-  static_cast<void>(_startedEvent.set());
-  if (runsBody) runBody();
-  finish(runsBody);
+  const bool runsBody = !thread.isStopRequested();
+  static_cast<void>(life->startedEvent.set());
+  if (runsBody) runBody(thread, *life);
+  finish(thread, *life, runsBody);
 }
 
-void ZRThread::runBody() {
+void ZRThread::runBody(ZRThread& thread, const Life& life) {
   int previous = 0;
   pthread_setcancelstate(PTHREAD_CANCEL_ENABLE, &previous);
-  const ZRResult result = run();
+  const ZRResult result = thread.run();
   pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &previous);
-  const Guard guard(*this);
-  _runResult = result;
+  if (life.hasDeletedItself) return;
+  const Guard guard(thread);
+  thread._runResult = result;
 }
 
-void ZRThread::finish(bool bodyRan) {
-  if (state() != State::created) setState(State::finished);
+void ZRThread::finish(ZRThread& thread, Life& life, bool bodyRan) {
+  if (life.state != static_cast<int>(State::created)) life.setState(State::finished);
+  if (!life.hasDeletedItself) setCurrentThread(nullptr);
+  static_cast<void>(life.joinEvent.set());
+  // An owner joins the POSIX thread, and not only its event, before it destroys the object.
+  if (bodyRan && !life.hasDeletedItself) thread.onExit();
+}
+
+/// The calling thread has nobody any more who would join it.
+void ZRThread::detach() {
   setCurrentThread(nullptr);
-  static_cast<void>(_joinEvent.set());
-  if (bodyRan) onExit();  // the object is still there: its owner joins the POSIX thread before destroying it
+  const ZRMutex::Guard guard(_life->handleMutex);
+  if (_life->hasHandle) pthread_detach(_life->handle);
+  _life->hasHandle = false;
+  _life->hasDeletedItself = true;
 }
 
 void ZRThread::takeName(const ZRString& name) {
@@ -147,27 +160,29 @@ void ZRThread::takeName(const ZRString& name) {
 }
 
 ZRResult ZRThread::start() {
-  const ZRMutex::Guard guard(_stateMutex);
+  const boost::shared_ptr<Life> life = _life;  // once the body has begun, it may have deleted this object
+  const ZRMutex::Guard guard(life->stateMutex);
   if (state() != State::created) {
-    zrAssertionFailed(ZR_HERE, "Thread \"%s\" was not ready to run, state=%d", name().c_str(), _state.load());
+    zrAssertionFailed(ZR_HERE, "Thread \"%s\" was not ready to run, state=%d", name().c_str(),
+                      life->state.load());
     return ZRThreadError::eNotInitialized;
   }
   if (_creationResult.code() != ZRError::eNoError) {
     zrAssertionFailed(ZR_HERE, "Thread \"%s\" handle is not valid.", name().c_str());
     return _creationResult.wrapped("Error returned", ZR_HERE);
   }
-  setState(State::running);
-  if (_startEvent.set().isFailure()) {
-    setState(State::created);
+  life->setState(State::running);
+  if (life->startEvent.set().isFailure()) {
+    life->setState(State::created);
     return ZRError::eSomeError;
   }
-  static_cast<void>(_startedEvent.wait(kNoLimit));
+  static_cast<void>(life->startedEvent.wait(kNoLimit));
   return ZRError::eNoError;
 }
 
 ZRResult ZRThread::join(std::uint32_t timeoutMs, bool failIfNotStarted) {
   {
-    const ZRMutex::Guard guard(_stateMutex);
+    const ZRMutex::Guard guard(_life->stateMutex);
     if (_creationResult.isFailure()) {
       zrAssertionFailed(ZR_HERE, "Join to thread \"%s\" called on NULL thread.", name().c_str());
       return _creationResult;
@@ -179,16 +194,16 @@ ZRResult ZRThread::join(std::uint32_t timeoutMs, bool failIfNotStarted) {
     }
     if (isCurrent()) return ZRThreadError::eCantJoinCurrent;
   }
-  ZR_RETURN_FAILURE(_joinEvent.wait(timeoutMs));
+  ZR_RETURN_FAILURE(_life->joinEvent.wait(timeoutMs));
   return releaseHandle();
 }
 
-ZRResult ZRThread::releaseHandle(void** outcome) {
-  const ZRMutex::Guard guard(_handleMutex);
-  if (!_hasHandle) return ZRError::eNoError;
-  const int error = pthread_join(_handle, outcome);
-  _hasHandle = false;
-  _self = pthread_t{};
+ZRResult ZRThread::releaseHandle() {
+  const ZRMutex::Guard guard(_life->handleMutex);
+  if (!_life->hasHandle) return ZRError::eNoError;
+  const int error = pthread_join(_life->handle, nullptr);
+  _life->hasHandle = false;
+  _life->self = pthread_t{};
   return error == 0 || error == ESRCH ? ZRResult() : ZRResult::fromSystemError("pthread_join", error);
 }
 
@@ -196,7 +211,7 @@ ZRResult ZRThread::joinElseTerminate2(std::uint32_t joinTimeoutMs, bool failIfNo
                                       std::uint32_t terminateTimeoutMs) {
   const ZRResult joined = join(joinTimeoutMs, failIfNotStarted);
   if (joined.code() != ZRError::eTimeout) return joined;
-  const ZRMutex::Guard guard(_stateMutex);
+  const ZRMutex::Guard guard(_life->stateMutex);
   zrrt::log(ZRLogLevel::eCritical, "%s join_() timed out for thread \"%s\".",
             "ZRResult ZRThread::joinElseTerminate2(uint32, bool, uint32)", name().c_str());
   ZR_RETURN_FAILURE(terminate(terminateTimeoutMs));
@@ -214,27 +229,27 @@ ZRResult ZRThread::terminate(std::uint32_t) {
     case State::finished:
       return releaseHandle();
   }
-  const int unexpected = _state.load();
-  setState(State::finished);
+  const int unexpected = _life->state.load();
+  _life->setState(State::finished);
   return ZRResult(ZRError::eBadStatus, "Thread \"%s\" is in unexpected state %d.", name().c_str(),
                   unexpected);
 }
 
 ZRResult ZRThread::cancelRunning() {
   zrrt::log(ZRLogLevel::eCritical, "Thread \"%s\" is being terminated.", name().c_str());
-  void* outcome = nullptr;
   ZRResult joined;
   {
-    const ZRMutex::Guard guard(_handleMutex);
-    if (_hasHandle) pthread_cancel(_handle);
-    joined = releaseHandle(&outcome);
+    const ZRMutex::Guard guard(_life->handleMutex);
+    if (_life->hasHandle) pthread_cancel(_life->handle);
+    joined = releaseHandle();
   }
-  if (outcome == PTHREAD_CANCELED) {
+  if (state() == State::running) {  // else it came to its end by itself
     const Guard guard(*this);
     _runResult = ZRThreadError::eCanceled;
   }
-  setState(State::finished);
-  static_cast<void>(_joinEvent.set());  // in the place of the thread, for whoever else waits for its end
+  _life->setState(State::finished);
+  // In the place of the thread, for whoever else waits for its end.
+  static_cast<void>(_life->joinEvent.set());
   return joined;
 }
 
@@ -242,7 +257,7 @@ ZRResult ZRThread::endNeverStarted() {
   ZR_RETURN_FAILURE(_evStopThread.set());
   ZR_RETURN_FAILURE(start());
   ZR_RETURN_FAILURE(join(kNoLimit, false));
-  setState(State::finished);
+  _life->setState(State::finished);
   return ZRError::eNoError;
 }
 
@@ -256,7 +271,7 @@ ZRResult ZRThread::sleep(std::uint32_t milliseconds) {
 }
 
 bool ZRThread::isCurrent() const {
-  return pthread_equal(pthread_self(), _self.load()) != 0;
+  return pthread_equal(pthread_self(), _life->self.load()) != 0;
 }
 
 ZRThread* ZRThread::current() {

@@ -1,15 +1,20 @@
 #pragma once
 
 #include <atomic>
+#include <boost/shared_ptr.hpp>
 
 #include "runtime/Threads/ZREvent.h"
 
 /// A POSIX thread as an object. It is created, waiting, by the constructor, runs its body after `start`, and
 /// is joined or terminated by its owner. A class that overrides `run` joins or terminates the thread before
-/// its own part is destroyed.
+/// its own part is destroyed. A thread without an owner may delete its object itself, in `run` or in
+/// `onExit`.
 ///
-/// Termination cancels the body wherever it is: whatever it held (memory, locks) is lost, and a body that is
-/// just then in a function that must not throw ends the process. It is a last resort.
+/// An exception that leaves `run` ends the process (zrUnhandledException).
+///
+/// Termination cancels the body wherever it is, except in the log and with a guard held, which it leaves
+/// first: whatever else it held (memory, locks) is lost, and a body that is just then in a function that must
+/// not throw ends the process. It is a last resort.
 class ZRThread : public ZRSync {
  public:
   /// 1 = created, not started; 2 = running; 3 = finished.
@@ -45,7 +50,7 @@ class ZRThread : public ZRSync {
   /// The thread that the caller runs on; null when it is not one of these.
   [[nodiscard]] static ZRThread* current();
 
-  [[nodiscard]] State state() const { return static_cast<State>(_state.load()); }
+  [[nodiscard]] State state() const { return static_cast<State>(_life->state.load()); }
   [[nodiscard]] ZRString name() const;
   /// The body's result, once it has finished; ZRThreadError::eCanceled for one that was terminated.
   [[nodiscard]] ZRResult runResult() const;
@@ -68,29 +73,37 @@ class ZRThread : public ZRSync {
   ZREvent _evInterrupt{"ZRThread::_evInterrupt", ZREvent::Reset::automatic};
 
  private:
+  /// What is still needed when the thread has deleted its object.
+  struct Life {
+    std::atomic<int> state{static_cast<int>(State::created)};
+    ZRThreadMutex stateMutex;
+    ZRThreadMutex handleMutex{"handle mutex"};
+    pthread_t handle{};
+    bool hasHandle = false;
+    std::atomic<pthread_t> self{};  ///< set by the thread itself, cleared once it is joined
+    ZREvent joinEvent{"join event", ZREvent::Reset::manual};
+    ZREvent startEvent{"start event", ZREvent::Reset::manual};
+    ZREvent startedEvent{"started event", ZREvent::Reset::manual};
+    bool hasDeletedItself = false;  ///< the thread alone looks and writes
+
+    void setState(State newState) { state.store(static_cast<int>(newState)); }
+  };
+
   static void* ThreadProc_(void* argument);
   void createThread(std::size_t stackSize);
   void applyStackSize(pthread_attr_t& attributes, std::size_t stackSize) const;
   static void takeName(const ZRString& name);
-  void live();
-  void runBody();
-  void finish(bool bodyRan);
+  static void live(ZRThread& thread);
+  static void runBody(ZRThread& thread, const Life& life);
+  static void finish(ZRThread& thread, Life& life, bool bodyRan);
   ZRResult cancelRunning();
   ZRResult endNeverStarted();
-  ZRResult releaseHandle(void** outcome = nullptr);
-  void setState(State state) { _state.store(static_cast<int>(state)); }
+  ZRResult releaseHandle();
+  void detach();
   [[nodiscard]] bool isCurrent() const;
 
   ZRString _name;
-  std::atomic<int> _state{static_cast<int>(State::created)};
-  mutable ZRThreadMutex _stateMutex;
   ZRResult _runResult;
-  mutable ZRThreadMutex _handleMutex{"handle mutex"};
-  pthread_t _handle{};
-  bool _hasHandle = false;
-  std::atomic<pthread_t> _self{};  ///< set by the thread itself, cleared once it is joined
-  ZREvent _joinEvent{"join event", ZREvent::Reset::manual};
-  ZREvent _startEvent{"start event", ZREvent::Reset::manual};
-  ZREvent _startedEvent{"started event", ZREvent::Reset::manual};
   ZRResult _creationResult{ZRError::eNotInitialized};
+  boost::shared_ptr<Life> _life;
 };

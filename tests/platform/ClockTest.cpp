@@ -5,8 +5,6 @@
 #include <cmath>
 #include <limits>
 
-#include "platform/Random.h"
-
 namespace {
 
 using platform::Date;
@@ -67,27 +65,6 @@ TEST(Clock, RefusesWhatIsNoDate) {
     EXPECT_FALSE(platform::parseIso8601(text, date)) << text;
     EXPECT_EQ(date, Date(Seconds(7))) << text;
   }
-}
-
-TEST(Clock, AndRandomSourceAreReplaceable) {
-  class FixedClock : public platform::Clock {
-    [[nodiscard]] Date now() const override { return Date(Seconds(42)); }
-  };
-  class FixedSource : public platform::RandomSource {
-    [[nodiscard]] std::uint32_t next() override { return 7; }
-  };
-  const FixedClock fixedClock;
-  FixedSource fixedSource;
-  platform::setClock(&fixedClock);
-  platform::setRandomSource(&fixedSource);
-  EXPECT_EQ(platform::now(), Date(Seconds(42)));
-  EXPECT_EQ(platform::random32(), 7u);
-  platform::setClock(nullptr);
-  platform::setRandomSource(nullptr);
-  EXPECT_GT(platform::now(), Date(Seconds(1.7e9)));
-  // Three equal numbers in a row would be one chance in 2^64.
-  const auto first = platform::random32();
-  EXPECT_FALSE(first == platform::random32() && first == platform::random32());
 }
 
 }  // namespace

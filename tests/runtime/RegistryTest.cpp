@@ -3,7 +3,6 @@
 
 #include <cmath>
 #include <limits>
-#include <thread>
 
 #include "runtime/Registry/ZRRegEntry.h"
 #include "tests/support/Environment.h"
@@ -64,23 +63,6 @@ TEST_F(Registry, KeepsScopesApart) {
     EXPECT_CODE(scoped.getString("Name", value), ZRError::eNoError);
     EXPECT_EQ(value, expected) << scope;
   }
-}
-
-TEST_F(Registry, KeepsKeysApart) {
-  ZRClearEntry below;
-  EXPECT_CODE(below.open("Software/KorvaneInc/Vantora/Sub/Key", 1), ZRError::eNoError);
-  EXPECT_CODE(below.setString("Name", "below"), ZRError::eNoError);
-  EXPECT_CODE(entry.setString("Name", "above"), ZRError::eNoError);
-  std::vector<ZRString> names;
-  EXPECT_CODE(entry.enumerateValues(names), ZRError::eNoError);
-  EXPECT_THAT(names, ElementsAre("Name"));
-  EXPECT_CODE(entry.enumerateKeys(names), ZRError::eNoError);
-  EXPECT_THAT(names, ElementsAre("Sub"));
-  EXPECT_CODE(below.enumerateValues(names), ZRError::eNoError);
-  EXPECT_THAT(names, ElementsAre("Name"));
-  ZRString value;
-  EXPECT_CODE(entry.getString("Sub/Key/Name", value), ZRError::eNoError);
-  EXPECT_EQ(value, "below");
 }
 
 TEST_F(Registry, MissingAndForeignValuesGiveTheDefault) {
@@ -157,46 +139,10 @@ TEST_F(Registry, ConvertsNumbersExactlyOrNotAtAll) {
   EXPECT_EQ(codeOfReading<std::uint64_t>(entry, 0), ZRError::eInvalidType);
 }
 
-TEST_F(Registry, DeletingWhatIsNotThereSucceeds) {
-  EXPECT_CODE(entry.setString("Name", "x"), ZRError::eNoError);
-  ZRString value;
-  for (int i = 0; i < 2; ++i) {
-    EXPECT_CODE(entry.deleteValue("Name"), ZRError::eNoError);
-    EXPECT_CODE(entry.getString("Name", value), ZRError::eNotFound);
-  }
-}
-
-TEST_F(Registry, AnEntryThatIsNotOpenAnswersSo) {
-  ZRClearEntry closed;
-  ZRString value;
-  std::vector<ZRString> names;
-  EXPECT_CODE(closed.getString("Name", value, "default"), ZRError::eNotInitialized);
-  EXPECT_EQ(value, "default");
-  EXPECT_CODE(closed.setString("Name", "x"), ZRError::eNotInitialized);
-  EXPECT_CODE(closed.enumerateValues(names), ZRError::eNotInitialized);
-}
-
 TEST_F(Registry, AStoreThatCannotBeWrittenIsAnswered) {
   test::writeFile(sandbox.library() + "/Preferences", "a file where the folder should be");
   EXPECT_CODE(entry.setString("Name", "x"), ZRError::eIOError);
   EXPECT_CODE(entry.deleteValue("Name"), ZRError::eNoError);
-}
-
-TEST_F(Registry, EntriesOfSeveralThreadsLoseNothing) {
-  std::vector<std::thread> threads;
-  for (int t = 0; t < 4; ++t) {
-    threads.emplace_back([t] {
-      ZRClearEntry own;
-      EXPECT_CODE(own.open("Software/KorvaneInc/Vantora", 1), ZRError::eNoError);
-      for (int i = 0; i < 10; ++i)
-        EXPECT_CODE(own.setValue(ZRString::format(20, "%d-%d", t, i), i), ZRError::eNoError);
-    });
-  }
-  for (std::thread& thread : threads)
-    thread.join();
-  std::vector<ZRString> names;
-  EXPECT_CODE(entry.enumerateValues(names), ZRError::eNoError);
-  EXPECT_EQ(names.size(), 40u);
 }
 
 }  // namespace

@@ -1,14 +1,16 @@
 #include <gtest/gtest.h>
-#include <pthread.h>
+#include <signal.h>
 #include <unistd.h>
 
-#include <array>
 #include <atomic>
+#include <boost/make_shared.hpp>
 #include <chrono>
 #include <functional>
 #include <memory>
+#include <stdexcept>
 #include <string>
 
+#include "runtime/Code/ZRLog.h"
 #include "runtime/Threads/ZRThread.h"
 #include "tests/support/LogCapture.h"
 #include "tests/support/ResultMatchers.h"
@@ -29,12 +31,6 @@ constexpr std::uint32_t kSoonMs = 20;
 constexpr std::uint32_t kLongMs = 20'000;
 /// Larger than the address space: the system refuses such a thread.
 constexpr std::size_t kImpossibleStack = std::size_t{1} << 50;
-
-std::string systemName() {
-  std::array<char, 32> name{};
-  pthread_getname_np(pthread_self(), name.data(), name.size());
-  return name.data();
-}
 
 /// Runs a function as its body.
 class TestThread final : public ZRThread {
@@ -110,63 +106,6 @@ TEST(Thread, RunsItsBodyOnceStartedAndKeepsTheResult) {
   EXPECT_EQ(ZRThread::current(), nullptr);
 }
 
-TEST(Thread, TakesItsNameInTheLogAndInTheSystem) {
-  const test::LogCapture log;
-  std::array<std::string, 3> systemNames;
-  TestThread thread(
-      [&](TestThread& self) {
-        systemNames[0] = systemName();
-        self.setName("a name of more than fifteen bytes");
-        systemNames[1] = systemName();
-        zrrt::log(ZRLogLevel::eInformation, "named");
-        self.setName("short");
-        systemNames[2] = systemName();
-        return ZRResult();
-      },
-      "made");
-  thread.setName("started");  // by its owner, before it runs
-  EXPECT_CODE(thread.start(), ZRError::eNoError);
-  EXPECT_CODE(thread.join(kLongMs, true), ZRError::eNoError);
-  EXPECT_EQ(systemNames[0], "started");
-  EXPECT_EQ(systemNames[1], "a name of more ");
-  EXPECT_EQ(systemNames[2], "short");
-  EXPECT_TRUE(log.contains("i: ", "<a name of more than fifteen bytes> named")) << log.text();
-  EXPECT_EQ(thread.name(), "short");
-}
-
-TEST(Thread, StackSizes) {
-  const auto stackOf = [](std::size_t requested) {
-    std::size_t size = 0;
-    TestThread thread(
-        [&size](TestThread&) {
-          pthread_attr_t attributes;
-          if (pthread_getattr_np(pthread_self(), &attributes) != 0) return ZRResult(ZRError::eSomeError);
-          pthread_attr_getstacksize(&attributes, &size);
-          pthread_attr_destroy(&attributes);
-          return ZRResult();
-        },
-        "stack", requested);
-    EXPECT_CODE(thread.start(), ZRError::eNoError);
-    EXPECT_CODE(thread.join(kLongMs, true), ZRError::eNoError);
-    return size;
-  };
-  const std::size_t usual = stackOf(0);
-  {
-    const test::LogCapture log;
-    EXPECT_EQ(stackOf(4096), usual);
-    EXPECT_TRUE(
-        log.contains("E: ", "Error setting stack size for thread \"stack\". The size must be at least 8192."))
-        << log.text();
-  }
-  const test::LogCapture log;
-  const std::size_t asked = 3 * usual;
-  EXPECT_GE(stackOf(asked), asked);
-  EXPECT_TRUE(log.lines().empty()) << log.text();
-  // Large enough for the runtime, too small for this system.
-  stackOf(ZRThread::kLeastStackSize);
-  EXPECT_TRUE(log.contains("E: ", "Error 22 setting stack size for thread \"stack\".")) << log.text();
-}
-
 TEST(Thread, OneThatCannotBeMadeSaysSo) {
   const test::LogCapture log;
   TestThread thread(untilStopped, "huge", kImpossibleStack);
@@ -222,91 +161,96 @@ TEST(Thread, OneThatIgnoresTheRequestToStopIsTerminated) {
   EXPECT_CODE(thread.join(kLongMs, true), ZRError::eNoError) << "whoever joins later is not kept waiting";
 }
 
-TEST(Thread, JoinElseTerminateLeavesAThreadAloneThatNeedsNoForce) {
-  const test::LogCapture log;
-  TestThread idle(untilStopped, "idle");
-  EXPECT_CODE(idle.joinElseTerminate2(0, true, 0), ZRThreadError::eNotRunning);
-  EXPECT_EQ(idle.state(), ZRThread::State::created);
-  EXPECT_CODE(idle.start(), ZRError::eNoError);
-  EXPECT_CODE(idle.requestStop(), ZRError::eNoError);
-  EXPECT_CODE(idle.joinElseTerminate2(kLongMs, true, 0), ZRError::eNoError);
-  EXPECT_CODE(idle.runResult(), ZRError::eNoError);
-  EXPECT_FALSE(log.contains("C: ", "")) << log.text();
-}
+/// A thread without an owner deletes its object at a moment of its choice.
+class OwnMaster final : public ZRThread {
+ public:
+  enum class Moment { inBody, onExit };
+  OwnMaster(Moment moment, std::atomic<int>& deleted)
+      : ZRThread("own master"), _moment(moment), _deleted(deleted) {}
+  ~OwnMaster() override { ++_deleted; }
 
-/// A thread that ends while it waits must leave nothing of itself with the event.
-TEST(Thread, OneThatWaitsForAnEventCanBeTerminated) {
-  ZREvent event("shared", ZREvent::Reset::automatic);
-  std::atomic<bool> waits{false};
-  TestThread thread(
-      [&](TestThread&) {
-        waits = true;
-        return event.wait(ZRSync::kNoLimit);
-      },
-      "waiting");
-  EXPECT_CODE(thread.start(), ZRError::eNoError);
-  while (!waits)
-    EXPECT_CODE(ZRThread::sleep(1), ZRError::eNoError);
-  EXPECT_CODE(ZRThread::sleep(kSoonMs), ZRError::eNoError);
-  EXPECT_CODE(thread.terminate(kLongMs), ZRError::eNoError);
-  EXPECT_CODE(event.set(), ZRError::eNoError);
-  EXPECT_TRUE(event.isSet());
-  EXPECT_CODE(event.wait(0), ZRError::eNoError);
-}
-
-/// What a base class can destroy while it runs: a thread without a part of its own.
-TEST(Thread, DestroyingARunningOneTerminatesIt) {
-  const test::LogCapture log;
-  static std::atomic<bool> runs{false};
-  class Deaf final : public ZRThread {
-   public:
-    Deaf() : ZRThread("doomed") {}
-
-   protected:
-    ZRResult run() override {
-      runs = true;
-      for (;;)
-        ::pause();
-    }
-  };
-  {
-    Deaf thread;
-    EXPECT_CODE(thread.start(), ZRError::eNoError);
-    while (!runs)
-      EXPECT_CODE(ZRThread::sleep(1), ZRError::eNoError);
+ protected:
+  ZRResult run() override {
+    if (_moment == Moment::inBody) const std::unique_ptr<OwnMaster> self(this);
+    return {};
   }
-  EXPECT_TRUE(log.contains("C: ", "Thread \"doomed\" is destroyed while still running.")) << log.text();
-  EXPECT_TRUE(log.contains("C: ", "Thread \"doomed\" is being terminated."));
+  void onExit() override { const std::unique_ptr<OwnMaster> self(this); }
+
+ private:
+  Moment _moment;
+  std::atomic<int>& _deleted;
+};
+
+TEST(Thread, MayDeleteItself) {
+  constexpr int kRounds = 100;
+  for (const auto moment : {OwnMaster::Moment::inBody, OwnMaster::Moment::onExit}) {
+    const test::LogCapture log;
+    const std::size_t eventsBefore = ZREvent::count();
+    std::atomic<int> deleted{0};
+    for (int i = 0; i < kRounds; ++i)
+      EXPECT_CODE(std::make_unique<OwnMaster>(moment, deleted).release()->start(), ZRError::eNoError);
+    const auto limit = Clock::now() + std::chrono::milliseconds(kLongMs);
+    while ((deleted != kRounds || ZREvent::count() != eventsBefore) && Clock::now() < limit)
+      EXPECT_CODE(ZRThread::sleep(1), ZRError::eNoError);
+    EXPECT_EQ(deleted, kRounds);
+    EXPECT_EQ(ZREvent::count(), eventsBefore);
+    EXPECT_TRUE(log.contains("d: ", "Thread \"own master\" deleting itself.")) << log.text();
+  }
 }
 
-TEST(Thread, MayDeleteItselfWhenItIsOver) {
-  class SelfDeleting final : public ZRThread {
-   public:
-    explicit SelfDeleting(ZREvent& release) : ZRThread("own master"), _release(release) {}
+/// A target at which a thread is busy, without waiting for anything, until it is cancelled or soon after.
+struct SlowTarget : ILogTarget {
+  void writeLine(const char*) override { spin(); }
+  void spin() {
+    entered = true;
+    for (const auto end = Clock::now() + 100ms; Clock::now() < end;) {
+    }
+    left = true;
+  }
+  std::atomic<bool> entered{false};
+  std::atomic<bool> left{false};
+};
 
-   protected:
-    ZRResult run() override { return _release.wait(kLongMs); }
-    void onExit() override { const std::unique_ptr<SelfDeleting> self(this); }
+TEST(Thread, LeavesTheLogAndItsGuardsBeforeItIsCancelled) {
+  ZRThreadMutex mutex;
+  const auto target = boost::make_shared<SlowTarget>();
+  SlowTarget guarded;
+  const TestThread::Body bodies[] = {[](TestThread&) -> ZRResult {
+                                       zrrt::log(ZRLogLevel::eError, "slow");
+                                       for (;;)
+                                         ::pause();
+                                     },
+                                     [&](TestThread&) -> ZRResult {
+                                       {
+                                         const ZRMutex::Guard guard(mutex);
+                                         guarded.spin();
+                                       }
+                                       for (;;)
+                                         ::pause();
+                                     }};
+  const SlowTarget* places[] = {target.get(), &guarded};
+  for (int i = 0; i < 2; ++i) {
+    TestThread thread(bodies[i]);
+    zrrt::setConsoleTarget(i == 0 ? target : nullptr);
+    EXPECT_CODE(thread.start(), ZRError::eNoError);
+    while (!places[i]->entered)
+      EXPECT_CODE(ZRThread::sleep(1), ZRError::eNoError);
+    zrrt::setConsoleTarget(nullptr);
+    EXPECT_CODE(thread.terminate(kLongMs), ZRError::eNoError);
+    EXPECT_CODE(thread.runResult(), ZRThreadError::eCanceled);
+    EXPECT_TRUE(places[i]->left);
+  }
+  EXPECT_TRUE(mutex.tryLock());
+  mutex.unlock();
+}
 
-   private:
-    ZREvent& _release;
+TEST(Thread, AnExceptionOfItsBodyEndsTheProcess) {
+  const auto run = [] {
+    TestThread thread([](TestThread&) -> ZRResult { throw std::runtime_error("of a body"); });
+    static_cast<void>(thread.start());
+    static_cast<void>(thread.join(kLongMs, true));
   };
-  const test::LogCapture log;
-  ZREvent release("release", ZREvent::Reset::manual);
-  const std::size_t eventsBefore = ZREvent::count();
-  EXPECT_CODE(std::make_unique<SelfDeleting>(release).release()->start(), ZRError::eNoError);
-  EXPECT_CODE(release.set(), ZRError::eNoError);
-  const auto limit = Clock::now() + std::chrono::milliseconds(kLongMs);
-  while (ZREvent::count() != eventsBefore && Clock::now() < limit)
-    EXPECT_CODE(ZRThread::sleep(1), ZRError::eNoError);
-  EXPECT_EQ(ZREvent::count(), eventsBefore);
-  EXPECT_TRUE(log.contains("d: ", "Thread \"own master\" deleting itself.")) << log.text();
-}
-
-TEST(Thread, SleepLastsAsLongAsAsked) {
-  const auto start = Clock::now();
-  EXPECT_CODE(ZRThread::sleep(kSoonMs), ZRError::eNoError);
-  EXPECT_GE(Clock::now() - start, std::chrono::milliseconds(kSoonMs));
+  EXPECT_EXIT(run(), testing::KilledBySignal(SIGABRT), "exception:of a body");
 }
 
 }  // namespace
