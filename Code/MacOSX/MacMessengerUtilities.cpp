@@ -2,6 +2,7 @@
 
 #include <chrono>
 
+#include "Code/Common/DeltaTree.h"
 #include "Code/MacOSX/PrivateFolder.h"
 #include "Code/MacOSX/ToolRun.h"
 #include "platform/CodeSignature.h"
@@ -188,7 +189,7 @@ bool MacMessengerUtilities::unarchiveIntoApplicationsFolder(FileManager& fileMan
                                                             const std::string& archive) {
   // What stands beside the archive under the unpack folder's name is somebody else's: ours are never there.
   const std::string parent = platform::parentFolder(archive);
-  if (fileManager.itemKind(parent + kUnpackFolder) != ItemKind::none) return false;
+  if (treeEntry(parent + kUnpackFolder) != TreeEntry::nothing) return false;
   PrivateFolder work(fileManager, parent);
   const std::string folder = work.path() + kUnpackFolder;
   if (!work.exists() || makeFolderAtPath(fileManager, folder) != eCreated) return false;

@@ -7,27 +7,19 @@
 
 #include "Code/MacOSX/VNTUpdate/VNTUpdate.h"
 #include "platform/Clock.h"
-#include "platform/FileManager.h"
 #include "platform/PropertyList.h"
 #include "platform/Random.h"
 #include "runtime/Applications/ZRRuntimeInit.h"
 #include "tests/support/Bundles.h"
 #include "tests/support/Environment.h"
+#include "tests/support/FaultyFileManager.h"
+#include "tests/support/FixedClock.h"
 #include "tests/support/LogCapture.h"
 
 namespace test {
 
-/// 2026-11-15 18:17:26 UTC, and later as the test says.
-class FixedClock : public platform::Clock {
- public:
-  FixedClock() { platform::setClock(this); }
-  ~FixedClock() override { platform::setClock(nullptr); }
-  [[nodiscard]] platform::Date now() const override { return _now; }
-  void advance(double seconds) { _now += platform::Seconds(seconds); }
-
- private:
-  platform::Date _now{platform::Seconds(1'794'766'646)};
-};
+inline constexpr const char* kDefaultUpdateInfoUrl =
+    "https://updates.vantora.example/vntupdater/live/config.json";
 
 class FixedRandom : public platform::RandomSource {
  public:
@@ -66,6 +58,18 @@ class AgentHome {
   [[nodiscard]] std::string installed(std::uint32_t build) const {
     return olderVersions() + "/Vantora (" + std::to_string(build) + ").app";
   }
+  /// Names in a folder, hidden ones as well, in order.
+  [[nodiscard]] static std::vector<std::string> namesIn(const std::string& folder) {
+    std::vector<std::string> names;
+    EXPECT_FALSE(platform::defaultFileManager().contentsOfFolder(folder, names));
+    return names;
+  }
+  /// What lies in the temporary folder beside the agent.
+  [[nodiscard]] std::vector<std::string> leftovers() const {
+    std::vector<std::string> names = namesIn(tempPath());
+    names.erase(std::remove(names.begin(), names.end(), "VNTUpdate"), names.end());
+    return names;
+  }
 
   void setPreferences(const platform::plist::Dictionary& preferences) const {
     makeFolder(library() + "/Preferences");
@@ -85,7 +89,27 @@ class AgentHome {
   Sandbox _sandbox;
 };
 
-/// The same with the runtime started and an engine.
+/// The parts of an engine, given to each other as the engine does it.
+struct EngineParts {
+  EngineParts(platform::FileManager& manager, EngineSettings given)
+      : fileManager(manager),
+        settings(std::move(given)),
+        preferences(AgentPreferences::read(manager).value()) {}
+
+  platform::FileManager& fileManager;
+  const EngineSettings settings;
+  AgentPreferences preferences;
+  UpdateSchedule schedule{preferences, settings};
+  UpdateInfoRetrieval retrieval{preferences, schedule, settings};
+  BuildInventory inventory{fileManager, settings};
+  ArchiveStore store{fileManager, settings};
+  EndpointPlacement placement{fileManager, settings, inventory, store};
+  FullInstaller fullInstaller{inventory, store, placement};
+  DeltaInstaller deltaInstaller{fileManager, settings, inventory, retrieval, store, placement, fullInstaller};
+  BuildCleanup cleanup{fileManager, settings, preferences, inventory, store};
+};
+
+/// The same with the runtime started, and an engine or the parts of one.
 class EngineHome : public AgentHome {
  public:
   EngineHome() {
@@ -96,19 +120,25 @@ class EngineHome : public AgentHome {
 
   /// The engine, made from the preferences at the first call.
   VNTUpdate& engine() {
-    if (!_engine) _engine = VNTUpdate::initWithFileManager(fileManager());
+    if (!_engine) _engine = VNTUpdate::initWithFileManager(fileManager);
     if (!_engine) throw std::runtime_error("no engine:\n" + log.text());
     return *_engine;
   }
-  /// To be set before the first use of the engine; owned by the test.
-  platform::FileManager* otherFileManager = nullptr;
-
-  platform::FileManager& fileManager() const {
-    return otherFileManager != nullptr ? *otherFileManager : platform::defaultFileManager();
+  /// Made from the settings at the first call.
+  EngineParts& parts() {
+    if (!_parts) _parts = std::make_unique<EngineParts>(fileManager, settings);
+    return *_parts;
   }
+
+  FaultyFileManager fileManager;
+  EngineSettings settings{.installationPath = applications(),
+                          .tempPath = tempPath(),
+                          .userAgent = "VNTUpdate/7759(Mac)",
+                          .updateInfoURL = kDefaultUpdateInfoUrl};
 
  private:
   std::unique_ptr<VNTUpdate> _engine;
+  std::unique_ptr<EngineParts> _parts;
 };
 
 }  // namespace test

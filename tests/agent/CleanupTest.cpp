@@ -8,6 +8,7 @@ namespace {
 
 namespace fs = std::filesystem;
 using platform::Seconds;
+using Call = test::FaultyFileManager::Call;
 
 class CleanupTest : public ::testing::Test, public test::EngineHome {
  protected:
@@ -26,17 +27,18 @@ class CleanupTest : public ::testing::Test, public test::EngineHome {
     }
     return path;
   }
-  void setRetired(std::vector<BuildRange> ranges) {
-    engine().updateInfoParser().removeBuilds = std::move(ranges);
-    engine().updateInfoParser().updaterSettings = {true, 1, 2};
-    engine().updateInfoParser().isParsed = true;
+  void removeUnused() { engine().removeUnusedBuilds(engine().allInstalledBuilds()); }
+  void removeRetired(std::vector<BuildRange> ranges, const std::vector<std::uint32_t>& active = {}) {
+    UpdateInfo info;
+    info.removeBuilds = std::move(ranges);
+    for (const std::uint32_t build : active)
+      info.activeBuilds.emplace_back().buildNumber = build;
+    info.updaterSettings = retirementSettings;
+    info.isParsed = isParsed;
+    parts().cleanup.removeRetiredBuilds(info);
   }
-  std::vector<std::string> linesWith(const std::string& text) const {
-    std::vector<std::string> found;
-    for (const auto& line : log.lines())
-      if (line.find(text) != std::string::npos) found.push_back(line);
-    return found;
-  }
+  UpdateSettings retirementSettings{true, 1, 2};
+  bool isParsed = true;
 
   test::FixedClock clock;
 };
@@ -54,58 +56,64 @@ TEST_F(CleanupTest, UnusedBuildsGoAfterNinetyDays) {
   const std::string twin = applications() + "/Other name.app";
   test::makeBundle(twin, {.build = 9});
   aged(twin, 400, -1);
-
-  engine().removeUnusedBuilds(engine().allInstalledBuilds());
-
+  removeUnused();
   for (const Case& c : cases)
     EXPECT_EQ(test::exists(installed(c.build)), c.kept) << c.build;
   EXPECT_TRUE(test::exists(twin));
-  EXPECT_TRUE(
-      log.contains("d: ", "Endpoint at '" + installed(4) +
-                              "': created 2026-11-14 18:17:26 +0000, last used 2026-08-17 18:17:26 +0000."))
-      << log.text();
-  EXPECT_TRUE(log.contains(
-      "d: ", "Endpoint at '" + installed(2) + "': created 2026-08-17 18:17:26 +0000, never used."));
-  EXPECT_TRUE(log.contains("d: ", "Endpoint at '" + twin + "' is latest version (9), skipping."));
-  EXPECT_TRUE(log.contains("d: ", "Successfully removed build at " + installed(2)));
+  EXPECT_LOGGED(log, "d: ",
+                "Endpoint at '" + installed(4) +
+                    "': created 2026-11-14 18:17:26 +0000, last used 2026-08-17 18:17:26 +0000.");
+  EXPECT_LOGGED(log, "d: ",
+                "Endpoint at '" + installed(2) + "': created 2026-08-17 18:17:26 +0000, never used.");
+  EXPECT_LOGGED(log, "d: ", "Date is 90.000000 days in the past!");
+  EXPECT_LOGGED(log, "d: ", "Endpoint at '" + twin + "' is latest version (9), skipping.");
+  EXPECT_LOGGED(log, "d: ", "Successfully removed build at " + installed(2));
 }
 
-/// Has one item on another volume, and one that cannot be removed.
-class TwoVolumes : public platform::FileManager {
- public:
-  platform::Error fileSystemNumber(const std::string& path, std::uint64_t& number) const override {
-    const auto error = FileManager::fileSystemNumber(path, number);
-    if (path.ends_with("(1).app")) ++number;
-    return error;
+TEST_F(CleanupTest, WhatDoesNotTellItsNumberIsNotOld) {
+  struct Case {
+    std::uint32_t unreadable;
+    std::vector<bool> kept;  ///< of the builds 1, 2 and 3
+  };
+  const Case cases[] = {{1, {true, false, true}}, {2, {false, true, true}}, {3, {false, true, true}}};
+  for (const Case& c : cases) {
+    for (const std::uint32_t build : {1U, 2U, 3U})
+      makeAged(build, 400, 400);
+    const Endpoints seen = engine().allInstalledBuilds();
+    ASSERT_EQ(seen.paths.size(), 3U);
+    test::writeFile(installed(c.unreadable) + "/Contents/Info.plist", "");  // being replaced just now
+    engine().removeUnusedBuilds(seen);
+    EXPECT_EQ((std::vector{test::exists(installed(1)), test::exists(installed(2)),
+                           test::exists(installed(3))}),
+              c.kept)
+        << log.text();
+    EXPECT_LOGGED(
+        log, "W: ", "Endpoint at '" + installed(c.unreadable) + "' does not tell its build number now");
+    fs::remove_all(olderVersions());
   }
-  platform::Error removeItem(const std::string& path) override {
-    return path.ends_with("(2).app") ? platform::posixError(EPERM, path) : FileManager::removeItem(path);
-  }
-};
+}
 
 TEST_F(CleanupTest, OtherVolumesAreLeftAloneAndAFailureDoesNotStopTheWalk) {
-  TwoVolumes manager;
-  otherFileManager = &manager;
+  fileManager.elsewhere = "(1).app";
+  fileManager.fail(Call::remove, "(2).app");
   for (const std::uint32_t build : {1U, 2U, 3U, 4U})
     makeAged(build, 400, 400);
-  engine().removeUnusedBuilds(engine().allInstalledBuilds());
+  removeUnused();
   EXPECT_TRUE(test::exists(installed(1)));
-  EXPECT_TRUE(log.contains(
-      "d: ", "Endpoint at '" + installed(1) + "' is not installed on the boot volume, skipping."));
+  EXPECT_LOGGED(log, "d: ",
+                "Endpoint at '" + installed(1) + "' is not installed on the boot volume, skipping.");
   EXPECT_TRUE(test::exists(installed(2)));
-  EXPECT_TRUE(log.contains("E: ", "Unable to remove file at " + installed(2) + ": "));
+  EXPECT_LOGGED(log, "E: ", "Unable to remove file at " + installed(2) + ": ");
   EXPECT_FALSE(test::exists(installed(3)));
 }
 
 TEST_F(CleanupTest, RetiredRangesOfAnyWidthInTheOrderOfCounting) {
   for (const std::uint32_t build : {5U, 70U, 7759U, 8000U, 2147483647U})
     test::makeEndpoint(olderVersions(), build);
-  setRetired({{9, 6}, {6, 8000}, {8000, 2147483647}, {0, 5}});
-  engine().buildCleanup().removeRetiredBuilds();
-  EXPECT_EQ(engine().allInstalledBuilds(), Endpoints{installed(7759)});
-  const auto lines = linesWith("build");
+  removeRetired({{9, 6}, {0, 0xFFFFFFFF}, {6, 8000}, {8000, 2147483647}, {0, 5}});
+  EXPECT_EQ(engine().allInstalledBuilds().paths, std::vector{installed(7759)});
   std::vector<std::string> removed;
-  for (const auto& line : lines)
+  for (const auto& line : log.lines())
     if (line.find("Successfully") != std::string::npos || line.find("currently") != std::string::npos) {
       removed.push_back(line.substr(line.find("> ") + 2, line.find(" at ") - line.find("> ") - 2));
     }
@@ -120,28 +128,45 @@ TEST_F(CleanupTest, RetiredRangesOfAnyWidthInTheOrderOfCounting) {
 TEST_F(CleanupTest, OneEndpointOfARetiredBuildAtATime) {
   test::makeEndpoint(olderVersions(), 5);
   test::makeEndpoint(applications(), 5);
-  setRetired({{5, 5}});
-  engine().buildCleanup().removeRetiredBuilds();
-  EXPECT_EQ(engine().allInstalledBuilds().size(), 1U);
-  setRetired({{0, 10}, {0, 10}});
-  engine().buildCleanup().removeRetiredBuilds();
-  EXPECT_TRUE(engine().allInstalledBuilds().empty());
+  removeRetired({{5, 5}, {5, 5}});
+  EXPECT_EQ(engine().allInstalledBuilds().paths.size(), 1U);
+  removeRetired({{0, 10}});
+  EXPECT_TRUE(engine().allInstalledBuilds().paths.empty());
+}
+
+TEST_F(CleanupTest, TheLastBuildStaysWhileAnActiveOneIsMissing) {
+  struct Case {
+    std::vector<std::uint32_t> active;
+    std::vector<BuildRange> retired;
+    std::vector<bool> kept;  ///< of the builds 1 and 2
+  };
+  const Case cases[] = {{{9}, {{0, 5}}, {false, true}},
+                        {{9}, {{2, 2}}, {true, false}},
+                        {{2}, {{0, 1}}, {false, true}},
+                        {{}, {{0, 5}}, {false, false}}};
+  for (const Case& c : cases) {
+    test::makeEndpoint(olderVersions(), 1);
+    test::makeEndpoint(olderVersions(), 2);
+    log.clear();
+    removeRetired(c.retired, c.active);
+    EXPECT_EQ((std::vector{test::exists(installed(1)), test::exists(installed(2))}), c.kept) << log.text();
+    EXPECT_EQ(log.contains("W: ", "Build 2 is retired, but no other would be left. Keeping it at "),
+              c.active == std::vector{9U} && c.kept[1]);
+    fs::remove_all(olderVersions());
+  }
 }
 
 TEST_F(CleanupTest, NothingIsRetiredWithoutValidSettings) {
   const std::string path = test::makeEndpoint(olderVersions(), 5);
-  const UpdateSettings bad[] = {{true, -1, -1}, {true, 2, 2}, {true, 0, 0}};
-  for (const auto& settings : bad) {
-    setRetired({{5, 5}});
-    engine().updateInfoParser().updaterSettings = settings;
-    engine().buildCleanup().removeRetiredBuilds();
+  for (const UpdateSettings& bad : {UpdateSettings{true, -1, -1}, {true, 2, 2}, {true, 0, 0}}) {
+    retirementSettings = bad;
+    removeRetired({{5, 5}});
   }
-  setRetired({{5, 5}});
-  engine().updateInfoParser().isParsed = false;
-  engine().buildCleanup().removeRetiredBuilds();
+  retirementSettings = {true, 1, 2};
+  isParsed = false;
+  removeRetired({{5, 5}});
   EXPECT_TRUE(test::exists(path));
-  EXPECT_TRUE(
-      log.contains("W: ", "Update info contains invalid settings, skipping removal of retired builds."));
+  EXPECT_LOGGED(log, "W: ", "Update info contains invalid settings, skipping removal of retired builds.");
 }
 
 TEST_F(CleanupTest, AggressiveGatheringOnce) {
@@ -156,10 +181,10 @@ TEST_F(CleanupTest, AggressiveGatheringOnce) {
   for (const std::uint32_t build : {2U, 3U})
     EXPECT_TRUE(test::exists(installed(build))) << log.text();
   EXPECT_FALSE(test::exists(desktop + "/Vantora (3).app"));
-  EXPECT_TRUE(log.contains("d: ", "We've already got a copy of Vantora (3).app, deleting extra at: " +
-                                      desktop + "/Vantora (3).app"));
-  EXPECT_TRUE(
-      log.contains("d: ", "Moving build " + applications() + "/Vantora (2).app to " + olderVersions()));
+  EXPECT_LOGGED(log, "d: ",
+                "We've already got a copy of Vantora (3).app, deleting extra at: " + desktop +
+                    "/Vantora (3).app");
+  EXPECT_LOGGED(log, "d: ", "Moving build " + applications() + "/Vantora (2).app to " + olderVersions());
   EXPECT_TRUE(test::exists(desktop + "/Vantora (9).app"));
   EXPECT_TRUE(test::exists(applications() + "/Vantora.app"));
   EXPECT_TRUE(test::exists(applications() + "/Mine/Vantora (4).app"));
@@ -173,35 +198,24 @@ TEST_F(CleanupTest, AggressiveGatheringOnce) {
   EXPECT_TRUE(test::exists(desktop + "/Vantora (5).app"));
   EXPECT_TRUE(test::exists(installed(6)));
   EXPECT_TRUE(test::exists(applications() + "/Vantora (2).app"));
-  EXPECT_TRUE(log.contains("E: ", "Error moving app: ")) << log.text();
+  EXPECT_LOGGED(log, "E: ", "Error moving app: ");
 }
-
-/// As on a volume where the folder for installed builds cannot be made: builds belong beside the plain
-/// bundle.
-class NoNewFolders : public platform::FileManager {
- public:
-  platform::Error createFolder(const std::string& path) override { return platform::posixError(EROFS, path); }
-};
 
 TEST_F(CleanupTest, ABuildInItsPlaceIsNoCopyOfItself) {
-  NoNewFolders manager;
-  otherFileManager = &manager;
   const std::string path = test::makeEndpoint(applications(), 2);
   test::makeEndpoint(applications(), 9);
+  fileManager.fail(Call::create);  // builds belong beside the plain bundle
   engine().cleanup();
   EXPECT_TRUE(test::exists(path));
-}
-
-TEST_F(CleanupTest, PlainBundleBecomesTheLatestBuild) {
-  EXPECT_TRUE(engine().buildCleanup().copyLatestBuildToInstallationFolder());
-  test::makeEndpoint(olderVersions(), 4);
-  test::makeEndpoint(olderVersions(), 8);
-  test::makeBundle(applications() + "/Vantora.app", {.build = 4, .schemes = {{"Vantora"}}});
-  EXPECT_TRUE(engine().buildCleanup().copyLatestBuildToInstallationFolder());
-  EXPECT_EQ(bundleBuildNumber(applications() + "/Vantora.app"), 8);
-  EXPECT_TRUE(engine().buildCleanup().copyLatestBuildToInstallationFolder());
-  EXPECT_TRUE(log.contains("d: ", "Correct build already in 'plain' bundle at: " + applications()))
-      << log.text();
+  fileManager.heal();
+  // Two names of one folder.
+  fs::create_directory_symlink(applications(), olderVersions());
+  test::EngineParts(fileManager, settings).cleanup.cleanup();
+  fs::remove(olderVersions());
+  fs::create_directory_symlink(applications(), sandbox().home() + "/Applications");
+  test::EngineParts(fileManager, settings).cleanup.cleanup();
+  EXPECT_TRUE(test::exists(path) || test::exists(installed(2))) << log.text();
+  EXPECT_TRUE(test::exists(applications() + "/Vantora (9).app"));
 }
 
 }  // namespace

@@ -1,8 +1,8 @@
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
-#include <cstdlib>
+#include <functional>
 
-#include "Code/MacOSX/VNTUpdate/UnpackFolder.h"
 #include "platform/Metadata.h"
 #include "tests/agent/StagedHome.h"
 
@@ -14,22 +14,10 @@ using staging::Reply;
 class FullInstallTest : public ::testing::Test, public test::StagedHome {
  protected:
   bool install(std::uint32_t build) {
-    return engine().fullInstaller().downloadAndInstallSingleBuild(
+    return parts().fullInstaller.downloadAndInstallSingleBuild(
         build, test::MakerSite::url("b" + std::to_string(build) + ".tar"));
   }
-  /// Publishes an archive made of the files below `folder`, with its digest.
-  void publishArchive(const std::string& name, const std::string& folder, const std::string& members) {
-    const std::string archive = site.published() + "/" + name;
-    ASSERT_EQ(std::system(("tar -cf '" + archive + "' -C '" + folder + "' " + members).c_str()), 0);
-    test::writeFile(archive + ".md5", *engine().archiveDownload().getChecksumFromFile(archive) + "\n");
-  }
-  /// What lies in the temporary folder beside the agent.
-  std::vector<std::string> leftovers() const {
-    std::vector<std::string> names;
-    for (const auto& entry : fs::directory_iterator(tempPath()))
-      if (entry.path().filename() != "VNTUpdate") names.push_back(entry.path().filename());
-    return names;
-  }
+  const std::string work = sandbox().folder() / "work";
 };
 
 TEST_F(FullInstallTest, MissingActiveBuildsAreInstalled) {
@@ -44,61 +32,68 @@ TEST_F(FullInstallTest, MissingActiveBuildsAreInstalled) {
                       {test::kBuildHost, "/b5.tar"},
                       {test::kBuildHost, "/b5.tar.md5"}});
   const test::FixedClock clock;
-  ASSERT_TRUE(engine().retrieval().getUpdateInfo());
-  engine().fullInstaller().downloadAndInstallActiveBuilds();
+  parts().fullInstaller.downloadAndInstallActiveBuilds(parts().retrieval.getUpdateInfo().value());
   EXPECT_TRUE(site.server.unexpectedRequests().empty());
   EXPECT_TRUE(site.server.missingRequests().empty());
   for (const std::uint32_t build : {4U, 5U}) {
-    EXPECT_EQ(engine().inventory().isInstalled(build), installed(build)) << log.text();
+    EXPECT_EQ(parts().inventory.isInstalled(build), installed(build)) << log.text();
     EXPECT_EQ(test::readFile(installed(build) + "/Contents/MacOS/Vantora"),
               test::readFile(site.bundle(build) + "/Contents/MacOS/Vantora"));
     EXPECT_EQ(platform::metadata::creationDate(installed(build)), clock.now());
   }
-  EXPECT_TRUE(log.contains("i: ", "Endpoint successfully installed to " + installed(4)));
-  EXPECT_TRUE(leftovers().empty());
+  EXPECT_LOGGED(log, "i: ", "Endpoint successfully installed to " + installed(4));
+  EXPECT_EQ(leftovers(), std::vector<std::string>());
 }
 
-TEST_F(FullInstallTest, OnlyAProvedArchiveIsUnpacked) {
+TEST_F(FullInstallTest, OnlyAProvedArchiveOfATrustedServerIsUnpacked) {
   site.addBuild(4);
   const std::string digest = test::readFile(site.published() + "/b4.tar.md5");
   std::string upper = digest;
   for (char& c : upper)
     c = static_cast<char>(std::toupper(c));
+  const std::string good = test::MakerSite::url("b4.tar");
   struct Case {
-    Reply reply;
+    std::string url;
+    Reply digest;
     const char* message;
   };
+  const char* const kNoMatch = "Unable to verify MD5 checksum for downloaded endpoint - no match!";
+  const char* const kNoDigest = "Unable to download MD5 checksum for downloaded endpoint";
   const Case cases[] = {
-      {Reply::text(upper), "Unable to verify MD5 checksum for downloaded endpoint - no match!"},
-      {Reply::withStatus(404, "not found"),
-       "Unable to verify MD5 checksum for downloaded endpoint - no match!"},
-      {Reply::text(""), "Unable to download MD5 checksum for downloaded endpoint"}};
+      {good, Reply::text(upper), kNoMatch},
+      {good, Reply::withStatus(404, "not found"), kNoMatch},
+      {good, Reply::text(" aa\ni: forged line\n"), kNoMatch},
+      {good, Reply::text(digest + std::string(5 << 10, ' ')), kNoDigest},
+      {good, Reply::text(digest + "\xFF"), kNoDigest},
+      {good, Reply::text(""), kNoDigest},
+      {"http" + good.substr(5), Reply::text(digest),
+       "The url scheme 'http' is not safe. Aborting the download."},
+      {"https://a.vantora.example.evil.example/b4.tar", Reply::text(digest),
+       "Server 'a.vantora.example.evil.example' is not trusted. Aborting the download."},
+      {"https://evil.example\\.vantora.example/x", Reply::text(digest), "Aborting the download."},
+      {good.substr(0, good.rfind('/')), Reply::text(digest), "' names no file. Aborting the download."}};
   for (const Case& c : cases) {
-    site.server.serve(test::kBuildHost, "/b4.tar.md5", c.reply);
-    EXPECT_FALSE(install(4));
-    EXPECT_TRUE(log.contains("E: ", c.message)) << log.text();
-    EXPECT_TRUE(leftovers().empty());
+    site.server.serve(test::kBuildHost, "/b4.tar.md5", c.digest);
+    log.clear();
+    EXPECT_FALSE(parts().fullInstaller.downloadAndInstallSingleBuild(4, c.url)) << c.url;
+    EXPECT_LOGGED(log, "E: ", c.message);
+    EXPECT_EQ(leftovers(), std::vector<std::string>());
+    EXPECT_EQ(log.text().find("\ni: forged"), std::string::npos);
   }
-  EXPECT_TRUE(engine().allInstalledBuilds().empty());
-  EXPECT_EQ(engine().archiveDownload().localChecksum() + "\n", digest);
-}
-
-TEST_F(FullInstallTest, ABrokenDownloadLeavesNothing) {
-  site.addBuild(4);
-  site.server.serve(test::kBuildHost, "/b4.tar",
-                    Reply::fromFile(site.published() + "/b4.tar").endingAfter(300, staging::Ending::reset));
-  EXPECT_FALSE(install(4));
-  EXPECT_TRUE(log.contains("E: ", "Download failed")) << log.text();
-  EXPECT_TRUE(leftovers().empty());
+  for (const auto& request : site.server.requests())
+    EXPECT_EQ(request.host, test::kBuildHost);
+  EXPECT_FALSE(test::exists(installed(4)));
+  site.server.serve(test::kBuildHost, "/b4.tar.md5", Reply::text(" \r\n" + digest + " \n"));
+  EXPECT_TRUE(install(4)) << log.text();
 }
 
 TEST_F(FullInstallTest, AnArchiveOfAnEarlierRunIsUsedAndKeptWhenAsked) {
-  setPreferences({{"NextUpdateCheck", platform::now()}, {"CleanupDownloadCache", 0}});
+  settings.cleanupDownloadCache = 0;
   site.addBuild(4);
   const std::string archive = tempPath() + "/VNT_Mac_x86_b4";
   fs::copy_file(site.published() + "/b4.tar", archive);
   EXPECT_TRUE(install(4)) << log.text();
-  EXPECT_TRUE(log.contains("d: ", "Downloaded endpoint already found at " + archive));
+  EXPECT_LOGGED(log, "d: ", "Downloaded endpoint already found at " + archive);
   EXPECT_EQ(site.requestedPaths(), std::vector<std::string>{"/b4.tar.md5"});
   EXPECT_TRUE(test::exists(archive));
   test::writeFile(archive, "stale");
@@ -106,80 +101,107 @@ TEST_F(FullInstallTest, AnArchiveOfAnEarlierRunIsUsedAndKeptWhenAsked) {
   EXPECT_FALSE(test::exists(archive));
 }
 
-TEST_F(FullInstallTest, WhatUnpacksToSomethingElseIsNotInstalled) {
-  publishArchive("b4.tar", site.bundle(5) + "/..", "'Vantora (5).app'");
-  EXPECT_FALSE(install(4));
-  EXPECT_TRUE(log.contains("E: ", "Unable to locate extracted endpoint in temp folder")) << log.text();
-  EXPECT_TRUE(log.contains("E: ", "Unable to locate extracted endpoint!"));
-  test::writeFile(site.published() + "/b6.tar", "no archive at all");
-  test::writeFile(site.published() + "/b6.tar.md5",
-                  *engine().archiveDownload().getChecksumFromFile(site.published() + "/b6.tar"));
-  EXPECT_FALSE(install(6));
-  EXPECT_TRUE(log.contains("E: ", "tar failed, exit code 2")) << log.text();
-  EXPECT_TRUE(log.contains("E: ", "Unable to extract endpoint to folder " + tempPath()));
-  EXPECT_FALSE(test::exists(tempPath() + "/VNT_Mac_x86_b6"));
-}
-
-TEST_F(FullInstallTest, ATakenPlaceKeepsWhatIsThere) {
+TEST_F(FullInstallTest, WhatStoodInAPlaceBeforeDoesNotGetIn) {
+  const std::string outside = sandbox().folder() / "outside";
+  test::makeFolder(outside);
   site.addBuild(4);
-  test::makeBundle(installed(4), {.build = 3});
+  const std::function<void()> leaves[] = {
+      [&] { test::writeFile(tempPath() + "/Vantora (4).app/Contents/stale", "x"); },
+      [&] { fs::create_symlink(outside, tempPath() + "/Vantora (4).app"); },
+      [&] { fs::create_symlink(outside + "/archive", tempPath() + "/VNT_Mac_x86_b4"); },
+      [&] { ASSERT_EQ(mkfifo((tempPath() + "/VNT_Mac_x86_b4").c_str(), 0600), 0); }};
+  for (const auto& leave : leaves) {
+    leave();
+    EXPECT_TRUE(install(4)) << log.text();
+    EXPECT_FALSE(test::exists(installed(4) + "/Contents/stale"));
+    EXPECT_TRUE(fs::is_empty(outside));
+    EXPECT_EQ(leftovers(), std::vector<std::string>());
+    fs::remove_all(installed(4));
+  }
+  test::makeBundle(installed(4), {.build = 3});  // somebody else's, in the final place
   EXPECT_FALSE(install(4));
-  EXPECT_TRUE(log.contains("E: ", "Unable to install endpoint to " + installed(4) + ": ")) << log.text();
+  EXPECT_LOGGED(log, "E: ", "Unable to install endpoint to " + installed(4) + ": ");
   EXPECT_EQ(bundleBuildNumber(installed(4)), 3);
-  EXPECT_TRUE(leftovers().empty());
+  EXPECT_EQ(leftovers(), std::vector<std::string>());
 }
 
 TEST_F(FullInstallTest, AnInstalledBuildStandsInAndIsNeverLost) {
   const std::string loose = test::makeEndpoint(applications(), 4);
   test::makeFolder(olderVersions());
-  EXPECT_TRUE(engine().fullInstaller().installEndpoint(4, olderVersions())) << log.text();
+  EXPECT_TRUE(parts().placement.installEndpoint(4, olderVersions())) << log.text();
   EXPECT_FALSE(test::exists(loose));
   EXPECT_TRUE(test::exists(installed(4)));
-  EXPECT_FALSE(engine().fullInstaller().installEndpoint(4, olderVersions()));
-  EXPECT_FALSE(engine().fullInstaller().installEndpoint(4, std::nullopt));
+  EXPECT_FALSE(parts().placement.installEndpoint(4, olderVersions()));
+  EXPECT_FALSE(parts().placement.installEndpoint(4, std::nullopt));
   EXPECT_TRUE(test::exists(installed(4)));
 }
 
-TEST_F(FullInstallTest, StaleFilesOfAnInterruptedRunDoNotGetIn) {
-  site.addBuild(4);
-  test::writeFile(tempPath() + "/Vantora (4).app/Contents/stale", "x");
-  EXPECT_TRUE(install(4)) << log.text();
-  EXPECT_FALSE(test::exists(installed(4) + "/Contents/stale"));
+/// The makers of archives, with the folder to pack, and what comes of it.
+struct ArchiveCase {
+  const char* name;
+  std::function<void(const std::string& bundle)> change;  ///< of the bundle in it
+  const char* message;                                    ///< with its level; of a warning: it is installed
+};
+
+const char* const kNotLocated = "E: Unable to locate extracted endpoint!";
+const ArchiveCase kArchives[] = {
+    {"another build", [](auto& bundle) { fs::rename(bundle, bundle + "/../Vantora (5).app"); }, kNotLocated},
+    {"a link", [](auto& bundle) {
+       fs::rename(bundle, bundle + "/../real");
+       fs::create_symlink("real", bundle);
+     }, kNotLocated},
+    {"a file",
+     [](auto& bundle) {
+       fs::remove_all(bundle);
+       test::writeFile(bundle, "x");
+     },
+     kNotLocated},
+    {"a pipe in it", [](auto& bundle) { ASSERT_EQ(mkfifo((bundle + "/Contents/x").c_str(), 0600), 0); },
+     kNotLocated},
+    {"who runs it becomes another user",
+     [](auto& bundle) { ASSERT_EQ(chmod((bundle + "/Contents/MacOS/Vantora").c_str(), 04755), 0); },
+     kNotLocated},
+    {"without information", [](auto& bundle) { fs::remove(bundle + "/Contents/Info.plist"); },
+     "W: does not say that it is build 4"},
+    {"another number", [](auto& bundle) { test::makeBundle(bundle, {.build = 4, .version = "5"}); },
+     "W: does not say that it is build 4"}};
+
+TEST_F(FullInstallTest, WhatMayBeInABundle) {
+  test::writeFile(site.published() + "/b6.tar", "no archive at all");
+  test::writeFile(site.published() + "/b6.tar.md5", packager::md5OfFile(site.published() + "/b6.tar"));
+  EXPECT_FALSE(install(6));
+  EXPECT_LOGGED(log, "E: ", "tar failed, exit code 2");
+  EXPECT_LOGGED(log, "E: ", "Unable to extract endpoint to folder " + tempPath());
+  for (const ArchiveCase& c : kArchives) {
+    SCOPED_TRACE(c.name);
+    test::makeEndpoint(work, 4);
+    c.change(work + "/Vantora (4).app");
+    site.publishArchive("b4.tar", work, ".");
+    log.clear();
+    const bool isInstalled = c.message[0] == 'W';
+    EXPECT_EQ(install(4), isInstalled) << log.text();
+    EXPECT_TRUE(log.contains(c.message)) << log.text();
+    EXPECT_EQ(test::exists(installed(4)), isInstalled);
+    EXPECT_EQ(leftovers(), std::vector<std::string>());
+    fs::remove_all(work);
+    fs::remove_all(installed(4));
+  }
 }
 
-TEST_F(FullInstallTest, NothingInAnArchiveWritesOutside) {
+TEST_F(FullInstallTest, NothingInAnArchiveIsWrittenElsewhere) {
   const std::string outside = sandbox().folder() / "outside";
-  const std::string work = sandbox().folder() / "work";
   test::makeFolder(outside);
-  test::makeFolder(work);
-  fs::create_symlink(outside + "/messenger", tempPath() + "/Vantora_Messenger.zip");
-  static_cast<void>(engine());
-  EXPECT_FALSE(fs::is_symlink(tempPath() + "/Vantora_Messenger.zip"));
-  // Links that a package of this run left behind: beside a bundle, in one, and in the archive's own place.
-  fs::create_symlink(outside, tempPath() + "/Vantora (4).app");
-  fs::create_symlink(outside + "/archive", tempPath() + "/VNT_Mac_x86_b4");
-  test::makeFolder(tempPath() + "/left");
-  fs::create_symlink(outside, tempPath() + "/left/deep");
-  fs::create_symlink("left", tempPath() + "/harmless");
-  test::writeFile(work + "/left/deep/written", "x");
-  fs::create_directory_symlink(site.bundle(4), work + "/Vantora (4).app");
-  publishArchive("b4.tar", work, "left 'Vantora (4).app'");
-  EXPECT_FALSE(install(4));
-  EXPECT_TRUE(fs::is_empty(outside)) << log.text();
-  EXPECT_TRUE(log.contains(
-      "W: ", "Removed link at " + tempPath() + "/left/deep, which leads out of the temporary folder"));
-  EXPECT_TRUE(fs::is_symlink(tempPath() + "/harmless"));
-  EXPECT_TRUE(test::exists(tempPath() + "/left/deep/written"));
-  EXPECT_FALSE(test::exists(installed(4))) << "installed what a link led to";
-
-  // Names that climb, or are absolute, are the unpacking tool's to refuse.
   test::writeFile(work + "/in/file", "x");
-  publishArchive("b4.tar", work + "/in", "-P --transform='s,^,../climbed/,' file");
-  EXPECT_FALSE(install(4));
-  publishArchive("b4.tar", work, "-P --transform='s,^in," + outside + ",' in");
-  EXPECT_FALSE(install(4));
-  EXPECT_TRUE(fs::is_empty(outside));
-  EXPECT_FALSE(test::exists(tempPath() + "/../climbed"));
+  const auto members = {"-P --transform='s,^in,../climbed,' in", "-P --transform='s,^in,../../climbed,' in",
+                        "-P --transform='s,^in,INSIDE,' in"};
+  for (std::string arguments : members) {
+    if (const auto at = arguments.find("INSIDE"); at != std::string::npos) arguments.replace(at, 6, outside);
+    site.publishArchive("b4.tar", work, arguments);
+    EXPECT_FALSE(install(4));
+    EXPECT_TRUE(fs::is_empty(outside));
+    EXPECT_EQ(leftovers(), std::vector<std::string>());
+    EXPECT_FALSE(test::exists(tempPath() + "/../climbed"));
+  }
 }
 
 }  // namespace

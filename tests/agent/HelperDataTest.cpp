@@ -11,18 +11,6 @@ namespace {
 namespace fs = std::filesystem;
 namespace plist = platform::plist;
 
-/// Fails to remove paths that end so.
-class FailingRemoval : public platform::FileManager {
- public:
-  explicit FailingRemoval(std::string ending) : _ending(std::move(ending)) {}
-  platform::Error removeItem(const std::string& path) override {
-    return path.ends_with(_ending) ? platform::posixError(EACCES, path) : FileManager::removeItem(path);
-  }
-
- private:
-  std::string _ending;
-};
-
 class HelperDataTest : public ::testing::Test, public test::AgentHome {
  protected:
   void setRegistry(const char* name, const plist::Value& value) {
@@ -39,16 +27,16 @@ TEST_F(HelperDataTest, InstalledMeansAllThreeItems) {
   int build = 0;
   EXPECT_TRUE(isVNTHelperInstalled(gVNTUpdateData, build));
   EXPECT_EQ(build, 7000);
-  EXPECT_TRUE(log.contains("i: ", "isVNTHelperInstalled - installed VNTUpdate build is 7000")) << log.text();
+  EXPECT_LOGGED(log, "i: ", "isVNTHelperInstalled - installed VNTUpdate build is 7000");
   setPreferences({});
   EXPECT_TRUE(isVNTHelperInstalled(gVNTUpdateData, build));
   EXPECT_EQ(build, -1);
-  EXPECT_TRUE(log.contains("i: ", "VNTUpdate prefs does not contain VNTBuildNumber"));
+  EXPECT_LOGGED(log, "i: ", "VNTUpdate prefs does not contain VNTBuildNumber");
   test::writeFile(plistPath(), "garbage");
   EXPECT_TRUE(isVNTHelperInstalled(gVNTUpdateData, build));
-  EXPECT_TRUE(log.contains("i: ", "Error reading installed VNTUpdate prefs at " + plistPath()));
+  EXPECT_LOGGED(log, "i: ", "Error reading installed VNTUpdate prefs at " + plistPath());
   EXPECT_FALSE(isVNTHelperInstalled(gVNTUpdateOldBrandedData, build));
-  EXPECT_TRUE(log.contains("i: ", "VNTUpdate (old-branded) is not installed"));
+  EXPECT_LOGGED(log, "i: ", "VNTUpdate (old-branded) is not installed");
 }
 
 TEST_F(HelperDataTest, UninstallTakesAllThreeOrStopsAtTheFirstFailure) {
@@ -67,10 +55,11 @@ TEST_F(HelperDataTest, UninstallTakesAllThreeOrStopsAtTheFirstFailure) {
   for (const Case& c : cases) {
     test::writeFile(launchAgentPlist(), "x");
     setPreferences({});
-    FailingRemoval failing(c.ending);
+    test::FaultyFileManager failing;
+    failing.fail(test::FaultyFileManager::Call::remove, c.ending, EACCES);
     EXPECT_CODE(uninstallVNTHelper(gVNTUpdateData, failing), ZRError::eNoAccess);
-    EXPECT_TRUE(log.contains("E: ", c.message)) << log.text();
-    EXPECT_TRUE(log.contains("E: ", "removeFile - Unable to remove '"));
+    EXPECT_LOGGED(log, "E: ", c.message);
+    EXPECT_LOGGED(log, "E: ", "removeFile - Unable to remove '");
     const std::vector<bool> left = {test::exists(launchAgentPlist()), test::exists(plistPath()),
                                     test::exists(executable())};
     EXPECT_EQ(left, c.left) << c.ending;
@@ -95,7 +84,7 @@ TEST_F(HelperDataTest, UninstallLeavesNothingOfTheLaunchAgent) {
     }
     EXPECT_CODE(uninstallVNTHelper(gVNTUpdateData), ZRError::eNoError);
     EXPECT_EQ(log.contains("W: ", "unable to remove VNTUpdate launch agent registration: "), isStuck);
-    EXPECT_TRUE(log.contains("i: ", "VNTUpdate has been uninstalled")) << log.text();
+    EXPECT_LOGGED(log, "i: ", "VNTUpdate has been uninstalled");
     EXPECT_FALSE(test::exists(tempPath() + "/VNTUpdate"));
     EXPECT_TRUE(test::exists(tempPath()));
     EXPECT_FALSE(test::exists(units + label + ".timer"));
@@ -107,7 +96,7 @@ TEST_F(HelperDataTest, UninstallLeavesNothingOfTheLaunchAgent) {
 TEST_F(HelperDataTest, PreferencesAreSeeded) {
   plist::Dictionary seeded;
   EXPECT_CODE(gVNTUpdateData.getHelperPrefs(library() + "/none.plist", seeded), ZRError::eNotFound);
-  EXPECT_TRUE(log.contains("E: ", "getHelperPrefs - Error reading prefs plist at ")) << log.text();
+  EXPECT_LOGGED(log, "E: ", "getHelperPrefs - Error reading prefs plist at ");
 
   setPreferences({{"Kept", true}});
   for (const std::uint32_t number : {0U, 86'399U, 86'400U, 4'294'967'295U}) {

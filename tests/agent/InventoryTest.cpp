@@ -9,7 +9,7 @@ namespace fs = std::filesystem;
 
 class InventoryTest : public ::testing::Test, public test::EngineHome {
  protected:
-  BuildInventory& inventory() { return engine().inventory(); }
+  const BuildInventory& inventory() { return parts().inventory; }
 };
 
 TEST_F(InventoryTest, ForeignCopiesAreInvisible) {
@@ -22,12 +22,24 @@ TEST_F(InventoryTest, ForeignCopiesAreInvisible) {
   }
   test::makeBundle(applications() + "/Developers.app",
                    {.build = 5, .files = {{"Contents/Resources/developer_build", ""}}});
-  EXPECT_TRUE(inventory().allInstalledBuilds().empty()) << inventory().allInstalledBuilds().front();
+  EXPECT_EQ(inventory().allInstalledBuilds().paths, std::vector<std::string>());
+  EXPECT_TRUE(inventory().allInstalledBuilds().sawEverything);
   EXPECT_FALSE(inventory().isInstalled(5));
   const std::string real = test::makeEndpoint(applications(), 5);
-  EXPECT_EQ(inventory().allInstalledBuilds(), Endpoints{real});
+  EXPECT_EQ(inventory().allInstalledBuilds().paths, std::vector{real});
   EXPECT_EQ(inventory().isInstalled(5), real);
-  EXPECT_TRUE(log.contains("d: ", "Found installed endpoint at '" + real + "'."));
+  EXPECT_LOGGED(log, "d: ", "Found installed endpoint at '" + real + "'.");
+}
+
+TEST_F(InventoryTest, LinksToBundlesAndFoldersAreSeen) {
+  const std::string elsewhere = sandbox().folder() / "elsewhere";
+  test::makeBundle(elsewhere + "/a folder/a.app", {.build = 5});
+  test::makeEndpoint(elsewhere + "/Vantora", 6);
+  fs::create_directory_symlink(elsewhere + "/a folder/a.app", applications() + "/link.app");
+  fs::create_directory_symlink(elsewhere + "/Vantora", olderVersions());
+  EXPECT_EQ(inventory().isInstalled(5), applications() + "/link.app");
+  EXPECT_EQ(inventory().isInstalled(6), installed(6));
+  EXPECT_EQ(inventory().latestInstalledVersion(inventory().allInstalledBuilds()), 6);
 }
 
 TEST_F(InventoryTest, BuildNumbers) {
@@ -38,53 +50,36 @@ TEST_F(InventoryTest, BuildNumbers) {
   const Case cases[] = {{"7759", 7759}, {"12abc", 12}, {" 8", 8},
                         {"x", 0},       {"", 0},       {"99999999999", INT32_MAX}};
   EXPECT_EQ(inventory().latestInstalledVersion({}), -1);
+  const std::string path = applications() + "/A.app";
   for (const Case& c : cases) {
-    const std::string path = applications() + "/A.app";
     test::makeBundle(path, {.build = 5, .version = c.version});
     EXPECT_EQ(bundleBuildNumber(path), c.number) << *c.version;
-    EXPECT_EQ(inventory().latestInstalledVersion({path}), c.number);
+    EXPECT_EQ(inventory().latestInstalledVersion({{path}}), c.number);
   }
+  test::writeFile(path + "/Contents/Info.plist", "");
+  EXPECT_EQ(bundleBuildNumber(path), std::nullopt);
 }
 
 TEST_F(InventoryTest, TheSchemeDecidesWhatIsInstalled) {
   test::makeBundle(applications() + "/A.app", {.build = 5, .version = "9"});
   test::makeBundle(applications() + "/B.app", {.build = 5});
-  EXPECT_EQ(inventory().allInstalledBuilds().size(), 2U);
-  EXPECT_EQ(inventory().isInstalled(5), inventory().allInstalledBuilds().front());
   EXPECT_FALSE(inventory().isInstalled(9));
   test::makeBundle(
       applications() + "/C.app",
       {.build = 6, .schemes = {{"vantora", "VANTORA6", "vantora07", "vantora-1", "vantorax", "mailto"}}});
-  EXPECT_EQ(inventory().declaredBuilds(), (std::vector<std::uint32_t>{5, 6, 0xFFFFFFFF}));
-  engine().updateInfoParser().activeBuilds.resize(1);
-  engine().updateInfoParser().activeBuilds[0].buildNumber = 6;
-  EXPECT_TRUE(inventory().isActiveBuild(6));
-  EXPECT_FALSE(inventory().isActiveBuild(5));
+  EXPECT_EQ(inventory().installedPaths(),
+            (std::map<std::uint32_t, std::string>{{5, inventory().allInstalledBuilds().paths.front()},
+                                                  {6, applications() + "/C.app"},
+                                                  {0xFFFFFFFF, applications() + "/C.app"}}));
 }
 
 TEST_F(InventoryTest, FolderForInstalledBuilds) {
   EXPECT_EQ(inventory().getOlderVersionsFolder(), olderVersions());
   EXPECT_TRUE(fs::is_directory(olderVersions()));
-  engine().setInstallationPath("");
-  EXPECT_FALSE(inventory().getOlderVersionsFolder());
-  engine().setInstallationPath(applications() + "/missing");
-  EXPECT_FALSE(inventory().getOlderVersionsFolder());
-  EXPECT_EQ(inventory().possibleInstallPaths(),
-            (std::vector<std::string>{applications(), sandbox().home() + "/Applications",
-                                      sandbox().home() + "/Desktop"}));
-}
-
-/// Cannot create folders, and what is not there is not writable.
-class NoNewFolders : public platform::FileManager {
- public:
-  platform::Error createFolder(const std::string& path) override { return platform::posixError(EROFS, path); }
-};
-
-TEST_F(InventoryTest, BuildsGoBesideThePlainBundleWhenTheirFolderCannotBeMade) {
-  NoNewFolders manager;
-  otherFileManager = &manager;
-  EXPECT_EQ(inventory().getOlderVersionsFolder(), applications());
-  EXPECT_TRUE(log.contains("E: ", "Creation of nested Applications folder failed: ")) << log.text();
+  for (const std::string& none : {std::string(), applications() + "/missing"}) {
+    settings.installationPath = none;
+    EXPECT_FALSE(test::EngineParts(fileManager, settings).inventory.getOlderVersionsFolder());
+  }
 }
 
 }  // namespace

@@ -1,13 +1,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <unistd.h>
+#include <sys/stat.h>
 
 #include <chrono>
-#include <cstdlib>
 #include <filesystem>
 #include <functional>
-#include <map>
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -15,16 +12,16 @@
 #include "platform/Bundle.h"
 #include "platform/CodeSignature.h"
 #include "platform/Task.h"
-#include "tests/agent/AgentHome.h"
-#include "tests/platform/OrdinaryUser.h"
+#include "tests/agent/AgentProcess.h"
+#include "tests/support/OrdinaryUser.h"
 #include "tools/codesign/Signer.h"
 #include "tools/staging/StagingServer.h"
 
 namespace {
 
 namespace fs = std::filesystem;
-using platform::Error;
-using platform::ItemKind;
+using namespace std::chrono_literals;
+using Call = test::FaultyFileManager::Call;
 
 constexpr const char* kName = "Vantora Messenger.app";
 
@@ -51,38 +48,12 @@ void run(const std::string& tool, const std::vector<std::string>& arguments, con
 }
 
 void makeMessenger(const std::string& bundle) {
-  const platform::plist::Dictionary information = {{"CFBundleIdentifier", "com.korvane.vantora-messenger"},
-                                                   {"CFBundleExecutable", "Messenger"}};
-  test::makeFolder(bundle + "/Contents/MacOS");
-  ASSERT_FALSE(platform::plist::write(bundle + "/Contents/Info.plist", platform::plist::Value(information)));
-  fs::copy_file("/bin/sleep", bundle + "/Contents/MacOS/Messenger");
-  fs::create_symlink("MacOS/Messenger", bundle + "/Contents/Latest");
+  test::makeBundle(bundle, {.schemes = {{}}, .identifier = "com.korvane.vantora-messenger"});
+  fs::create_symlink("MacOS/Vantora", bundle + "/Contents/Latest");
 }
-
-/// Fails one kind of call for paths that end in a text.
-class FaultyFileManager : public platform::FileManager {
- public:
-  std::string failsToRemove = "\n", failsToCreate = "\n", findsEmpty = "\n", cannotWriteTo = "\n";
-
-  Error removeItem(const std::string& path) override {
-    return path.ends_with(failsToRemove) ? platform::posixError(EPERM, path) : FileManager::removeItem(path);
-  }
-  Error createFolder(const std::string& path) override {
-    return path.ends_with(failsToCreate) ? platform::posixError(EROFS, path)
-                                         : FileManager::createFolder(path);
-  }
-  Error contentsOfFolder(const std::string& path, std::vector<std::string>& names) const override {
-    return path.ends_with(findsEmpty) ? Error{} : FileManager::contentsOfFolder(path, names);
-  }
-  bool isWritable(const std::string& path) const override {
-    return !path.ends_with(cannotWriteTo) && FileManager::isWritable(path);
-  }
-};
 
 class Messenger : public testing::Test {
  protected:
-  Messenger() { home.otherFileManager = &fileManager; }
-
   [[nodiscard]] std::string archive() const { return home.tempPath() + "/Vantora_Messenger.zip"; }
   [[nodiscard]] std::string unpackFolder() const { return home.tempPath() + "/SecretFilePath"; }
   [[nodiscard]] std::string bundle() const { return staging / kName; }
@@ -105,23 +76,23 @@ class Messenger : public testing::Test {
   void expectLogged(const std::string& line) const {
     EXPECT_TRUE(home.log.contains(line)) << line << "\n" << home.log.text();
   }
+  [[nodiscard]] std::vector<std::string> left() const { return home.leftovers(); }
   bool nothingInstalled() const { return !test::exists(computers()) && !test::exists(users()); }
 
   test::EngineHome home;
   test::TemporaryFolder staging;
-  FaultyFileManager fileManager;
+  test::FaultyFileManager& fileManager = home.fileManager;
 };
 
 TEST_F(Messenger, InstallsWhatItsMakerSigned) {
   makeArchive();
-  EXPECT_EQ(MacMessengerUtilities::findMessenger(), std::nullopt);
+  EXPECT_TRUE(MacMessengerUtilities::findMessenger().paths.empty());
   EXPECT_TRUE(install()) << home.log.text();
   EXPECT_TRUE(fs::is_symlink(computers() + "/Contents/Latest"));
-  EXPECT_EQ(MacMessengerUtilities::findMessenger(), computers());
-  EXPECT_FALSE(test::exists(archive()));
-  EXPECT_FALSE(test::exists(unpackFolder()));
+  EXPECT_EQ(MacMessengerUtilities::findMessenger().paths, std::vector{computers()});
+  EXPECT_EQ(left(), std::vector<std::string>());
   expectLogged("d: Extracting endpoint archive at '" + archive() + "'");
-  expectLogged("d: Verifying Digital Signature of '" + unpackFolder() + "/" + kName + "'");
+  expectLogged("d: Verifying Digital Signature of '" + home.tempPath() + "/.vantora-");
   expectLogged(
       "d: +[MacMessengerUtilities digitalSignatureVerified:] - Verifying Digital Signature Completed.");
 }
@@ -133,24 +104,12 @@ struct Refusal {
 };
 
 const Refusal kRefusals[] = {
-    {"unsigned", [](const std::string& b) { fs::remove_all(b + "/Contents/_CodeSignature"); }},
     {"altered", [](const std::string& b) { test::writeFile(b + "/Contents/Info.plist", "<plist/>"); }},
-    {"partly sealed", [](const std::string& b) { test::writeFile(b + "/Contents/MacOS/Another", "x"); }},
     {"signed by a stranger", [](const std::string& b) { codesign::signBundle(b, stranger()); }},
-    {"a file",
-     [](const std::string& b) {
-       fs::remove_all(b);
-       test::writeFile(b, "x");
-     }},
     {"a link to a good one",
      [](const std::string& b) {
        fs::rename(b, b + "/../../good");
        fs::create_symlink(b + "/../../good", b);
-     }},
-    {"holds a link that leads outside",
-     [](const std::string& b) {
-       fs::remove(b + "/Contents/Latest");
-       fs::create_symlink("../../outside", b + "/Contents/Latest");
      }},
 };
 
@@ -168,10 +127,14 @@ TEST_F(Messenger, RefusesAndDeletesWhatIsNotProved) {
     home.log.clear();
     EXPECT_FALSE(install());
     EXPECT_TRUE(nothingInstalled());
-    EXPECT_FALSE(test::exists(unpackFolder()));
+    EXPECT_EQ(left(), std::vector<std::string>());
     expectLogged("E: failed, exit code 1");
     expectLogged("E: Messenger application failed signature validation.");
   }
+  test::writeFile(archive(), "no archive");
+  EXPECT_FALSE(install());
+  expectLogged("E: unzip failed, exit code 9");
+  EXPECT_EQ(left(), std::vector<std::string>{"Vantora_Messenger.zip"});
 }
 
 TEST_F(Messenger, WhatLiesBesideTheApplicationIsLeftBehind) {
@@ -181,14 +144,12 @@ TEST_F(Messenger, WhatLiesBesideTheApplicationIsLeftBehind) {
   fs::create_directories(staging / "below");
   zip({"zzz"});
   run("/usr/bin/zip", {"-q", archive(), "../up"}, staging / "below");  // unzip puts it into its own folder
-  EXPECT_FALSE(test::exists(home.tempPath() + "/up"));
   EXPECT_TRUE(install()) << home.log.text();
   EXPECT_TRUE(test::exists(computers()));
-  EXPECT_FALSE(test::exists(unpackFolder()));
-  EXPECT_FALSE(test::exists(home.tempPath() + "/up"));
+  EXPECT_EQ(left(), std::vector<std::string>());
 }
 
-TEST_F(Messenger, ALeftoverBlocksAndTheArchiveStays) {
+TEST_F(Messenger, WhatOthersPutInThePlaceOfTheUnpackFolderBlocks) {
   makeArchive();
   for (const auto& leave : std::vector<std::function<void()>>{
            [this] { test::makeFolder(unpackFolder()); },
@@ -201,26 +162,7 @@ TEST_F(Messenger, ALeftoverBlocksAndTheArchiveStays) {
     EXPECT_TRUE(test::exists(archive()));
     fs::remove_all(unpackFolder());
   }
-  // Only the link is no folder that is there: making one in its place fails.
-  expectLogged("E: Unable to create dir '" + unpackFolder() + "': ");
   EXPECT_TRUE(install()) << home.log.text();
-}
-
-TEST_F(Messenger, AFailedUnzipKeepsTheArchive) {
-  test::writeFile(archive(), "no archive");
-  EXPECT_FALSE(install());
-  expectLogged("E: unzip failed, exit code 9");
-  EXPECT_TRUE(test::exists(archive()));
-  EXPECT_FALSE(test::exists(unpackFolder()));
-}
-
-TEST_F(Messenger, AToolThatCannotStart) {
-  makeArchive();
-  EXPECT_FALSE(MacMessengerUtilities::unarchiveEndpoint(fileManager, archive(), staging / "missing"));
-  EXPECT_TRUE(test::exists(archive()));
-  for (const char* line : {"Unable to launch unzip command.", "Exception Name  : NSInvalidArgumentException",
-                           "Exception Reason: "})
-    expectLogged(std::string("E: +[MacMessengerUtilities unarchiveEndpoint:to:] - ") + line);
 }
 
 /// A copy of this program that has no verifier beside it runs this test.
@@ -249,23 +191,10 @@ struct Place {
 
 const Place kPlaces[] = {
     {"both folders are there", [](auto&, auto& users) { test::makeFolder(users); }, Place::eComputers},
-    {"the computer's is missing", [](auto& computers, auto&) { fs::remove_all(computers); }, Place::eUsers},
     {"the computer's is not writable",
      [](auto& computers, auto&) { fs::permissions(computers, fs::perms(0555)); }, Place::eUsers},
     {"another one is in the computer's",
      [](auto& computers, auto&) { test::makeFolder(computers + "/" + kName); }, Place::eUsers},
-    {"another one is in both",
-     [](auto& computers, auto& users) {
-       test::makeFolder(computers + "/" + kName);
-       test::makeFolder(users + "/" + kName);
-     },
-     Place::eNowhere},
-    {"a file instead of the user's",
-     [](auto& computers, auto& users) {
-       fs::remove_all(computers);
-       test::writeFile(users, "x");
-     },
-     Place::eNowhere},
     {"the user's cannot be made",
      [](auto& computers, auto& users) {
        fs::remove_all(computers);
@@ -288,7 +217,7 @@ TEST_F(Messenger, GoesIntoTheFirstFolderThatTakesIt) {
     EXPECT_EQ(test::exists(computers() + "/Contents"), place.place == Place::eComputers);
     EXPECT_EQ(test::exists(users() + "/Contents"), place.place == Place::eUsers);
     EXPECT_EQ(home.log.contains("E: ", kMoveFailed), place.place == Place::eNowhere) << home.log.text();
-    EXPECT_FALSE(test::exists(unpackFolder()));
+    EXPECT_EQ(left(), std::vector<std::string>());
     fs::permissions(home.sandbox().home(), fs::perms(0755));
     fs::remove_all(usersFolder());
     test::makeFolder(home.applications());
@@ -308,96 +237,46 @@ TEST_F(Messenger, AFailedRegistrationDoesNotUndoTheInstallation) {
   EXPECT_TRUE(test::exists(computers()));
 }
 
-TEST_F(Messenger, FailedRemovalsAreSaid) {
+TEST_F(Messenger, FailuresOfTheFileSystemAreSaid) {
   makeArchive();
-  fileManager.failsToRemove = "/SecretFilePath";
-  EXPECT_TRUE(install());
-  expectLogged("E: Error removing the temp unzip dir: ");
-
-  fs::remove_all(unpackFolder());
-  fs::remove_all(computers());
-  zip();
-  fileManager.failsToRemove = ".zip";
+  fileManager.fail(Call::remove, ".zip");
   EXPECT_TRUE(install());
   expectLogged("E: Error removing messenger zip file: ");
-
-  fs::remove_all(bundle() + "/Contents/_CodeSignature");
-  fs::remove(archive());
-  zip();
-  fileManager.failsToRemove = kName;
-  EXPECT_FALSE(install());
-  expectLogged("E: Error removing messenger application: ");
-}
-
-TEST_F(Messenger, AnArchiveOfNothing) {
-  makeArchive();
-  fileManager.findsEmpty = "/SecretFilePath";
+  fileManager.heal();
+  fs::remove_all(computers());
+  fileManager.fail(Call::contents);
   EXPECT_FALSE(install());
   expectLogged("E: Unzip worked but found nothing!");
-  EXPECT_FALSE(test::exists(unpackFolder()));
-}
+  fileManager.heal();
 
-TEST_F(Messenger, MakesFolders) {
-  using Utilities = MacMessengerUtilities;
-  EXPECT_EQ(Utilities::makeFolderAtPath(fileManager, staging / "a/b/c"), Utilities::eCreated);
-  EXPECT_EQ(Utilities::makeFolderAtPath(fileManager, staging / "a/b/c"), Utilities::eExisted);
-  test::writeFile(staging / "file", "x");
-  EXPECT_EQ(Utilities::makeFolderAtPath(fileManager, staging / "file"), Utilities::eExisted);
-  EXPECT_EQ(Utilities::makeFolderAtPath(fileManager, staging / "file/below"), Utilities::eFailed);
-}
-
-TEST_F(Messenger, KnowsWhetherItRuns) {
-  EXPECT_FALSE(MacMessengerUtilities::isMessengerRunning());
-  EXPECT_FALSE(MacMessengerUtilities::isMessengerActive());
+  fs::remove_all(bundle() + "/Contents/_CodeSignature");
+  zip();
+  fileManager.fail(Call::remove, kName);
+  EXPECT_FALSE(install());
+  expectLogged("E: Error removing messenger application: ");
+  fileManager.heal();
   makeMessenger(bundle());
-  platform::Task messenger;
-  messenger.launchPath = bundle() + "/Contents/MacOS/Messenger";
-  messenger.arguments = {"60"};
-  messenger.launch();
-  const auto running = MacMessengerUtilities::runningMessengerApps();
-  ASSERT_EQ(running.size(), 1u);
-  EXPECT_EQ(running.front().bundlePath, bundle());
-  EXPECT_TRUE(MacMessengerUtilities::isMessengerRunning());
-  messenger.terminate();
-  messenger.waitUntilExit();
-  EXPECT_FALSE(MacMessengerUtilities::isMessengerRunning());
+  codesign::signBundle(bundle(), maker());
+  zip();
+  fileManager.fail(Call::remove);
+  EXPECT_TRUE(install()) << home.log.text();
+  expectLogged("E: Error removing the temp unzip dir: ");
 }
 
 TEST_F(Messenger, TemporaryFolder) {
   const std::string folder = home.tempPath();
   EXPECT_EQ(MacMessengerUtilities::getTempFolder(fileManager), folder);
-  fileManager.cannotWriteTo = "/Vantora";
-  EXPECT_EQ(MacMessengerUtilities::getTempFolder(fileManager), std::nullopt);
+  fs::permissions(folder, fs::perms(0555));
+  {
+    const test::OrdinaryUser ordinary;
+    EXPECT_EQ(MacMessengerUtilities::getTempFolder(fileManager), std::nullopt);
+  }
+  expectLogged("E: +[MacMessengerUtilities getTempFolder] - Local download folder inaccessible - aborting!");
   fs::remove_all(folder);
-  EXPECT_EQ(MacMessengerUtilities::getTempFolder(fileManager), std::nullopt);
   test::writeFile(folder, "a file");
   EXPECT_EQ(MacMessengerUtilities::getTempFolder(fileManager), std::nullopt);
-  std::vector<std::string> complaints;
-  for (const std::string& line : home.log.lines())
-    if (const auto at = line.find("+[MacMessengerUtilities getTempFolder] - "); at != std::string::npos)
-      complaints.push_back(line.substr(0, 2) + line.substr(line.find(" - ", at) + 2));
-  EXPECT_THAT(complaints, testing::Contains("E: Local download folder inaccessible - aborting!"));
-  EXPECT_THAT(complaints, testing::Contains("E: Local download folder not found - aborting!"));
+  expectLogged("E: +[MacMessengerUtilities getTempFolder] - Local download folder not found - aborting!");
 }
-
-TEST_F(Messenger, NoTemporaryFolderWithoutAHome) {
-  constexpr uid_t kNobodyKnown = 3'999'999'999;
-  if (geteuid() != 0) GTEST_SKIP() << "takes a user without an account";
-  const auto asNobody = [] {
-    unsetenv("HOME");
-    if (setuid(kNobodyKnown) != 0) _exit(1);
-    const test::LogCapture log;
-    const bool none = !MacMessengerUtilities::getTempFolder(platform::defaultFileManager());
-    _exit(none && log.contains("E: ", "Library path not found - aborting") ? 0 : 2);
-  };
-  EXPECT_EXIT(asNobody(), testing::ExitedWithCode(0), "");
-}
-
-/// Nobody listens there: what is asked of the network fails at once.
-struct NoNetwork {
-  const std::map<std::string, std::optional<std::string>> proxy = {{"https_proxy", "http://127.0.0.1:1"}};
-  const test::ScopedEnvironment environment{proxy};
-};
 
 constexpr const char* kAddress = "https://builds.vantora.example/messenger.zip";
 
@@ -407,7 +286,31 @@ std::string document(const std::string& address, bool enabled = true) {
          R"("macDownloadUrl":")" + address + R"(","macDownloadSize":1}})";
 }
 
-TEST_F(Messenger, OnlyFromATrustedAddress) {
+/// The agent's servers, with a document and the archive.
+class MessengerFromServer : public Messenger {
+ protected:
+  MessengerFromServer() {
+    makeArchive();
+    fs::rename(archive(), staging / "messenger.zip");
+    serveArchive(whole());
+  }
+  [[nodiscard]] staging::Reply whole() const { return staging::Reply::fromFile(staging / "messenger.zip"); }
+  void serveArchive(const staging::Reply& reply) {
+    server.serve("builds.vantora.example", "/messenger.zip", reply);
+  }
+  void serveDocument(const std::string& text) {
+    server.serve("updates.vantora.example", "/vntupdater/live/config.json", staging::Reply::text(text));
+  }
+  bool installFrom(const std::string& text) {
+    serveDocument(text);
+    return home.engine().downloadAndInstallMessengerApp();
+  }
+
+  staging::Server server;
+  const test::ScopedEnvironment environment = test::ScopedEnvironment::with(server.environment());
+};
+
+TEST_F(MessengerFromServer, OnlyFromATrustedAddress) {
   struct Case {
     std::string document;
     const char* line;
@@ -416,57 +319,30 @@ TEST_F(Messenger, OnlyFromATrustedAddress) {
       {"no document", "E: Unable to retrieve Messenger info"},
       {document(""),
        "i: -[VNTUpdate downloadAndInstallMessengerApp] - MessengerIntegration=\"Not configured\""},
-      {R"({"updaterSettings":{"minDelayInDays":1,"maxDelayInDays":2}})",
-       "i: MessengerIntegration=\"Not configured\""},
       {document("http://builds.vantora.example/m.zip"),
        "E: The url scheme 'http' is not safe. Aborting the download."},
-      {document("https://builds.example/m.zip"),
-       "E: Server 'builds.example' is not trusted. Aborting the download."},
       {document("https://vantora.example@evil.example/m.zip"), "E: Server 'evil.example' is not trusted."},
-      {document("no address"), "E: The url scheme '(null)' is not safe. Aborting the download."},
-      {document(kAddress), "E: Download of Messenger.zip failed"},
+      {document("https://builds.vantora.example\\u0000.evil.example/m.zip"),
+       "E: The url scheme '(null)' is not safe. Aborting the download."},
+      {document("https://builds.vantora.example/none.zip"), "E: unzip failed, exit code 9"},
   };
-  const NoNetwork noNetwork;
   for (const Case& c : cases) {
     SCOPED_TRACE(c.document);
-    test::writeFile(home.tempPath() + "/config.json", c.document);
     home.log.clear();
-    EXPECT_FALSE(home.engine().downloadAndInstallMessengerApp());
+    EXPECT_FALSE(installFrom(c.document));
     expectLogged(c.line);
-    EXPECT_FALSE(test::exists(archive()));
+    fs::remove(archive());
   }
+  home.log.clear();
+  EXPECT_FALSE(installFrom(document(kAddress, false)));
+  EXPECT_NOT_LOGGED(home.log, "E: ", "");
+  EXPECT_NOT_LOGGED(home.log, "", "Messenger");
+  serveArchive(whole().endingAfter(100, staging::Ending::reset));
+  EXPECT_FALSE(installFrom(document(kAddress)));
+  expectLogged("E: Download of Messenger.zip failed");
+  EXPECT_EQ(left(), std::vector<std::string>());
+  EXPECT_TRUE(nothingInstalled());
 }
-
-TEST_F(Messenger, AnArchiveThatIsThereIsNotDownloaded) {
-  makeArchive();
-  const NoNetwork noNetwork;
-  test::writeFile(home.tempPath() + "/config.json", document(kAddress));
-  EXPECT_TRUE(home.engine().downloadAndInstallMessengerApp()) << home.log.text();
-  EXPECT_TRUE(test::exists(computers()));
-}
-
-/// The agent's servers, with a document and the archive.
-class MessengerFromServer : public Messenger {
- protected:
-  MessengerFromServer() {
-    makeArchive();
-    fs::rename(archive(), staging / "messenger.zip");
-    server.serve("builds.vantora.example", "/messenger.zip",
-                 staging::Reply::fromFile(staging / "messenger.zip"));
-  }
-
-  bool installFrom(const std::string& text) {
-    server.serve("updates.vantora.example", "/vntupdater/live/config.json", staging::Reply::text(text));
-    return home.engine().downloadAndInstallMessengerApp();
-  }
-
-  staging::Server server;
-  const std::map<std::string, std::optional<std::string>> variables = [this] {
-    const auto all = server.environment();
-    return std::map<std::string, std::optional<std::string>>(all.begin(), all.end());
-  }();
-  const test::ScopedEnvironment environment{variables};
-};
 
 TEST_F(MessengerFromServer, DownloadsAndInstalls) {
   EXPECT_TRUE(installFrom(document(kAddress))) << home.log.text();
@@ -477,22 +353,32 @@ TEST_F(MessengerFromServer, DownloadsAndInstalls) {
                                      "[0-9.]+ secs, Bytes downloaded = " +
                                      size));
   ASSERT_FALSE(server.requests().empty());
-  EXPECT_EQ(server.requests().back().userAgent, home.engine().userAgent());
+  EXPECT_EQ(server.requests().back().userAgent, "VNTUpdate/7759(Mac)");
 }
 
-TEST_F(MessengerFromServer, NothingIsSaidWhenUpdatesAreDisabled) {
-  EXPECT_FALSE(installFrom(document(kAddress, false)));
-  EXPECT_TRUE(nothingInstalled());
-  EXPECT_FALSE(home.log.contains("E: ", "")) << home.log.text();
-  EXPECT_FALSE(home.log.contains("", "Messenger")) << home.log.text();
-}
-
-TEST_F(MessengerFromServer, ACutDownloadLeavesNoArchive) {
-  server.serve("builds.vantora.example", "/messenger.zip",
-               staging::Reply::fromFile(staging / "messenger.zip").endingAfter(100, staging::Ending::reset));
-  EXPECT_FALSE(installFrom(document(kAddress)));
-  expectLogged("E: Download of Messenger.zip failed");
+/// A download that is killed blocks nothing later, and no more do pipes that somebody left.
+TEST_F(MessengerFromServer, WhatAKilledRunLeftIsNotUsed) {
+  test::makeEndpoint(home.olderVersions(), 2);
+  ASSERT_TRUE(writeRegistryString("VNTMessenger", "true").isSuccess());
+  serveDocument(document(kAddress));
+  serveArchive(whole().trickling(5ms));
+  const test::AgentProcess process(home, fs::path(platform::executablePath()).parent_path() / "VNTUpdate");
+  const auto hasBegun = [this] {
+    const auto requests = server.requests();
+    return !requests.empty() && requests.back().bodyBytes > 100 && requests.back().path == "/messenger.zip";
+  };
+  {
+    const auto agent = process.start();
+    while (!hasBegun())
+      ASSERT_FALSE(agent->waitForExit(5ms)) << process.logged();
+  }
   EXPECT_FALSE(test::exists(archive()));
+  serveArchive(whole());
+  ASSERT_EQ(mkfifo(archive().c_str(), 0600), 0);
+  ASSERT_EQ(mkfifo((home.tempPath() + "/config.json").c_str(), 0600), 0);
+  EXPECT_EQ(process.run(), 0);
+  EXPECT_TRUE(test::exists(computers())) << process.logged();
+  EXPECT_EQ(left(), std::vector<std::string>{"config.json"});
 }
 
 }  // namespace

@@ -68,7 +68,7 @@ TEST_F(ScheduleTest, PostponesByZeroToSixHoursAndKeepsUnknownPreferences) {
   EXPECT_FALSE(engine().isTimeForUpdateCheck());
   EXPECT_DOUBLE_EQ(secondsToNextCheck(), 21'599);
   EXPECT_EQ(*preference("SomeoneElses"), plist::Value("value"));
-  EXPECT_TRUE(log.contains("d: ", "Next Update Check at 2026-11-16 00:17:25 +0000")) << log.text();
+  EXPECT_LOGGED(log, "d: ", "Next Update Check at 2026-11-16 00:17:25 +0000");
 }
 
 TEST_F(ScheduleTest, AlwaysCheckOverridesAndSavesNothing) {
@@ -88,22 +88,14 @@ TEST_F(ScheduleTest, NextCheckFollowsTheAdoptedSettings) {
                         {{true, 0, 0}, kDay + 86'399},     {{true, 7, 4}, kDay + 86'399}};
   const test::FixedRandom random(86'399);
   for (const Case& c : cases) {
-    const auto fresh = VNTUpdate::init();
-    ASSERT_TRUE(fresh);
-    fresh->schedule().adoptSettings(c.settings);
-    fresh->calculateNextUpdateCheck(UpdateSchedule::eAfterCheck);
+    test::EngineParts fresh(fileManager, settings);
+    fresh.schedule.adoptSettings(c.settings);
+    fresh.schedule.calculateNextUpdateCheck(UpdateSchedule::eAfterCheck);
     EXPECT_DOUBLE_EQ(secondsToNextCheck(), c.seconds) << c.settings.minDelayInDays;
   }
-  engine().schedule().adoptSettings({false, 3, 5});
-  engine().calculateNextUpdateCheck(UpdateSchedule::eAfterCheck);
+  parts().schedule.adoptSettings({false, 3, 5});
+  parts().schedule.calculateNextUpdateCheck(UpdateSchedule::eAfterCheck);
   EXPECT_EQ(*preference("NextUpdateCheck"), plist::Value(platform::distantFuture()));
-}
-
-TEST_F(ScheduleTest, OldMeansNinetyDays) {
-  EXPECT_TRUE(isOlderThan90Days(clock.now() - Seconds(7'776'000)));
-  EXPECT_TRUE(log.contains("d: ", "Date is 90.000000 days in the past!")) << log.text();
-  EXPECT_FALSE(isOlderThan90Days(clock.now() - Seconds(7'775'999)));
-  EXPECT_FALSE(isOlderThan90Days(clock.now() + Seconds(1)));
 }
 
 TEST_F(ScheduleTest, NoEngineWithoutItsPreferences) {
@@ -123,7 +115,6 @@ TEST_F(ScheduleTest, NoEngineWithoutItsPreferences) {
     std::filesystem::remove(plistPath());
     if (c.file != "-") test::writeFile(plistPath(), c.file);
     log.clear();
-    zrrt::log(ZRLogLevel::eDebug, "The same message twice in a row is written once");
     EXPECT_FALSE(VNTUpdate::init());
     EXPECT_TRUE(log.contains("E: ", c.message)) << c.message << " in\n" << log.text();
   }
@@ -132,10 +123,10 @@ TEST_F(ScheduleTest, NoEngineWithoutItsPreferences) {
 TEST_F(ScheduleTest, NoEngineWithoutItsFolders) {
   std::filesystem::remove_all(applications());
   EXPECT_FALSE(VNTUpdate::init());
-  EXPECT_TRUE(log.contains("E: ", "No suitable installation path found - aborting!")) << log.text();
+  EXPECT_LOGGED(log, "E: ", "No suitable installation path found - aborting!");
   std::filesystem::remove_all(tempPath());
   EXPECT_FALSE(VNTUpdate::init());
-  EXPECT_TRUE(log.contains("E: ", "Local download folder not found - aborting!")) << log.text();
+  EXPECT_LOGGED(log, "E: ", "Local download folder not found - aborting!");
 }
 
 TEST_F(ScheduleTest, ValuesOfTheWrongTypeCountAsAbsent) {
@@ -145,20 +136,21 @@ TEST_F(ScheduleTest, ValuesOfTheWrongTypeCountAsAbsent) {
                   {"AlwaysCheck", clock.now()},
                   {"AggressivelyCleanup", plist::Array{}},
                   {"UpdateInfoURL", 5}});
-  EXPECT_EQ(engine().schedule().rescheduledUpdateChecks(), 0);
-  EXPECT_EQ(engine().cleanupDownloadCache(), 1);
   EXPECT_TRUE(engine().beAggressive());
-  EXPECT_EQ(engine().userAgent(), "VNTUpdate/7759(Mac)");
-  EXPECT_EQ(engine().retrieval().updateInfoURL(),
-            "https://updates.vantora.example/vntupdater/live/config.json");
+  EXPECT_TRUE(engine().isTimeForUpdateCheck());
+  EXPECT_EQ(storedCount(), 0);
+  for (const char* key : {"RescheduledUpdateChecks", "CleanupDownloadCache", "AlwaysCheck",
+                          "AggressivelyCleanup", "UpdateInfoURL"}) {
+    EXPECT_LOGGED(
+        log, "W: ", std::string("Preferences value ") + key + " has the wrong type and is ignored");
+  }
 }
 
-TEST_F(ScheduleTest, AnAddressThatMayNotBeUsedIsReplacedForThisRunOnly) {
+TEST_F(ScheduleTest, AnAddressThatMayNotBeUsedIsReplaced) {
   struct Case {
-    const char* url;
+    std::string url;
     std::vector<std::string> messages;
   };
-  const std::string good = "https://x.korvane.example/c.json";
   const Case cases[] = {
       {"http://x.vantora.example/c.json", {"The url scheme 'http' is not safe. Using default URL."}},
       {"https://evil.example/c.json", {"Server 'evil.example' is not trusted. Using default URL."}},
@@ -167,21 +159,17 @@ TEST_F(ScheduleTest, AnAddressThatMayNotBeUsedIsReplacedForThisRunOnly) {
         "Server 'evil.example' is not trusted. Using default URL."}},
       {"https://x.vantora.example@evil.example/",
        {"Server 'evil.example' is not trusted. Using default URL."}},
+      {std::string("https://x.vantora.example\0.evil.example/", 41),
+       {"The url scheme '(null)' is not safe. Using default URL."}},
       {"", {"The url scheme '(null)' is not safe. Using default URL."}}};
   for (const Case& c : cases) {
-    setLate(0, {{"UpdateInfoURL", c.url}});
     log.clear();
-    zrrt::log(ZRLogLevel::eDebug, "The same message twice in a row is written once");
-    const auto fresh = VNTUpdate::init();
-    ASSERT_TRUE(fresh);
-    EXPECT_EQ(fresh->retrieval().updateInfoURL(),
-              "https://updates.vantora.example/vntupdater/live/config.json");
+    EXPECT_EQ(usableUpdateInfoURL(c.url), test::kDefaultUpdateInfoUrl);
     for (const auto& message : c.messages)
-      EXPECT_TRUE(log.contains("d: ", message)) << log.text();
-    EXPECT_EQ(*preference("UpdateInfoURL"), plist::Value(c.url));
+      EXPECT_LOGGED(log, "d: ", message);
   }
-  setLate(0, {{"UpdateInfoURL", good}});
-  EXPECT_EQ(engine().retrieval().updateInfoURL(), good);
+  EXPECT_EQ(usableUpdateInfoURL("https://x.korvane.example/c.json"), "https://x.korvane.example/c.json");
+  EXPECT_EQ(usableUpdateInfoURL(std::nullopt), test::kDefaultUpdateInfoUrl);
 }
 
 }  // namespace

@@ -1,12 +1,11 @@
 #pragma once
 
-#include <map>
-#include <optional>
 #include <string>
 
 #include "tests/agent/AgentHome.h"
 #include "tools/packager/Archive.h"
 #include "tools/packager/DeltaPackage.h"
+#include "tools/packager/Digest.h"
 #include "tools/packager/UpdateInfoDocument.h"
 #include "tools/staging/StagingServer.h"
 
@@ -20,7 +19,7 @@ inline constexpr const char* kBuildHost = "downloads.vantora-storage.example";
 class MakerSite {
  public:
   explicit MakerSite(const Sandbox& sandbox)
-      : _folder(sandbox.folder() / "maker"), _environment(variables(server)) {
+      : _folder(sandbox.folder() / "maker"), _environment(ScopedEnvironment::with(server.environment())) {
     makeFolder(published());
     server.serveFolder(kBuildHost, published());
     document.updaterSettings =
@@ -62,6 +61,12 @@ class MakerSite {
     if (!exists(path)) makeEndpoint(_folder + "/bundles", build);
     return path;
   }
+  /// Publishes an archive of the items (as arguments of tar, quoted) in `folder`, with its digest.
+  void publishArchive(const std::string& name, const std::string& folder, const std::string& items) const {
+    const std::string archive = published() + "/" + name;
+    ASSERT_EQ(std::system(("tar -cf '" + archive + "' -C '" + folder + "' " + items).c_str()), 0);
+    writeFile(archive + ".md5", packager::md5OfFile(archive) + "\n");
+  }
   /// Puts the document where agents look for it.
   void publish() { server.serve(kUpdateHost, kUpdatePath, staging::Reply::text(packager::toJson(document))); }
   /// The requests so far, as paths.
@@ -78,10 +83,6 @@ class MakerSite {
  private:
   static packager::Download download(const std::string& name, const packager::PublishedFile& file) {
     return {.url = url(name), .sizeBytes = static_cast<std::uint32_t>(file.sizeBytes)};
-  }
-  static std::map<std::string, std::optional<std::string>> variables(const staging::Server& server) {
-    const auto environment = server.environment();
-    return {environment.begin(), environment.end()};
   }
 
   std::string _folder;

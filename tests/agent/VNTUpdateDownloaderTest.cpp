@@ -27,8 +27,7 @@ class Downloader : public ::testing::Test {
 
   test::Sandbox sandbox;
   staging::Server server;
-  const std::map<std::string, std::string> variables = server.environment();
-  test::ScopedEnvironment environment{{variables.begin(), variables.end()}};
+  const test::ScopedEnvironment environment = test::ScopedEnvironment::with(server.environment());
   test::TemporaryFolder folder;
   std::string destination = folder / "VNT_Mac_x86_b7755";
   test::LogCapture log;

@@ -9,7 +9,7 @@
 
 #include "tests/platform/BundleMaker.h"
 #include "tests/platform/Matchers.h"
-#include "tests/platform/OrdinaryUser.h"
+#include "tests/support/OrdinaryUser.h"
 #include "tests/support/Environment.h"
 
 namespace {

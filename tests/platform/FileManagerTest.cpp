@@ -14,7 +14,7 @@
 
 #include "platform/Metadata.h"
 #include "tests/platform/Matchers.h"
-#include "tests/platform/OrdinaryUser.h"
+#include "tests/support/OrdinaryUser.h"
 #include "tests/support/TemporaryFolder.h"
 
 namespace {

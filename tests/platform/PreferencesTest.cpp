@@ -9,7 +9,7 @@
 #include <filesystem>
 
 #include "tests/platform/Matchers.h"
-#include "tests/platform/OrdinaryUser.h"
+#include "tests/support/OrdinaryUser.h"
 #include "tests/support/Environment.h"
 
 namespace {

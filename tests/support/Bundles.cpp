@@ -52,4 +52,21 @@ std::string makeEndpoint(const std::string& folder, std::uint32_t build) {
   return path;
 }
 
+void expectSameTree(const std::string& folder, const std::string& original) {
+  namespace fs = std::filesystem;
+  const auto itemsOf = [](const std::string& top) {
+    std::map<fs::path, fs::perms> items;
+    for (const auto& entry : fs::recursive_directory_iterator(top))
+      items.emplace(entry.path().lexically_relative(top), entry.status().permissions());
+    return items;
+  };
+  const auto items = itemsOf(original);
+  EXPECT_EQ(itemsOf(folder), items) << folder;
+  for (const auto& [item, mode] : items) {
+    const fs::path path = original / item;
+    if (!fs::is_regular_file(path) || !exists(folder / item)) continue;
+    EXPECT_EQ(readFile(folder / item), readFile(path)) << item;
+  }
+}
+
 }  // namespace test

@@ -12,6 +12,10 @@ namespace test {
 class ScopedEnvironment {
  public:
   explicit ScopedEnvironment(const std::map<std::string, std::optional<std::string>>& changes);
+  /// Sets these.
+  [[nodiscard]] static ScopedEnvironment with(const std::map<std::string, std::string>& values) {
+    return ScopedEnvironment({values.begin(), values.end()});
+  }
   ~ScopedEnvironment();
   ScopedEnvironment(const ScopedEnvironment&) = delete;
   ScopedEnvironment& operator=(const ScopedEnvironment&) = delete;

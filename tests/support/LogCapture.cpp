@@ -23,11 +23,19 @@ class LogCapture::Target final : public ILogTarget {
   std::vector<std::string> lines;
 };
 
-LogCapture::LogCapture() : _target(boost::make_shared<Target>()), _debugBefore(zrrt::isDebugLoggingOn()) {
-  // A first message of the test that equals the last one before it is no repeat.
+namespace {
+
+/// A message that equals the last one before it is no repeat.
+void endRepeats() {
   static std::atomic<unsigned> number{0};
   zrrt::log(ZRLogLevel::eDebug, "log capture %u begins", number++);
+}
+
+}  // namespace
+
+LogCapture::LogCapture() : _target(boost::make_shared<Target>()), _debugBefore(zrrt::isDebugLoggingOn()) {
   zrrt::setDebugLogging(true);
+  endRepeats();
   zrrt::setConsoleTarget(_target);
 }
 
@@ -62,6 +70,7 @@ std::string LogCapture::text() const {
 }
 
 void LogCapture::clear() {
+  endRepeats();
   const std::scoped_lock lock(_target->mutex);
   _target->lines.clear();
 }

@@ -4,6 +4,8 @@
 #include <string_view>
 #include <vector>
 
+#include <gtest/gtest.h>
+
 #include <boost/shared_ptr.hpp>
 
 #include "runtime/Code/ZRLog.h"
@@ -36,3 +38,9 @@ class LogCapture {
 };
 
 }  // namespace test
+
+/// Whether a line of that level ("E: "; empty: any) holds the text; a failure shows the log.
+#define EXPECT_LOGGED(log, level, part) \
+  EXPECT_TRUE((log).contains(level, part)) << (level) << (part) << "\nis not in\n" << (log).text()
+#define EXPECT_NOT_LOGGED(log, level, part) \
+  EXPECT_FALSE((log).contains(level, part)) << (level) << (part) << "\nis in\n" << (log).text()

@@ -1,0 +1,106 @@
+#pragma once
+
+#include <algorithm>
+#include <cerrno>
+#include <string>
+#include <vector>
+
+#include "platform/FileManager.h"
+
+namespace test {
+
+/// The system's file manager, of which single calls fail.
+class FaultyFileManager : public platform::FileManager {
+ public:
+  enum class Call { contents, copy, create, folder, move, rename, remove, replace, attributes };
+
+  /// Calls of that kind fail from now on where the path (of two: the new one) ends so.
+  void fail(Call call, const std::string& ending = "", int number = EIO) {
+    _faults.push_back({call, ending, number});
+  }
+  /// The n-th call that changes something, counted from 1 and from now, fails; 0: none does.
+  void failNth(unsigned n, int number) {
+    _changes = 0;
+    _failingChange = n;
+    _number = number;
+  }
+  /// Calls that change something.
+  [[nodiscard]] unsigned changes() const { return _changes; }
+  void heal() {
+    _faults.clear();
+    _failingChange = 0;
+  }
+
+  platform::Error contentsOfFolder(const std::string& path, std::vector<std::string>& names) const override {
+    const auto error = fault(Call::contents, path);
+    return error.failed() ? error : FileManager::contentsOfFolder(path, names);
+  }
+  platform::Error createFolder(const std::string& path) override {
+    const auto error = change(Call::create, path);
+    return error.failed() ? error : FileManager::createFolder(path);
+  }
+  platform::Error copyItem(const std::string& from, const std::string& to) override {
+    const auto error = change(Call::copy, to);
+    return error.failed() ? error : FileManager::copyItem(from, to);
+  }
+  platform::Error renameItem(const std::string& from, const std::string& to) override {
+    const auto error = change(Call::rename, to);
+    return error.failed() ? error : FileManager::renameItem(from, to);
+  }
+  platform::Error moveItem(const std::string& from, const std::string& to) override {
+    const auto error = change(Call::move, to);
+    return error.failed() ? error : FileManager::moveItem(from, to);
+  }
+  platform::Error removeItem(const std::string& path) override {
+    const auto error = change(Call::remove, path);
+    return error.failed() ? error : FileManager::removeItem(path);
+  }
+  platform::Error createPrivateFolder(const std::string& parent, std::string& folder) override {
+    const auto error = change(Call::folder, parent);
+    return error.failed() ? error : FileManager::createPrivateFolder(parent, folder);
+  }
+  platform::Error setAttributes(const std::string& path, const platform::ItemAttributes& set) override {
+    const auto error = change(Call::attributes, path);
+    return error.failed() ? error : FileManager::setAttributes(path, set);
+  }
+  platform::Error createReplacementFolder(const std::string& destination, std::string& folder) override {
+    const auto error = change(Call::folder, destination);
+    return error.failed() ? error : FileManager::createReplacementFolder(destination, folder);
+  }
+  platform::Error replaceItem(const std::string& destination, const std::string& replacement,
+                              const std::string& backup) override {
+    const auto error = change(Call::replace, destination);
+    return error.failed() ? error : FileManager::replaceItem(destination, replacement, backup);
+  }
+
+  /// An item whose path ends so lies on another volume than it does.
+  std::string elsewhere = "\n";
+  platform::Error fileSystemNumber(const std::string& path, std::uint64_t& number) const override {
+    const auto error = FileManager::fileSystemNumber(path, number);
+    if (path.ends_with(elsewhere)) ++number;
+    return error;
+  }
+
+ private:
+  struct Fault {
+    Call call;
+    std::string ending;
+    int number;
+  };
+
+  [[nodiscard]] platform::Error fault(Call call, const std::string& path) const {
+    const auto fits = [&](const Fault& f) { return f.call == call && path.ends_with(f.ending); };
+    const auto found = std::find_if(_faults.begin(), _faults.end(), fits);
+    return found != _faults.end() ? platform::posixError(found->number, path) : platform::Error();
+  }
+  platform::Error change(Call call, const std::string& path) {
+    return ++_changes == _failingChange ? platform::posixError(_number, path) : fault(call, path);
+  }
+
+  std::vector<Fault> _faults;
+  unsigned _changes = 0;
+  unsigned _failingChange = 0;
+  int _number = 0;
+};
+
+}  // namespace test
