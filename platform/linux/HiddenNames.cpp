@@ -3,7 +3,6 @@
 #include <stdio.h>
 #include <sys/stat.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 
@@ -14,11 +13,18 @@ namespace {
 
 constexpr std::string_view kPrefix = ".vantora-";
 constexpr std::string_view kCharacters = "0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz";
+constexpr std::string_view kDigits = kCharacters.substr(0, 10);
 constexpr std::size_t kRandomCharacters = 6;
 
+bool consistsOf(std::string_view text, std::string_view characters) {
+  return !text.empty() && text.find_first_not_of(characters) == std::string_view::npos;
+}
+
 /// Earlier releases wrote a process's number, "-" and a count.
-bool isNameCharacter(char c) {
-  return kCharacters.find(c) != std::string_view::npos || c == '-';
+bool isNumberedName(std::string_view name) {
+  const auto dash = name.find('-');
+  return dash != std::string_view::npos && consistsOf(name.substr(0, dash), kDigits) &&
+         consistsOf(name.substr(dash + 1), kDigits);
 }
 
 }  // namespace
@@ -31,8 +37,9 @@ std::string hiddenName() {
 }
 
 bool isHiddenName(std::string_view name) {
-  return name.starts_with(kPrefix) && name.size() > kPrefix.size() &&
-         std::all_of(name.begin() + kPrefix.size(), name.end(), isNameCharacter);
+  if (!name.starts_with(kPrefix)) return false;
+  name.remove_prefix(kPrefix.size());
+  return (name.size() == kRandomCharacters && consistsOf(name, kCharacters)) || isNumberedName(name);
 }
 
 Error makeHiddenFolder(const std::string& parent, std::string& folder) {

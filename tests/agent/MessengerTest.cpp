@@ -255,9 +255,8 @@ TEST_F(Messenger, FailuresOfTheFileSystemAreSaid) {
   EXPECT_FALSE(install());
   expectLogged("E: Error removing messenger application: ");
   fileManager.heal();
-  makeMessenger(bundle());
-  codesign::signBundle(bundle(), maker());
-  zip();
+  fs::remove_all(bundle());
+  makeArchive();
   fileManager.fail(Call::remove);
   EXPECT_TRUE(install()) << home.log.text();
   expectLogged("E: Error removing the temp unzip dir: ");
@@ -361,7 +360,7 @@ TEST_F(MessengerFromServer, WhatAKilledRunLeftIsNotUsed) {
   test::makeEndpoint(home.olderVersions(), 2);
   ASSERT_TRUE(writeRegistryString("VNTMessenger", "true").isSuccess());
   serveDocument(document(kAddress));
-  serveArchive(whole().trickling(5ms));
+  serveArchive(staging::Reply::text(test::readFile(staging / "messenger.zip")).trickling(5ms));
   const test::AgentProcess process(home, fs::path(platform::executablePath()).parent_path() / "VNTUpdate");
   const auto hasBegun = [this] {
     const auto requests = server.requests();

@@ -51,7 +51,7 @@ TEST_F(RetrievalTest, WhatArrivesIsJudgedByItsText) {
       {"status 404", Reply::withStatus(404, "<html>not found</html>"), false, kUnparsed},
       {"not ASCII", Reply::text("{\"newLocation\": \"\xC3\xA9\"}"), false, kUnparsed},
       {"cut text", Reply::text("[1"), false, kUnparsed},
-      {"the reason", Reply::text("{\"a\":\n}"), false, "E: Error returned at parseDocument"},
+      {"the reason", Reply::text("{\"a\":\ni: forged"), false, "E: Error returned at parseDocument"},
       {"nothing", Reply::text(""), false, "d: Unable to download from UpdateInfo URL, errorcode = 0"},
       {"cut off", Reply::text("{}").endingAfter(1, staging::Ending::cut), false,
        "d: Unable to download from UpdateInfo URL, errorcode = -1005"},
@@ -64,8 +64,7 @@ TEST_F(RetrievalTest, WhatArrivesIsJudgedByItsText) {
     log.clear();
     EXPECT_EQ(retrieval().getUpdateInfo().has_value(), c.usable) << c.name;
     EXPECT_TRUE(log.contains(c.message)) << c.name << ": " << c.message << " in\n" << log.text();
-    for (const auto& line : log.lines())
-      EXPECT_EQ(line.find('\n'), std::string::npos) << line;
+    EXPECT_EQ(log.text().find("\ni: forged"), std::string::npos);
   }
 }
 
