@@ -32,7 +32,8 @@ class AgentProcess {
   }
   /// The same with a limit on open files.
   int runWithFiles(int limit) const {
-    return ended(launched("/bin/sh", {"-c", "ulimit -n " + std::to_string(limit) + "; exec \"$0\"", _program}));
+    return ended(
+        launched("/bin/sh", {"-c", "ulimit -n " + std::to_string(limit) + "; exec \"$0\"", _program}));
   }
 
   [[nodiscard]] std::string logPath() const {

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <chrono>
+
 #include "platform/ApplicationRegistry.h"
 #include "platform/Metadata.h"
 #include "tests/agent/AgentHome.h"
@@ -63,8 +65,8 @@ TEST_F(CleanupTest, UnusedBuildsGoAfterNinetyDays) {
   EXPECT_LOGGED(log, "d: ",
                 "Endpoint at '" + installed(4) +
                     "': created 2026-11-14 18:17:26 +0000, last used 2026-08-17 18:17:26 +0000.");
-  EXPECT_LOGGED(log, "d: ",
-                "Endpoint at '" + installed(2) + "': created 2026-08-17 18:17:26 +0000, never used.");
+  EXPECT_LOGGED(log,
+                "d: ", "Endpoint at '" + installed(2) + "': created 2026-08-17 18:17:26 +0000, never used.");
   EXPECT_LOGGED(log, "d: ", "Date is 90.000000 days in the past!");
   EXPECT_LOGGED(log, "d: ", "Endpoint at '" + twin + "' is latest version (9), skipping.");
   EXPECT_LOGGED(log, "d: ", "Successfully removed build at " + installed(2));
@@ -83,12 +85,12 @@ TEST_F(CleanupTest, WhatDoesNotTellItsNumberIsNotOld) {
     ASSERT_EQ(seen.paths.size(), 3U);
     test::writeFile(installed(c.unreadable) + "/Contents/Info.plist", "");  // being replaced just now
     engine().removeUnusedBuilds(seen);
-    EXPECT_EQ((std::vector{test::exists(installed(1)), test::exists(installed(2)),
-                           test::exists(installed(3))}),
-              c.kept)
+    EXPECT_EQ(
+        (std::vector{test::exists(installed(1)), test::exists(installed(2)), test::exists(installed(3))}),
+        c.kept)
         << log.text();
-    EXPECT_LOGGED(
-        log, "W: ", "Endpoint at '" + installed(c.unreadable) + "' does not tell its build number now");
+    EXPECT_LOGGED(log,
+                  "W: ", "Endpoint at '" + installed(c.unreadable) + "' does not tell its build number now");
     fs::remove_all(olderVersions());
   }
 }
@@ -100,8 +102,8 @@ TEST_F(CleanupTest, OtherVolumesAreLeftAloneAndAFailureDoesNotStopTheWalk) {
     makeAged(build, 400, 400);
   removeUnused();
   EXPECT_TRUE(test::exists(installed(1)));
-  EXPECT_LOGGED(log, "d: ",
-                "Endpoint at '" + installed(1) + "' is not installed on the boot volume, skipping.");
+  EXPECT_LOGGED(log,
+                "d: ", "Endpoint at '" + installed(1) + "' is not installed on the boot volume, skipping.");
   EXPECT_TRUE(test::exists(installed(2)));
   EXPECT_LOGGED(log, "E: ", "Unable to remove file at " + installed(2) + ": ");
   EXPECT_FALSE(test::exists(installed(3)));
@@ -123,6 +125,16 @@ TEST_F(CleanupTest, RetiredRangesOfAnyWidthInTheOrderOfCounting) {
                          "Successfully removed build 8000", "Successfully removed build 2147483647",
                          "Successfully removed build 5"}))
       << log.text();
+}
+
+TEST_F(CleanupTest, ManyRangesTakeNoTime) {
+  test::makeEndpoint(olderVersions(), 3);
+  std::vector<BuildRange> ranges(100'000, BuildRange{0, 1});
+  ranges.push_back({3, 3});
+  const auto start = std::chrono::steady_clock::now();
+  removeRetired(std::move(ranges));
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10));
+  EXPECT_FALSE(test::exists(installed(3)));
 }
 
 TEST_F(CleanupTest, OneEndpointOfARetiredBuildAtATime) {
@@ -181,9 +193,9 @@ TEST_F(CleanupTest, AggressiveGatheringOnce) {
   for (const std::uint32_t build : {2U, 3U})
     EXPECT_TRUE(test::exists(installed(build))) << log.text();
   EXPECT_FALSE(test::exists(desktop + "/Vantora (3).app"));
-  EXPECT_LOGGED(log, "d: ",
-                "We've already got a copy of Vantora (3).app, deleting extra at: " + desktop +
-                    "/Vantora (3).app");
+  EXPECT_LOGGED(
+      log, "d: ",
+      "We've already got a copy of Vantora (3).app, deleting extra at: " + desktop + "/Vantora (3).app");
   EXPECT_LOGGED(log, "d: ", "Moving build " + applications() + "/Vantora (2).app to " + olderVersions());
   EXPECT_TRUE(test::exists(desktop + "/Vantora (9).app"));
   EXPECT_TRUE(test::exists(applications() + "/Vantora.app"));

@@ -49,8 +49,9 @@ TEST_F(DeltaInstallTest, MissingBuildsComeFromDeltaPackagesInTheCheapestOrder) {
   expectWhole(2);
   expectWhole(3);
   EXPECT_EQ(leftovers(), Paths());
-  EXPECT_LOGGED(log, "i: ", "{-[VNTUpdate applyPatchFromBuild:fromBuild:toBuild:]} " + installed(1) +
-                                      ", fromBuild: 1, toBuild 2");
+  EXPECT_LOGGED(
+      log, "i: ",
+      "{-[VNTUpdate applyPatchFromBuild:fromBuild:toBuild:]} " + installed(1) + ", fromBuild: 1, toBuild 2");
   EXPECT_LOGGED(log, "s: ", " s, using thread pool(3, 3)");
   EXPECT_LOGGED(log, "s: ", "Checksum verificiation time = ");
   log.clear();
@@ -90,22 +91,24 @@ TEST_F(DeltaInstallTest, AFailedAssemblyLeavesNothingBehind) {
     const char* name;
     std::function<void(const std::string& base, const std::string& tree)> damage;
   };
-  const Case cases[] = {{"no base", [](const std::string& base,
-                                       const std::string&) { fs::remove(base + "/Contents/MacOS/Vantora"); }},
-                        {"wrong base",
-                         [](const std::string& base, const std::string&) {
-                           test::writeFile(base + "/Contents/MacOS/Vantora", std::string(4100, 'y'));
-                         }},
-                        {"no list", [](const std::string&,
-                                       const std::string& tree) { fs::remove(tree + "/FileCheckSums.txt"); }},
-                        // A patch of a file that has another name too would write to that as well.
-                        {"a second name", [](const std::string&, const std::string& tree) {
-                           fs::create_hard_link(tree + "/../VNTUpdate/VNTUpdate", tree + "/Contents/MacOS/Vantora");
-                         }},
-                        {"no executable", [](const std::string&, const std::string& tree) {
-                           fs::remove(tree + "/Contents/Helpers/VNTUpload.bsdiff");
-                           test::writeFile(tree + "/FileCheckSums.txt", "");
-                         }}};
+  const Case cases[] = {
+      {"no base",
+       [](const std::string& base, const std::string&) { fs::remove(base + "/Contents/MacOS/Vantora"); }},
+      {"wrong base",
+       [](const std::string& base, const std::string&) {
+         test::writeFile(base + "/Contents/MacOS/Vantora", std::string(4100, 'y'));
+       }},
+      {"no list",
+       [](const std::string&, const std::string& tree) { fs::remove(tree + "/FileCheckSums.txt"); }},
+      // A patch of a file that has another name too would write to that as well.
+      {"a second name",
+       [](const std::string&, const std::string& tree) {
+         fs::create_hard_link(tree + "/../VNTUpdate/VNTUpdate", tree + "/Contents/MacOS/Vantora");
+       }},
+      {"no executable", [](const std::string&, const std::string& tree) {
+         fs::remove(tree + "/Contents/Helpers/VNTUpload.bsdiff");
+         test::writeFile(tree + "/FileCheckSums.txt", "");
+       }}};
   for (const Case& c : cases) {
     const std::string base = test::makeEndpoint(olderVersions(), 1);
     const std::string tree = tempPath() + "/1_5";

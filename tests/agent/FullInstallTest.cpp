@@ -146,10 +146,12 @@ struct ArchiveCase {
 const char* const kNotLocated = "E: Unable to locate extracted endpoint!";
 const ArchiveCase kArchives[] = {
     {"another build", [](auto& bundle) { fs::rename(bundle, bundle + "/../Vantora (5).app"); }, kNotLocated},
-    {"a link", [](auto& bundle) {
+    {"a link",
+     [](auto& bundle) {
        fs::rename(bundle, bundle + "/../real");
        fs::create_symlink("real", bundle);
-     }, kNotLocated},
+     },
+     kNotLocated},
     {"a file",
      [](auto& bundle) {
        fs::remove_all(bundle);

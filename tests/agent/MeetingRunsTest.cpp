@@ -10,8 +10,8 @@ namespace fs = std::filesystem;
 using namespace std::chrono_literals;
 using Names = std::vector<std::string>;
 
-/// Runs that meet another one, end early or fail in the middle, on a computer where build 2 is installed, 5 is
-/// to come from a delta package, 6 whole, and 1 has to go.
+/// Runs that meet another one, end early or fail in the middle, on a computer where build 2 is installed, 5
+/// is to come from a delta package, 6 whole, and 1 has to go.
 class MeetingRuns : public ::testing::Test, public test::StagedHome {
  protected:
   MeetingRuns() {
@@ -132,8 +132,8 @@ TEST_F(MeetingRuns, WhatEarlierRunsLeftGoes) {
   EXPECT_EQ(namesIn(home + "/Desktop"), users) << process.logged();
   EXPECT_EQ(namesIn(home + "/Applications"), users);
   EXPECT_EQ(namesIn(preferences + "/ByHost"), users);
-  Names expected = {".vantora-notes of mine", ".vantora-settings", ".vantora-zzzzzz", "1_2_3",
-                    "VNT_Mac_x86_b01", "VNT_Mac_x86_b5_deltas", "Vantora (x).app"};
+  Names expected = {".vantora-notes of mine", ".vantora-settings",     ".vantora-zzzzzz", "1_2_3",
+                    "VNT_Mac_x86_b01",        "VNT_Mac_x86_b5_deltas", "Vantora (x).app"};
   if (!isForeign) expected.erase(expected.begin() + 2);
   EXPECT_EQ(leftovers(), expected);
   expectWholeBuilds();
@@ -160,11 +160,12 @@ TEST_F(MeetingRuns, WhatAPackageBringsBesideItsItemGetsNowhere) {
     SCOPED_TRACE(package.name);
     const std::string work = sandbox().folder() / package.name;
     test::makeFolder(work);
-    const std::string unpack = "tar -xf '" + site.published() + "/" + package.published + "' -C '" + work + "'";
+    const std::string unpack =
+        "tar -xf '" + site.published() + "/" + package.published + "' -C '" + work + "'";
     ASSERT_EQ(std::system(unpack.c_str()), 0);
-    for (const char* name : {"/VNTUpdate/VNTUpdate", "/Vantora_Messenger.zip", "/SecretFilePath/x",
-                             "/VNT_Mac_x86_b9", "/.vantora-AbC123/x",
-                             "/share/vantora/signing-certificates/evil.pem"})
+    for (const char* name :
+         {"/VNTUpdate/VNTUpdate", "/Vantora_Messenger.zip", "/SecretFilePath/x", "/VNT_Mac_x86_b9",
+          "/.vantora-AbC123/x", "/share/vantora/signing-certificates/evil.pem"})
       test::writeFile(work + name, "evil");
     test::writeFile(work + "/config.json", R"({"removeBuilds":[{"fromBuildNumber":0,"toBuildNumber":9}]})");
     test::makeEndpoint(work, 9);

@@ -141,8 +141,7 @@ TEST_F(ScheduleTest, ValuesOfTheWrongTypeCountAsAbsent) {
   EXPECT_EQ(storedCount(), 0);
   for (const char* key : {"RescheduledUpdateChecks", "CleanupDownloadCache", "AlwaysCheck",
                           "AggressivelyCleanup", "UpdateInfoURL"}) {
-    EXPECT_LOGGED(
-        log, "W: ", std::string("Preferences value ") + key + " has the wrong type and is ignored");
+    EXPECT_LOGGED(log, "W: ", std::string("Preferences value ") + key + " has the wrong type and is ignored");
   }
 }
 

@@ -36,7 +36,7 @@ constexpr const char* kWhole = R"({
 
 UpdateInfoParser parsedWhole() {
   UpdateInfoParser parser;
-  ZRString location;
+  ZRString location = "before";
   EXPECT_CODE(parser.parseText(kWhole, location), ZRError::eNoError);
   EXPECT_TRUE(location.isEmpty());
   return parser;
@@ -48,20 +48,21 @@ auto hasSettings(bool enabled, int minimum, int maximum) {
 }
 
 TEST(UpdateInfoParser, WholeDocument) {
-  const UpdateInfoParser parser = parsedWhole();
-  EXPECT_TRUE(parser.isParsed);
-  EXPECT_THAT(parser.updaterSettings, hasSettings(false, 2, 9));
-  EXPECT_THAT(parser.activatorSettings, hasSettings(true, -3, 4));
-  EXPECT_EQ(parser.windowsDownloadUrlTemplate, "w%d");
-  EXPECT_EQ(parser.macDownloadUrlTemplate, "m%d");
-  ASSERT_THAT(parser.activeBuilds, SizeIs(2));
-  const ActiveBuild& plain = parser.activeBuilds[0];
+  const UpdateInfoParser parsed = parsedWhole();
+  const UpdateInfo& info = parsed.updateInfo();
+  EXPECT_TRUE(info.isParsed);
+  EXPECT_THAT(info.updaterSettings, hasSettings(false, 2, 9));
+  EXPECT_THAT(info.activatorSettings, hasSettings(true, -3, 4));
+  EXPECT_EQ(info.windowsDownloadUrlTemplate, "w%d");
+  EXPECT_EQ(info.macDownloadUrlTemplate, "m%d");
+  ASSERT_THAT(info.activeBuilds, SizeIs(2));
+  const ActiveBuild& plain = info.activeBuilds[0];
   EXPECT_EQ(plain.buildNumber, 7750U);
   EXPECT_EQ(plain.macDownloadUrl, "m7750");
   EXPECT_EQ(plain.windowsDownloadUrl, "w7750");
   EXPECT_EQ(plain.macDownloadSize, 99000000U);
   EXPECT_THAT(plain.deltaPackages, SizeIs(0));
-  const ActiveBuild& patched = parser.activeBuilds[1];
+  const ActiveBuild& patched = info.activeBuilds[1];
   EXPECT_EQ(patched.macDownloadSize, 4000000000U);
   EXPECT_EQ(patched.windowsDownloadSize, 99000000U);
   EXPECT_THAT(patched.deltaPackages, ElementsAre(Field(&DeltaPackage::fromBuildNumber, 7740),
@@ -71,15 +72,15 @@ TEST(UpdateInfoParser, WholeDocument) {
   EXPECT_EQ(patched.deltaPackages[0].macDownloadUrl, "");
   EXPECT_EQ(patched.deltaPackages[1].macDownloadUrl, "d");
   EXPECT_EQ(patched.deltaPackages[1].windowsDownloadUrl, "y");
-  EXPECT_THAT(parser.removeBuilds,
+  EXPECT_THAT(info.removeBuilds,
               ElementsAre(AllOf(Field(&BuildRange::fromBuildNumber, 1), Field(&BuildRange::toBuildNumber, 5)),
                           Field(&BuildRange::fromBuildNumber, 0xFFFFFFFF)));
-  EXPECT_EQ(parser.messenger.macDownloadUrl, "mm");
-  EXPECT_EQ(parser.messenger.macDownloadSize, 2U);
-  EXPECT_EQ(parser.messenger.windowsDownloadUrl, "wm");
+  EXPECT_EQ(info.messenger.macDownloadUrl, "mm");
+  EXPECT_EQ(info.messenger.macDownloadSize, 2U);
+  EXPECT_EQ(info.messenger.windowsDownloadUrl, "wm");
 }
 
-// Documents that take the place of the whole one: what they answer, and what they leave behind.
+// What documents answer, and how far they are read.
 struct DocumentCase {
   const char* name;
   const char* text;
@@ -93,52 +94,47 @@ struct DocumentCase {
 #define BUILD R"({"buildNumber":1,"macDownloadUrl":"m","windowsDownloadUrl":"w")"
 
 const DocumentCase kDocuments[] = {
-    {"empty object", "{}", ZRError::eNoError, "", 0, 0, 2},
-    {"not an object", "[]", ZRError::eNoError, "", 0, 0, 2},
-    {"redirect", R"({"newLocation":"https://x","activeBuilds":7})", ZRError::eNoError, "https://x", 2, 2, 2},
-    {"empty redirect", R"({"newLocation":""})", ZRError::eNoError, "", 0, 0, 2},
-    {"redirect of another type", R"({"newLocation":5})", ZRError::eNoError, "", 0, 0, 2},
+    {"empty object", "{}", ZRError::eNoError, "", 0, 0, -1},
+    {"not an object", "[]", ZRError::eNoError, "", 0, 0, -1},
+    {"redirect", R"({"newLocation":"https://x","activeBuilds":7})", ZRError::eNoError, "https://x", 0, 0, -1},
+    {"empty redirect", R"({"newLocation":""})", ZRError::eNoError, "", 0, 0, -1},
+    {"redirect of another type", R"({"newLocation":5})", ZRError::eNoError, "", 0, 0, -1},
     {"settings", R"({"updaterSettings":{"minDelayInDays":5,"maxDelayInDays":6}})", ZRError::eNoError, "", 0,
      0, 5},
     {"enabled is a text", R"({"updaterSettings":{"enabled":"x","minDelayInDays":5,"maxDelayInDays":6}})",
-     ZRError::eNoError, "", 0, 0, 2},
+     ZRError::eNoError, "", 0, 0, -1},
     {"half the settings", R"({"updaterSettings":{"enabled":true,"minDelayInDays":5}})", ZRError::eNoError, "",
-     0, 0, 2},
+     0, 0, -1},
     {"keys in another case", R"({"UpdaterSettings":{"minDelayInDays":5,"maxDelayInDays":6}})",
-     ZRError::eNoError, "", 0, 0, 2},
-    {"builds are a number", R"({"activeBuilds":7})", ZRError::eBadFormat, "", 0, 2, 2},
-    {"builds are an object", R"({"activeBuilds":{"a":1}})", ZRError::eBadFormat, "", 0, 2, 2},
+     ZRError::eNoError, "", 0, 0, -1},
+    {"builds are a number", R"({"activeBuilds":7})", ZRError::eBadFormat, "", 0, 0, -1},
     {"second build without URL", R"({"activeBuilds":[)" BUILD R"(},{"buildNumber":2}]})", ZRError::eNotFound,
-     "", 1, 2, 2},
+     "", 1, 0, -1},
     {"build number too large", R"({"activeBuilds":[{"buildNumber":4294967295,"macDownloadUrl":""}]})",
-     ZRError::eTooLong, "", 0, 2, 2},
+     ZRError::eTooLong, "", 0, 0, -1},
     {"deltas are a text", R"({"activeBuilds":[)" BUILD R"(,"deltaPackages":"x"}]})", ZRError::eBadFormat, "",
-     0, 2, 2},
+     0, 0, -1},
     {"delta without Windows size",
      R"({"activeBuilds":[)" BUILD
      R"(,"deltaPackages":[{"fromBuildNumber":1,"macDownloadUrl":"","macDownloadSize":1,"windowsDownloadUrl":""}]}]})",
-     ZRError::eNotFound, "", 0, 2, 2},
-    {"deltas of no build", R"({"activeBuilds":[)" BUILD R"(,"deltaPackages":[]}],"removeBuilds":[]})",
-     ZRError::eNoError, "", 1, 0, 2},
+     ZRError::eNotFound, "", 0, 0, -1},
     {"second range open",
      R"({"removeBuilds":[{"fromBuildNumber":1,"toBuildNumber":2},{"fromBuildNumber":1}]})",
-     ZRError::eNotFound, "", 0, 1, 2},
-    {"not JSON", "{", ZRError::eBadFormat, "", 2, 2, 2},
+     ZRError::eNotFound, "", 0, 1, -1},
+    {"not JSON", "{", ZRError::eBadFormat, "", 0, 0, -1},
 };
 
-TEST(UpdateInfoParser, DocumentsAfterAWholeOne) {
+TEST(UpdateInfoParser, Documents) {
   for (const DocumentCase& row : kDocuments) {
-    UpdateInfoParser parser = parsedWhole();
+    UpdateInfoParser parser;
+    const UpdateInfo& info = parser.updateInfo();
     ZRString newLocation;
     EXPECT_CODE(parser.parseText(row.text, newLocation), row.code) << row.name;
     EXPECT_EQ(newLocation, row.newLocation) << row.name;
-    EXPECT_THAT(parser.activeBuilds, SizeIs(row.activeBuilds)) << row.name;
-    EXPECT_THAT(parser.removeBuilds, SizeIs(row.removeBuilds)) << row.name;
-    EXPECT_EQ(parser.updaterSettings.minDelayInDays, row.minDelayInDays) << row.name;
-    EXPECT_TRUE(parser.isParsed) << row.name;
-    UpdateInfoParser fresh;
-    EXPECT_CODE(fresh.parseText(row.text, newLocation), row.code) << row.name;
-    EXPECT_EQ(fresh.isParsed, row.code == ZRError::eNoError && *row.newLocation == '\0') << row.name;
+    EXPECT_THAT(info.activeBuilds, SizeIs(row.activeBuilds)) << row.name;
+    EXPECT_THAT(info.removeBuilds, SizeIs(row.removeBuilds)) << row.name;
+    EXPECT_EQ(info.updaterSettings.minDelayInDays, row.minDelayInDays) << row.name;
+    EXPECT_EQ(info.isParsed, row.code == ZRError::eNoError && *row.newLocation == '\0') << row.name;
   }
 }
 
@@ -161,17 +157,18 @@ TEST(UpdateInfoParser, SaysWhatItCouldNotRead) {
 TEST(UpdateInfoParser, OptionalPartsAreReadAsFarAsTheyGo) {
   const test::LogCapture log;
   UpdateInfoParser parser = parsedWhole();
+  const UpdateInfo& info = parser.updateInfo();
   ZRString location;
   EXPECT_CODE(parser.parseText(R"({"downloadUrlTemplates":{"windowsDownloadUrlTemplate":"new"},
                                    "VNTMessenger":{"windowsDownloadUrl":"new","windowsDownloadSize":"x"}})",
                                location),
               ZRError::eNoError);
-  EXPECT_EQ(parser.windowsDownloadUrlTemplate, "new");
-  EXPECT_EQ(parser.macDownloadUrlTemplate, "m%d");
-  EXPECT_EQ(parser.messenger.windowsDownloadUrl, "new");
-  EXPECT_EQ(parser.messenger.windowsDownloadSize, 1U);
-  EXPECT_EQ(parser.messenger.macDownloadUrl, "mm");
-  EXPECT_TRUE(log.contains("d: ", "Error returned at parseText, updateinfoparser.cpp:")) << log.text();
+  EXPECT_EQ(info.windowsDownloadUrlTemplate, "new");
+  EXPECT_EQ(info.macDownloadUrlTemplate, "m%d");
+  EXPECT_EQ(info.messenger.windowsDownloadUrl, "new");
+  EXPECT_EQ(info.messenger.windowsDownloadSize, 1U);
+  EXPECT_EQ(info.messenger.macDownloadUrl, "mm");
+  EXPECT_LOGGED(log, "d: ", "Error returned at parseText, updateinfoparser.cpp:");
 }
 
 TEST(UpdateInfoParser, LocalFiles) {
@@ -181,24 +178,23 @@ TEST(UpdateInfoParser, LocalFiles) {
   UpdateInfoParser parser;
   EXPECT_CODE(parser.parseFile(path), ZRError::eNotFound);
   EXPECT_FALSE(test::exists(path));
-  EXPECT_TRUE(
-      log.contains("i: ", "ZRResult UpdateInfoParser::parseFile(const ZRString &) - fileName='" + path + "'"))
-      << log.text();
+  EXPECT_LOGGED(log,
+                "i: ", "ZRResult UpdateInfoParser::parseFile(const ZRString &) - fileName='" + path + "'");
 
   test::writeFile(path, "");
   EXPECT_CODE(parser.parseFile(path), ZRError::eNoError);
-  EXPECT_FALSE(parser.isParsed);
+  EXPECT_FALSE(parser.updateInfo().isParsed);
   test::writeFile(path, R"({"newLocation":"https://x"})");
   EXPECT_CODE(parser.parseFile(path), ZRError::eNoError);
-  EXPECT_FALSE(parser.isParsed);
+  EXPECT_FALSE(parser.updateInfo().isParsed);
 
   const std::string whole(kWhole);
   test::writeFile(path, whole + std::string(262145 - whole.size(), ' '));
   EXPECT_CODE(parser.parseFile(path), ZRError::ePreconditionFailed);
   test::writeFile(path, whole + std::string(262144 - whole.size(), ' '));
   EXPECT_CODE(parser.parseFile(path), ZRError::eNoError);
-  EXPECT_TRUE(parser.isParsed);
-  EXPECT_CODE(parser.parseFile(folder.path()), ZRError::eSomeError);
+  EXPECT_TRUE(parser.updateInfo().isParsed);
+  EXPECT_CODE(parser.parseFile(folder.path()), ZRError::eIOError);
 }
 
 }  // namespace

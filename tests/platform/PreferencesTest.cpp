@@ -9,8 +9,8 @@
 #include <filesystem>
 
 #include "tests/platform/Matchers.h"
-#include "tests/support/OrdinaryUser.h"
 #include "tests/support/Environment.h"
+#include "tests/support/OrdinaryUser.h"
 
 namespace {
 
