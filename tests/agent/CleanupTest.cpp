@@ -36,11 +36,10 @@ class CleanupTest : public ::testing::Test, public test::EngineHome {
     for (const std::uint32_t build : active)
       info.activeBuilds.emplace_back().buildNumber = build;
     info.updaterSettings = retirementSettings;
-    info.isParsed = isParsed;
+    info.isParsed = true;
     parts().cleanup.removeRetiredBuilds(info);
   }
   UpdateSettings retirementSettings{true, 1, 2};
-  bool isParsed = true;
 
   test::FixedClock clock;
 };
@@ -169,15 +168,12 @@ TEST_F(CleanupTest, TheLastBuildStaysWhileAnActiveOneIsMissing) {
 }
 
 TEST_F(CleanupTest, NothingIsRetiredWithoutValidSettings) {
-  const std::string path = test::makeEndpoint(olderVersions(), 5);
+  test::makeEndpoint(olderVersions(), 5);
   for (const UpdateSettings& bad : {UpdateSettings{true, -1, -1}, {true, 2, 2}, {true, 0, 0}}) {
     retirementSettings = bad;
     removeRetired({{5, 5}});
   }
-  retirementSettings = {true, 1, 2};
-  isParsed = false;
-  removeRetired({{5, 5}});
-  EXPECT_TRUE(test::exists(path));
+  EXPECT_TRUE(test::exists(installed(5)));
   EXPECT_LOGGED(log, "W: ", "Update info contains invalid settings, skipping removal of retired builds.");
 }
 

@@ -23,18 +23,21 @@ class HelperDataTest : public ::testing::Test, public test::AgentHome {
 };
 
 TEST_F(HelperDataTest, InstalledMeansAllThreeItems) {
-  setPreferences({{"VNTBuildNumber", 7000}});
+  struct Case {
+    plist::Dictionary preferences;
+    int build;
+    const char* message;
+  };
+  const Case cases[] = {
+      {{{"VNTBuildNumber", 7000}}, 7000, "isVNTHelperInstalled - installed VNTUpdate build is 7000"},
+      {{}, -1, "VNTUpdate prefs does not contain VNTBuildNumber"}};
   int build = 0;
-  EXPECT_TRUE(isVNTHelperInstalled(gVNTUpdateData, build));
-  EXPECT_EQ(build, 7000);
-  EXPECT_LOGGED(log, "i: ", "isVNTHelperInstalled - installed VNTUpdate build is 7000");
-  setPreferences({});
-  EXPECT_TRUE(isVNTHelperInstalled(gVNTUpdateData, build));
-  EXPECT_EQ(build, -1);
-  EXPECT_LOGGED(log, "i: ", "VNTUpdate prefs does not contain VNTBuildNumber");
-  test::writeFile(plistPath(), "garbage");
-  EXPECT_TRUE(isVNTHelperInstalled(gVNTUpdateData, build));
-  EXPECT_LOGGED(log, "i: ", "Error reading installed VNTUpdate prefs at " + plistPath());
+  for (const Case& c : cases) {
+    setPreferences(c.preferences);
+    EXPECT_TRUE(isVNTHelperInstalled(gVNTUpdateData, build));
+    EXPECT_EQ(build, c.build);
+    EXPECT_LOGGED(log, "i: ", c.message);
+  }
   EXPECT_FALSE(isVNTHelperInstalled(gVNTUpdateOldBrandedData, build));
   EXPECT_LOGGED(log, "i: ", "VNTUpdate (old-branded) is not installed");
 }

@@ -2,6 +2,7 @@
 
 #include "Code/MacOSX/VNTUpdate/DelayArithmetic.h"
 #include "tests/agent/AgentHome.h"
+#include "tests/support/OrdinaryUser.h"
 
 namespace {
 
@@ -124,6 +125,12 @@ TEST_F(ScheduleTest, NoEngineWithoutItsFolders) {
   std::filesystem::remove_all(applications());
   EXPECT_FALSE(VNTUpdate::init());
   EXPECT_LOGGED(log, "E: ", "No suitable installation path found - aborting!");
+  std::filesystem::permissions(tempPath(), std::filesystem::perms(0555));
+  {
+    const test::OrdinaryUser ordinary;
+    EXPECT_FALSE(VNTUpdate::init());
+  }
+  EXPECT_LOGGED(log, "E: ", "Local download folder inaccessible - aborting!");
   std::filesystem::remove_all(tempPath());
   EXPECT_FALSE(VNTUpdate::init());
   EXPECT_LOGGED(log, "E: ", "Local download folder not found - aborting!");
@@ -148,24 +155,19 @@ TEST_F(ScheduleTest, ValuesOfTheWrongTypeCountAsAbsent) {
 TEST_F(ScheduleTest, AnAddressThatMayNotBeUsedIsReplaced) {
   struct Case {
     std::string url;
-    std::vector<std::string> messages;
+    const char* message;
   };
+  const char* const kNoUrl = "The url scheme '(null)' is not safe. Using default URL.";
   const Case cases[] = {
-      {"http://x.vantora.example/c.json", {"The url scheme 'http' is not safe. Using default URL."}},
-      {"https://evil.example/c.json", {"Server 'evil.example' is not trusted. Using default URL."}},
-      {"ftp://evil.example/",
-       {"The url scheme 'ftp' is not safe. Using default URL.",
-        "Server 'evil.example' is not trusted. Using default URL."}},
-      {"https://x.vantora.example@evil.example/",
-       {"Server 'evil.example' is not trusted. Using default URL."}},
-      {std::string("https://x.vantora.example\0.evil.example/", 41),
-       {"The url scheme '(null)' is not safe. Using default URL."}},
-      {"", {"The url scheme '(null)' is not safe. Using default URL."}}};
+      {"http://x.vantora.example/c.json", "The url scheme 'http' is not safe. Using default URL."},
+      {"https://evil.example/c.json", "Server 'evil.example' is not trusted. Using default URL."},
+      {"https://x.vantora.example@evil.example/", "Server 'evil.example' is not trusted. Using default URL."},
+      {std::string("https://x.vantora.example\0.evil.example/", 41), kNoUrl},
+      {"", kNoUrl}};
   for (const Case& c : cases) {
     log.clear();
     EXPECT_EQ(usableUpdateInfoURL(c.url), test::kDefaultUpdateInfoUrl);
-    for (const auto& message : c.messages)
-      EXPECT_LOGGED(log, "d: ", message);
+    EXPECT_LOGGED(log, "d: ", c.message);
   }
   EXPECT_EQ(usableUpdateInfoURL("https://x.korvane.example/c.json"), "https://x.korvane.example/c.json");
   EXPECT_EQ(usableUpdateInfoURL(std::nullopt), test::kDefaultUpdateInfoUrl);
