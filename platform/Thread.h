@@ -39,17 +39,48 @@ class CancellationHold {
   int _before = PTHREAD_CANCEL_ENABLE;
 };
 
-/// The same, except that the thread may still be cancelled where it sleeps or waits (a cancellation point):
-/// it is unwound from there, and leaves no lock held.
+/// Whether a cancellation of the calling thread takes effect at once, wherever it is. For the classes below,
+/// which set it: asking the system costs more than most of what they guard.
+inline constinit thread_local bool isCancelledAtOnce = false;
+
+inline void setCancelledAtOnce(bool atOnce) {
+  int before = 0;
+  isCancelledAtOnce = atOnce;
+  pthread_setcanceltype(atOnce ? PTHREAD_CANCEL_ASYNCHRONOUS : PTHREAD_CANCEL_DEFERRED, &before);
+}
+
+/// As CancellationHold, except that the thread may still be cancelled where it sleeps or waits (a
+/// cancellation point): it is unwound from there, and leaves no lock held. This is how every thread begins.
 class DeferredCancellation {
  public:
-  DeferredCancellation() { pthread_setcanceltype(PTHREAD_CANCEL_DEFERRED, &_before); }
-  ~DeferredCancellation() noexcept(false) { pthread_setcanceltype(_before, &_before); }
+  DeferredCancellation() {
+    if (_before) setCancelledAtOnce(false);
+  }
+  ~DeferredCancellation() noexcept(false) {
+    if (_before) setCancelledAtOnce(true);
+  }
   DeferredCancellation(const DeferredCancellation&) = delete;
   DeferredCancellation& operator=(const DeferredCancellation&) = delete;
 
  private:
-  int _before = PTHREAD_CANCEL_DEFERRED;
+  bool _before = isCancelledAtOnce;
+};
+
+/// For its scope a cancellation of the calling thread takes effect at once, also in the middle of a
+/// calculation.
+class ImmediateCancellation {
+ public:
+  ImmediateCancellation() {
+    if (!_before) setCancelledAtOnce(true);
+  }
+  ~ImmediateCancellation() noexcept(false) {
+    if (!_before) setCancelledAtOnce(false);
+  }
+  ImmediateCancellation(const ImmediateCancellation&) = delete;
+  ImmediateCancellation& operator=(const ImmediateCancellation&) = delete;
+
+ private:
+  bool _before = isCancelledAtOnce;
 };
 
 }  // namespace platform

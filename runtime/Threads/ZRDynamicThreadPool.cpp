@@ -8,6 +8,7 @@
 #include <thread>
 #include <utility>
 
+#include "platform/Thread.h"
 #include "runtime/Code/ZRLog.h"
 
 namespace {
@@ -34,13 +35,19 @@ ZRDynamicPoolWorkerThread::~ZRDynamicPoolWorkerThread() {
 }
 
 ZRResult ZRDynamicPoolWorkerThread::run() {
+  const platform::DeferredCancellation deferred;  // what is the pool's is left in order
   showIdle();
   while (boost::shared_ptr<ZRTask> task = _pool.nextTask(*this)) {
     showTask(*task);
-    reportFailure(task->complete(task->run(*this)), ZR_HERE);
+    reportFailure(task->complete(runTask(*task)), ZR_HERE);
   }
   showIdle();
   return ZRError::eNoError;
+}
+
+ZRResult ZRDynamicPoolWorkerThread::runTask(ZRTask& task) {
+  const platform::ImmediateCancellation immediate;
+  return task.run(*this);
 }
 
 void ZRDynamicPoolWorkerThread::showIdle() {

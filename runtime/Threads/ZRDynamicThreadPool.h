@@ -32,6 +32,7 @@ class ZRDynamicPoolWorkerThread final : public ZRThread {
   friend class ZRDynamicThreadPool;
   static constexpr std::int64_t kIdle = -0x1'0000'0000;  ///< in the place of a task's number
 
+  ZRResult runTask(ZRTask& task);
   /// Name the thread, unless it has the name already: between two tasks of one name it keeps theirs.
   void showIdle();
   void showTask(const ZRTask& task);

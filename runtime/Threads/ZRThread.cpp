@@ -114,7 +114,7 @@ void ZRThread::live(ZRThread& thread) {
   // Cancellation is to take effect at once, but only in the body: here it would leave our own locks held.
   int previous = 0;
   pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &previous);
-  pthread_setcanceltype(PTHREAD_CANCEL_ASYNCHRONOUS, &previous);
+  const platform::ImmediateCancellation immediate;
   takeName(thread.name());
   static_cast<void>(
       life->startEvent.wait(kNoLimit));  // without a limit there is nothing that it could fail with
