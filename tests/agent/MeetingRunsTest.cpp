@@ -75,9 +75,8 @@ TEST_F(MeetingRuns, TwoAtOnceInstallEachBuildOnceAndWhole) {
 }
 
 TEST_F(MeetingRuns, AKillAtAnyMomentLeavesNothingTornAndNothingBehind) {
-  const auto pause = 20ms;
   bool hasEnded = false;
-  for (auto delay = 0ms; !hasEnded; delay += pause) {
+  for (auto delay = 0ms; !hasEnded; delay += 30ms) {
     SCOPED_TRACE(delay.count());
     installOldBuilds();
     hasEnded = process.start()->waitForExit(delay);  // else killed
@@ -90,20 +89,18 @@ TEST_F(MeetingRuns, AKillAtAnyMomentLeavesNothingTornAndNothingBehind) {
 }
 
 TEST_F(MeetingRuns, AFailureOfAnyChangeIsMendedByTheNextRun) {
-  for (const int number : {ENOSPC, EIO}) {
-    bool hasFailed = true;
-    for (unsigned n = 1; hasFailed; ++n) {
-      SCOPED_TRACE(n);
-      installOldBuilds();
-      fileManager.failNth(n, number);
-      static_cast<void>(VNTUpdate::initWithFileManager(fileManager)->checkForUpdate());
-      hasFailed = fileManager.changes() >= n;
-      expectWholeBuilds();
-      fileManager.heal();
-      EXPECT_EQ(process.run(), 0);
-      expectDone();
-      if (HasFailure()) FAIL() << log.text() << process.logged();
-    }
+  bool hasFailed = true;
+  for (unsigned n = 1; hasFailed; ++n) {
+    SCOPED_TRACE(n);
+    installOldBuilds();
+    fileManager.failNth(n, n % 2 == 0 ? ENOSPC : EIO);
+    static_cast<void>(VNTUpdate::initWithFileManager(fileManager)->checkForUpdate());
+    hasFailed = fileManager.changes() >= n;
+    expectWholeBuilds();
+    fileManager.heal();
+    EXPECT_EQ(process.run(), 0);
+    expectDone();
+    if (HasFailure()) FAIL() << log.text() << process.logged();
   }
 }
 

@@ -332,6 +332,7 @@ TEST_F(MessengerFromServer, WhatAKilledRunLeftIsNotUsed) {
   ASSERT_TRUE(writeRegistryString("VNTMessenger", "true").isSuccess());
   serveDocument(document(kAddress));
   serveArchive(staging::Reply::text(test::readFile(staging / "messenger.zip")).trickling(5ms));
+  const auto session = test::ScopedEnvironment::with({{"UNZIP", "-Z"}, {"UNZIPOPT", "-Z"}});  // no tool's
   const test::AgentProcess process(home, fs::path(platform::executablePath()).parent_path() / "VNTUpdate");
   const auto hasBegun = [this] {
     const auto requests = server.requests();
