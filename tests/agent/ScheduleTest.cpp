@@ -131,6 +131,7 @@ TEST_F(ScheduleTest, NoEngineWithoutItsFolders) {
     EXPECT_FALSE(VNTUpdate::init());
   }
   EXPECT_LOGGED(log, "E: ", "Local download folder inaccessible - aborting!");
+  std::filesystem::permissions(tempPath(), std::filesystem::perms(0755));
   std::filesystem::remove_all(tempPath());
   EXPECT_FALSE(VNTUpdate::init());
   EXPECT_LOGGED(log, "E: ", "Local download folder not found - aborting!");
