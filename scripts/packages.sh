@@ -30,7 +30,7 @@ require_packages() {
 want_packages() {
   local package
   for package in "$@"; do
-    apt-cache policy "$package" 2>/dev/null | grep -q 'Candidate: [^(]' || continue
+    [[ $(apt-cache policy "$package" 2>/dev/null) == *"Candidate: "[0-9]* ]] || continue
     require_packages "$package" || return 1
   done
 }
