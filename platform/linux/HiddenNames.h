@@ -5,9 +5,9 @@
 
 #include "platform/Error.h"
 
-/// Names of what is half done: ".vantora-" and six characters that nobody can foresee. An item of such a name
-/// is never looked at as anything else; what a process that ended early left under one may be removed by
-/// whoever comes next.
+/// Names of what is half done: ".vantora-" and sixteen hexadecimal digits that nobody can foresee. An item of
+/// such a name is never looked at as anything else; what a process that ended early left under one may be
+/// removed by whoever comes next.
 namespace platform {
 
 /// A fresh name. That it is free is for its user to make sure (O_EXCL, RENAME_NOREPLACE).

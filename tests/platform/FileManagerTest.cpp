@@ -259,7 +259,7 @@ TEST_F(FileManagerTest, WorkInProgressHasNamesOfItsOwn) {
   ASSERT_THAT(manager.createPrivateFolder(folder / "", another), Succeeded());
   EXPECT_NE(work, another);
   for (const char* name :
-       {".vantora-12-3", ".vantora-settings", ".vantora-", ".vantora-1-", "vantora-AbC123"})
+       {".vantora-12-3", ".vantora-backup", ".vantora-Backup", ".vantora-", ".vantora-1-", "vantora-AbC123"})
     test::writeFile(folder / name, "x");
   EXPECT_THAT(manager.unfinishedItems(folder / ""),
               testing::UnorderedElementsAre(work, another, folder / ".vantora-12-3"));
