@@ -23,7 +23,7 @@ struct [[nodiscard]] Error {
 };
 
 /// The error of a failed system call: domain POSIX, code `number` (an errno value), and the system's text
-/// for it, preceded by "`subject`: " when a subject (a path, a name) is given.
+/// for it, preceded by "`subject`: " when a subject (a path, a name) is given, on one line.
 Error posixError(int number, std::string_view subject = {});
 
 }  // namespace platform

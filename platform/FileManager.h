@@ -58,7 +58,8 @@ class FileManager {
   /// Moves a finished item. Fails with EEXIST when the target exists, whatever kind it is. Atomic on one
   /// volume; across volumes it copies beside the target, renames into place, then removes the source: the
   /// target is never seen incomplete, and the source is whole until the target is. Durable: everything in the
-  /// item is on the disk before it has its new name, and so is the name afterwards.
+  /// item is on the disk before it has its new name. Once it has, the move has succeeded: what is left of the
+  /// source on another volume is no failure.
   [[nodiscard]] virtual Error moveItem(const std::string& from, const std::string& to);
 
   /// Removes an item with everything in it, never following a link. A missing item is an error (ENOENT). A

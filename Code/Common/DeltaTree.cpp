@@ -9,6 +9,7 @@
 #include <memory>
 
 #include "platform/Path.h"
+#include "platform/Printable.h"
 
 namespace {
 
@@ -60,7 +61,7 @@ ZRResult resolveTreeTop(const ZRString& folder, ZRString& resolved) {
   itself.trimRight("/");  // with a "/" at the end a link would be looked through
   const TreeEntry entry = treeEntry(itself);
   if (entry == TreeEntry::linkToFolder || entry == TreeEntry::otherLink) {
-    return ZRResult(ZRError::eNoAccess, "%s is a link", itself.c_str());
+    return ZRResult(ZRError::eNoAccess, "%s is a link", platform::onOneLine(itself.view()).c_str());
   }
   return resolvePath(folder, resolved);
 }
@@ -74,7 +75,8 @@ ZRResult requirePlainTree(const std::string& folder) {
   errno = 0;
   while (const FTSENT* entry = ::fts_read(walk.get())) {
     if (!isPlain(*entry)) {
-      return ZRResult(ZRError::eNoAccess, "%s is no plain file, folder or link", entry->fts_path);
+      return ZRResult(ZRError::eNoAccess, "%s is no plain file, folder or link",
+                      platform::onOneLine(entry->fts_path).c_str());
     }
     errno = 0;
   }
@@ -88,7 +90,8 @@ ZRString withTrailingSlash(const ZRString& path) {
 ZRResult DeltaTree::requireInside(const ZRString& path) const {
   ZRString resolved;
   if (resolvePath(path, resolved).isFailure() || holds(resolved)) return ZRError::eNoError;
-  return ZRResult(ZRError::eNoAccess, "%s leads out of %s", path.c_str(), _top.c_str());
+  return ZRResult(ZRError::eNoAccess, "%s leads out of %s", platform::onOneLine(path.view()).c_str(),
+                  _top.c_str());
 }
 
 bool DeltaTree::holdsFile(const ZRString& path) {

@@ -6,6 +6,7 @@
 
 #include "Code/Common/BundleExecutables.h"
 #include "Code/Common/DeltaTree.h"
+#include "platform/Printable.h"
 #include "runtime/Applications/ZRProcessManager.h"
 #include "runtime/Code/ZRLog.h"
 #include "runtime/Code/ZRMemBlock.h"
@@ -22,7 +23,11 @@ constexpr std::uint32_t kChmodLimitMilliseconds = 10000;
 constexpr std::uint32_t kKillLimitMilliseconds = 5000;
 
 constexpr std::string_view kPatchSuffix = ".bsdiff";
-constexpr const char* kCheckSumsName = "FileCheckSums.txt";
+
+/// A name that a package brought, as it may stand in a message.
+std::string shown(const ZRString& name) {
+  return platform::onOneLine(name.view());
+}
 
 using TaskList = std::vector<boost::shared_ptr<ZRTask>>;
 
@@ -45,7 +50,7 @@ ZRResult waitForTasks(const TaskList& tasks) {
 ZRResult quoteArgument(const ZRString& text, ZRString& quoted) {
   if (text.find('"') != ZRString::npos) {
     return ZRResult(ZRError::eBadParameter, "A command line cannot carry the double quote in %s",
-                    text.c_str());
+                    shown(text).c_str());
   }
   quoted = "\"" + text + "\"";
   return ZRError::eNoError;
@@ -109,12 +114,12 @@ class TreePatcher {
   /// or a file that has another name elsewhere would take the bytes out of the tree.
   static ZRResult requirePatchable(const ZRString& patch, const ZRString& newFile) {
     if (treeEntry(patch) != TreeEntry::file) {
-      return ZRResult(ZRError::eNoAccess, "%s is not a file", patch.c_str());
+      return ZRResult(ZRError::eNoAccess, "%s is not a file", shown(patch).c_str());
     }
     const TreeEntry inTheWay = treeEntry(newFile);
     const bool isOnlyName = inTheWay == TreeEntry::file && !hasOtherNames(newFile);
     if (inTheWay != TreeEntry::nothing && inTheWay != TreeEntry::folder && !isOnlyName) {
-      return ZRResult(ZRError::eNoAccess, "%s is in the way of a patched file", newFile.c_str());
+      return ZRResult(ZRError::eNoAccess, "%s is in the way of a patched file", shown(newFile).c_str());
     }
     return ZRError::eNoError;
   }
@@ -124,6 +129,9 @@ class TreePatcher {
 };
 
 // ---------------------------------------------------------------------------------------------- digests
+
+constexpr std::uint64_t kMaxCheckSumsBytes = 16U << 20;
+constexpr std::size_t kMaxCheckSums = 100'000;
 
 constexpr const char* kVerifyContext = "ZRResult verifyCheckSums(ZRString, ZRDynamicThreadPool *)";
 
@@ -139,13 +147,17 @@ ZRResult fileDigest(const ZRString& path, ZRString& text) {
   return ZRError::eNoError;
 }
 
-/// Opening something else than a file could wait for ever, or read elsewhere.
+/// Opening something else than a file could wait for ever, or read elsewhere; a list far longer than that of
+/// any build would fill the memory.
 ZRResult openCheckSums(const ZRString& path, ZRFile& list) {
   const TreeEntry entry = treeEntry(path);
   if (entry != TreeEntry::file && entry != TreeEntry::nothing) {
-    return ZRResult(ZRError::eNoAccess, "%s is not a file", path.c_str());
+    return ZRResult(ZRError::eNoAccess, "%s is not a file", shown(path).c_str());
   }
-  return list.open(path, ZRFile::eRead, ZRFile::eOpenExisting);
+  ZR_RETURN_FAILURE(list.open(path, ZRFile::eRead, ZRFile::eOpenExisting));
+  std::uint64_t bytes = 0;
+  ZR_RETURN_FAILURE(list.getSize(bytes));
+  return bytes <= kMaxCheckSumsBytes ? ZRResult() : ZRResult(ZRError::eTooLong);
 }
 
 /// Reads the list and queues a check for each line.
@@ -166,6 +178,7 @@ class CheckQueue {
 
  private:
   ZRResult add(const ZRString& line) {
+    if (_tasks.size() == kMaxCheckSums) return ZRError::eTooMany;
     const std::size_t blank = line.findLast(' ');
     if (blank == ZRString::npos) return ZRError::eUnexpected;
     const auto pathLength = static_cast<std::int32_t>(blank);
@@ -275,13 +288,13 @@ CheckTask::CheckTask(ZRString expectedDigest, ZRString filePath, Where where)
 
 ZRResult CheckTask::run(ZRDynamicPoolWorkerThread& /*worker*/) {
   if (_where == Where::elsewhere || ZRFile::exists(_filePath).code() != ZRStatus::eYes) {
-    return ZRResult(ZRError::eNotFound, "File %s not found", _filePath.c_str())
+    return ZRResult(ZRError::eNotFound, "File %s not found", shown(_filePath).c_str())
         .wrapped("Error returned", ZR_HERE);
   }
   ZRString digest;
   ZR_RETURN_FAILURE(fileDigest(_filePath, digest));
   if (digest == _expectedDigest) return ZRError::eNoError;
-  zrrt::log(ZRLogLevel::eError, "File %s checksum %s verification failed!", _filePath.c_str(),
-            _expectedDigest.c_str());
+  zrrt::log(ZRLogLevel::eError, "File %s checksum %s verification failed!", shown(_filePath).c_str(),
+            shown(_expectedDigest).c_str());
   return ZRResult(ZRError::eUnexpected).wrapped("Error returned", ZR_HERE);
 }

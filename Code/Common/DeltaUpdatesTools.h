@@ -17,6 +17,9 @@ class ZRDynamicThreadPool;
 /// file outside its own folder: what a symbolic link, a ".." or a device in the tree would lead to is
 /// refused, never followed.
 
+/// The name of the list of digests, at the top of a package until it has been checked.
+inline constexpr const char* kCheckSumsName = "FileCheckSums.txt";
+
 /// Applies every patch in `deltaFolder` to the files of `sourceFolder`, on the pool, and deletes each patch
 /// that has been applied. Folders are walked one after the other; the patches of one folder run side by side.
 /// After a failure the tree is of no more use, and tasks of it may still be queued or running: stop the pool
@@ -29,9 +32,9 @@ ZRResult applyPatch(const ZRString& deltaFolder, const ZRString& sourceFolder, Z
 /// Checks every file of "FileCheckSums.txt" in `folder` on the pool, all of them also after a mismatch, and
 /// deletes the list when all match. A line is a path relative to the folder, one blank and 32 lower-case
 /// hexadecimal digits. No check is running any more when it answers. Fails: the open error of a missing list;
-/// eUnexpected for a line without a blank; else the first failure in the order of the list: eNotFound "File
-/// %s not found", also for a path that leads outside the folder or to something that is not a file,
-/// eUnexpected for another digest.
+/// eTooLong for one of more than 16 MiB; eTooMany for more than 100,000 lines; eUnexpected for a line without
+/// a blank; else the first failure in the order of the list: eNotFound "File %s not found", also for a path
+/// that leads outside the folder or to something that is not a file, eUnexpected for another digest.
 ZRResult verifyCheckSums(ZRString folder, ZRDynamicThreadPool* pool);
 
 /// Makes the executables of a client bundle executable for all: patched files have lost that.

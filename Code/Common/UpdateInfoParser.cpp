@@ -4,8 +4,8 @@
 #include <string>
 #include <utility>
 
+#include "platform/Printable.h"
 #include "runtime/Code/ZRLog.h"
-#include "runtime/Code/ZRPrintable.h"
 #include "runtime/File/ZRFile.h"
 #include "runtime/Json/ZRJsonParser.h"
 
@@ -130,7 +130,7 @@ ZRResult readRecords(const ZRJsonValue& document, const ListSource& source,
   for (std::size_t i = 0; i < count; ++i) {
     ZRJsonValue item;
     if (ZRResult result = list.getItem(i, item); result.isFailure()) {
-      result.append(source.failure, static_cast<unsigned long>(i), zrrt::onOneLine(source.text).c_str());
+      result.append(source.failure, static_cast<unsigned long>(i), platform::onOneLine(source.text).c_str());
       return result;
     }
     Record record;
@@ -169,7 +169,7 @@ ZRResult UpdateInfoParser::parseText(const char* text, ZRString& newLocation) {
   ZRJsonValue document;
   if (ZRResult parsed = ZRJsonParser::parse(text, std::strlen(text), document, kMaxValues);
       parsed.isFailure()) {
-    parsed.append("Parsing of the following JSON input failed:\n %s", zrrt::onOneLine(text).c_str());
+    parsed.append("Parsing of the following JSON input failed:\n %s", platform::onOneLine(text).c_str());
     return parsed;
   }
   if (readUrl(document, "newLocation", newLocation).isSuccess() && !newLocation.isEmpty()) {

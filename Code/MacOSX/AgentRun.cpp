@@ -88,14 +88,8 @@ void installWantedMessenger(VNTUpdate& engine) {
 void lookAfterMessenger(VNTUpdate& engine) {
   bool wasInstalled = false;
   if (getMessengerWasInstalled(wasInstalled).code() == ZRError::eNoError && wasInstalled) return;
-  const auto found = MacMessengerUtilities::findMessenger();
-  if (!found.paths.empty()) {
+  if (MacMessengerUtilities::findMessenger()) {
     static_cast<void>(setMessengerWasInstalled(true));
-    return;
-  }
-  if (!found.sawEverything) {
-    zrrt::log(ZRLogLevel::eWarning,
-              "VNTUpdate: Cannot see whether Messenger is installed, leaving it alone.");
     return;
   }
   ZRString wanted;
@@ -113,13 +107,17 @@ void checkWhenDue(VNTUpdate& engine) {
   }
 }
 
+/// Whether there may be builds although none is seen: then nothing can be decided.
+bool areOutOfSight(const Endpoints& endpoints) {
+  if (!endpoints.paths.empty() || endpoints.sawEverything) return false;
+  zrrt::log(ZRLogLevel::eWarning,
+            "VNTUpdate: No endpoints seen, but not everything could be looked at. Leaving all as it is.");
+  return true;
+}
+
 void performRoutinePass(VNTUpdate& engine) {
   const Endpoints endpoints = engine.allInstalledBuilds();
-  if (endpoints.paths.empty() && !endpoints.sawEverything) {
-    zrrt::log(ZRLogLevel::eWarning,
-              "VNTUpdate: No endpoints seen, but not everything could be looked at. Leaving all as it is.");
-    return;
-  }
+  if (areOutOfSight(endpoints)) return;
   if (endpoints.paths.empty()) return uninstallHelpers();
   if (endpoints.paths.size() > 1) {
     zrrt::log(ZRLogLevel::eInformation, "VNTUpdate: Cleaning up unused endpoints.");
@@ -136,13 +134,14 @@ void performPass(int argc, char* argv[]) {
   zrrt::log(ZRLogLevel::eInformation, "VNTUpdate activated at %s",
             platform::describe(platform::now()).c_str());
   platform::FolderLock lock;
-  if (!lockOutOtherAgents(lock, kOtherRunLimit)) return;
+  const OtherRuns others = lockOutOtherAgents(lock, kOtherRunLimit);
+  if (others == OtherRuns::atWork) return;
   const auto engine = VNTUpdate::init();
   if (!engine) return;  // an unreadable preference file must never remove an installed agent
-  engine->removeUnfinishedWork();
+  if (others == OtherRuns::lockedOut) engine->inheritLeftovers();
   ZRString build;
   if (options.getOption("DeltaInstall", build).code() == ZRError::eNoError) {
-    engine->downloadAndInstall(buildNumberOf(build));
+    if (!areOutOfSight(engine->allInstalledBuilds())) engine->downloadAndInstall(buildNumberOf(build));
   } else {
     performRoutinePass(*engine);
   }

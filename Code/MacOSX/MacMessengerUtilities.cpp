@@ -5,6 +5,7 @@
 #include "Code/Common/DeltaTree.h"
 #include "Code/MacOSX/PrivateFolder.h"
 #include "Code/MacOSX/ToolRun.h"
+#include "platform/ApplicationRegistry.h"
 #include "platform/CodeSignature.h"
 #include "platform/Folders.h"
 #include "platform/Path.h"
@@ -87,9 +88,11 @@ std::optional<std::string> unpackApplication(FileManager& fileManager, const std
 
 }  // namespace
 
-platform::applications::Found MacMessengerUtilities::findMessenger() {
-  return isOsVersion(10, true) ? platform::applications::applicationsForBundleIdentifier(kMessengerIdentifier)
-                               : platform::applications::findApplication(kMessengerIdentifier);
+std::optional<std::string> MacMessengerUtilities::findMessenger() {
+  using namespace platform::applications;
+  auto found = isOsVersion(10, true) ? applicationsForBundleIdentifier(kMessengerIdentifier)
+                                     : findApplication(kMessengerIdentifier);
+  return found.paths.empty() ? std::nullopt : std::optional(std::move(found.paths.front()));
 }
 
 std::vector<platform::RunningApplication> MacMessengerUtilities::runningMessengerApps() {
@@ -189,7 +192,11 @@ bool MacMessengerUtilities::unarchiveIntoApplicationsFolder(FileManager& fileMan
                                                             const std::string& archive) {
   // What stands beside the archive under the unpack folder's name is somebody else's: ours are never there.
   const std::string parent = platform::parentFolder(archive);
-  if (treeEntry(parent + kUnpackFolder) != TreeEntry::nothing) return false;
+  if (treeEntry(parent + kUnpackFolder) != TreeEntry::nothing) {
+    zrrt::logEntry(ZRLogLevel::eWarning, kInstall, nullptr, "%s%s is in the way", parent.c_str(),
+                   kUnpackFolder);
+    return false;
+  }
   PrivateFolder work(fileManager, parent);
   const std::string folder = work.path() + kUnpackFolder;
   if (!work.exists() || makeFolderAtPath(fileManager, folder) != eCreated) return false;

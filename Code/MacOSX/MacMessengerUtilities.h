@@ -4,7 +4,6 @@
 #include <string>
 #include <vector>
 
-#include "platform/ApplicationRegistry.h"
 #include "platform/FileManager.h"
 #include "platform/RunningApplications.h"
 
@@ -14,8 +13,8 @@ class MacMessengerUtilities {
  public:
   enum FolderOutcome { eCreated = 0, eExisted = 1, eFailed = 2 };
 
-  /// The installed Messenger: the first path, if there is any.
-  [[nodiscard]] static platform::applications::Found findMessenger();
+  /// The path of the installed Messenger, if there is any.
+  [[nodiscard]] static std::optional<std::string> findMessenger();
   [[nodiscard]] static std::vector<platform::RunningApplication> runningMessengerApps();
   [[nodiscard]] static bool isMessengerRunning();
   /// Whether the first running instance is the active application.

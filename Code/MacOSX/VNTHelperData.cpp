@@ -71,8 +71,22 @@ ZRResult removeFile(platform::FileManager& fileManager, const std::string& path)
   return result;
 }
 
+ZRResult removePreferencesAndExecutable(const VNTHelperData& helper, platform::FileManager& fileManager,
+                                        const std::string& library) {
+  if (removeFile(fileManager, library + "/" + helper.preferencesPlist()).isFailure()) {
+    zrrt::log(ZRLogLevel::eError, "unable to remove %s prefs plist", helper.displayName());
+    return ZRError::eNoAccess;
+  }
+  if (removeFile(fileManager, library + "/" + helper.executableFolder()).isFailure()) {
+    zrrt::log(ZRLogLevel::eError, "unable to remove %s executable", helper.displayName());
+    return ZRError::eNoAccess;
+  }
+  return ZRError::eNoError;
+}
+
 /// What the session keeps of the launch agent beside its plist. Without the plist it starts nothing, so what
-/// cannot be removed is only litter.
+/// cannot be removed is only litter. It takes its time, so it comes when the rest is done: nothing starts an
+/// agent again that is ended in the middle.
 void removeRegistration(const VNTHelperData& helper) {
   const auto error = platform::removeLaunchAgent(helper.launchAgentLabel());
   if (!error.failed()) return;
@@ -187,17 +201,10 @@ ZRResult uninstallVNTHelper(const VNTHelperData& helper, platform::FileManager& 
     zrrt::log(ZRLogLevel::eError, "unable to remove %s launch agent plist", name);
     return ZRError::eNoAccess;
   }
+  const ZRResult removed = removePreferencesAndExecutable(helper, fileManager, *library);
   removeRegistration(helper);
-  if (removeFile(fileManager, *library + "/" + helper.preferencesPlist()).isFailure()) {
-    zrrt::log(ZRLogLevel::eError, "unable to remove %s prefs plist", name);
-    return ZRError::eNoAccess;
-  }
-  if (removeFile(fileManager, *library + "/" + helper.executableFolder()).isFailure()) {
-    zrrt::log(ZRLogLevel::eError, "unable to remove %s executable", name);
-    return ZRError::eNoAccess;
-  }
-  zrrt::log(ZRLogLevel::eInformation, "%s has been uninstalled", name);
-  return ZRError::eNoError;
+  if (removed.isSuccess()) zrrt::log(ZRLogLevel::eInformation, "%s has been uninstalled", name);
+  return removed;
 }
 
 ZRResult readRegistryString(const char* name, ZRString& value) {

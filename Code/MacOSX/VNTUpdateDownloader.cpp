@@ -4,9 +4,9 @@
 #include <new>
 #include <utility>
 
+#include "platform/Printable.h"
 #include "platform/RunLoop.h"
 #include "runtime/Code/ZRLog.h"
-#include "runtime/Code/ZRPrintable.h"
 
 namespace {
 
@@ -149,7 +149,7 @@ platform::UrlRequest VNTUpdateDownloader::willSendRequest(platform::UrlDownload&
                                                           platform::UrlRequest request,
                                                           const platform::UrlResponse* redirect) {
   if (redirect != nullptr) {
-    zrrt::log(ZRLogLevel::eDebug, "%s", zrrt::onOneLine(redirect->description).c_str());
+    zrrt::log(ZRLogLevel::eDebug, "%s", platform::onOneLine(redirect->description).c_str());
     zrrt::log(ZRLogLevel::eDebug, "Sending request for '%s'", request.url.absoluteString().c_str());
   }
   setStartTime(platform::now());
@@ -162,7 +162,7 @@ bool VNTUpdateDownloader::canAuthenticateAgainst(platform::UrlDownload& /*downlo
       ZRLogLevel::eDebug,
       "\n\tauthenticationMethod: %s\n\thost: %s\n\tisProxy: %s\n\tport: %tu\n\tprotocol: %s\n\trealm: %s",
       space.authenticationMethod.c_str(), space.host.c_str(), space.isProxy ? "true" : "false",
-      std::size_t{space.port}, space.protocol.c_str(), zrrt::onOneLine(space.realm).c_str());
+      std::size_t{space.port}, space.protocol.c_str(), platform::onOneLine(space.realm).c_str());
   return true;
 }
 
@@ -180,8 +180,9 @@ void VNTUpdateDownloader::didReceiveResponse(platform::UrlDownload& /*download*/
             "\n\texpectedContentLength: %llu\n\tsuggestedFilename:     %s\n\tMIMEType:              %s"
             "\n\ttextEncodingName:      %s\n\tURL:                   %s",
             static_cast<unsigned long long>(_bytesExpected),
-            zrrt::onOneLine(response.suggestedFilename).c_str(), zrrt::onOneLine(response.mimeType).c_str(),
-            zrrt::onOneLine(response.textEncodingName).c_str(), response.url.absoluteString().c_str());
+            platform::onOneLine(response.suggestedFilename).c_str(),
+            platform::onOneLine(response.mimeType).c_str(),
+            platform::onOneLine(response.textEncodingName).c_str(), response.url.absoluteString().c_str());
   setStartTime(platform::now());
 }
 
@@ -211,7 +212,7 @@ void VNTUpdateDownloader::didFinish(platform::UrlDownload& /*download*/) {
 void VNTUpdateDownloader::didFail(platform::UrlDownload& /*download*/, const platform::Error& error) {
   const auto code = static_cast<std::ptrdiff_t>(error.code);
   zrrt::log(ZRLogLevel::eError, "Download error: domain: %s, error code: %zd, description: %s",
-            std::string(error.domain).c_str(), code, zrrt::onOneLine(error.description).c_str());
+            std::string(error.domain).c_str(), code, platform::onOneLine(error.description).c_str());
   setError(error);
   *_result =
       ZRResult(resultCode(error.code), "Download failed with native error code %zd and description \"%s\"",

@@ -5,10 +5,12 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <set>
 #include <string_view>
 
 #include "platform/Bundle.h"
+#include "platform/Clock.h"
 #include "platform/Folders.h"
 #include "platform/linux/Bundles.h"
 #include "platform/linux/FileDescriptor.h"
@@ -84,6 +86,16 @@ bool takeInformation(const std::vector<Application>& known, Application& applica
   return true;
 }
 
+/// Whether an information dictionary that makes no sense is all that there will be: not that of a bundle that
+/// was read before, nor one that is just being written.
+bool isHopeless(const Application& application, const std::vector<Application>& known) {
+  constexpr std::chrono::hours kWritingLimit{24};
+  const Seconds changed = std::chrono::nanoseconds(application.information.changed);
+  return application.information.size > 0 && now().time_since_epoch() - changed > kWritingLimit &&
+         std::none_of(known.begin(), known.end(),
+                      [&](const Application& candidate) { return candidate.path == application.path; });
+}
+
 bool isBundleName(std::string_view name) {
   return name.ends_with(".app");
 }
@@ -141,7 +153,8 @@ Examination examine(const std::string& path, const std::vector<Application>& kno
   application.information = fingerprintOf(information);
   if (!takeInformation(known, application)) {
     if (const auto error = readInformation(application)) {
-      return failedExamination(error.domain == kPosixErrorDomain ? error.code : EINVAL);
+      if (error.domain == kPosixErrorDomain) return failedExamination(error.code);
+      return {std::nullopt, isHopeless(application, known)};
     }
   }
   return {std::move(application), true};

@@ -125,7 +125,7 @@ Error writeFileAtomically(const std::string& path, const std::string& bytes) {
 
   TemporaryFile file(folder.get());
   const bool done = file.isOpen() && (!exists || file.takeAccess(existing)) && file.store(bytes) &&
-                    file.renameTo(name) && flushFolder(folder.get());
+                    file.renameTo(name) && flushed(folder.get());
   return done ? Error{} : posixError(errno, path);
 }
 

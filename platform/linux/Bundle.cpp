@@ -10,6 +10,7 @@
 
 #include "platform/linux/Bundles.h"
 #include "platform/linux/FileTree.h"
+#include "platform/linux/PropertyListFormats.h"
 
 namespace platform {
 
@@ -51,7 +52,7 @@ Error bundleInformation(const std::string& bundlePath, plist::Dictionary& inform
   plist::Value value;
   if (auto error = plist::read(path, value)) return error;
   auto* dictionary = value.as<plist::Dictionary>();
-  if (dictionary == nullptr) return posixError(EINVAL, path);
+  if (dictionary == nullptr) return plist::malformed(path);
   information = std::move(*dictionary);
   return {};
 }

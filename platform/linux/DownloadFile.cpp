@@ -57,6 +57,7 @@ Error DownloadFile::write(std::string_view bytes) {
 }
 
 Error DownloadFile::commit() {
+  if (!flushed(_file.get())) return fileError(UrlErrorCode::cannotWriteToFile, errno, _path);
   if (!_file.close()) return fileError(UrlErrorCode::cannotCloseFile, errno, _path);
   const bool moved =
       _overwrite ? rename(_writePath.c_str(), _path.c_str()) == 0 : renameToFreeName(_writePath, _path);

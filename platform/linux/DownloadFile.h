@@ -9,7 +9,7 @@
 namespace platform {
 
 /// The file that a download writes: under a hidden name beside its destination, where it appears when it is
-/// whole. Errors are of the URL domain, with the system's text in the description.
+/// whole, also after a power cut. Errors are of the URL domain, with the system's text in the description.
 class DownloadFile {
  public:
   DownloadFile() = default;
@@ -28,7 +28,8 @@ class DownloadFile {
   Error create();
   /// Fails: cannotWriteToFile.
   Error write(std::string_view bytes);
-  /// Closes the file; it is now at `path()`. Fails: cannotCloseFile, cannotMoveFile.
+  /// Closes the file; it is now at `path()`. Fails: cannotWriteToFile, cannotCloseFile,
+  /// cannotMoveFile.
   Error commit();
   /// Closes the file, if one was created, and removes it, or leaves what there is of it at a `path()` that is
   /// free. Fails: cannotRemoveFile.

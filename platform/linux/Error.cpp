@@ -3,6 +3,8 @@
 #include <array>
 #include <cstring>
 
+#include "platform/Printable.h"
+
 namespace platform {
 namespace {
 
@@ -15,7 +17,7 @@ std::string systemText(int number) {
 
 Error posixError(int number, std::string_view subject) {
   std::string description = systemText(number);
-  if (!subject.empty()) description = std::string(subject) + ": " + description;
+  if (!subject.empty()) description = onOneLine(subject) + ": " + description;
   return {kPosixErrorDomain, number, std::move(description)};
 }
 

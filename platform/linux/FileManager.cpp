@@ -34,12 +34,11 @@ bool isSame(const struct stat& a, const struct stat& b) {
   return a.st_dev == b.st_dev && a.st_ino == b.st_ino;
 }
 
-/// What now stands in a folder stays there whatever happens to the machine.
-Error flushFolderOf(const std::string& item) {
+/// What now stands in a folder stays there whatever happens to the machine. No failure of the change that put
+/// it there: a folder that cannot be flushed holds the item all the same.
+void flushFolderOf(const std::string& item) {
   const FileDescriptor folder = openAt(AT_FDCWD, parentFolder(item).c_str(), O_RDONLY | O_DIRECTORY);
-  // A folder that may be written but not read cannot be flushed alone; the item is in it all the same.
-  if (!folder.isOpen() && errno == EACCES) return {};
-  return folder.isOpen() && flushFolder(folder.get()) ? Error{} : posixError(errno, item);
+  if (folder.isOpen()) static_cast<void>(flushed(folder.get()));
 }
 
 /// Renames to a name that is free, on one volume.
@@ -61,8 +60,8 @@ Error copyIntoPlace(const std::string& from, const std::string& to) {
   Error error = copyTree(from, copy, Ownership::keep);
   if (!error.failed()) error = makeTreeDurable(copy);
   if (!error.failed()) error = moveOnVolume(copy, to);
-  if (!error.failed()) error = flushFolderOf(to);
-  if (auto leftover = removeTree(folder); leftover.failed() && !error.failed()) error = leftover;
+  if (!error.failed()) flushFolderOf(to);
+  static_cast<void>(removeTree(folder));  // by its name it is found as left over
   return error;
 }
 
@@ -70,7 +69,8 @@ Error moveAcrossVolumes(const std::string& from, const std::string& to) {
   if (itemExists(to)) return moveError(EEXIST, from, to);
   if (auto error = checkRemovable(from)) return error;
   if (auto error = copyIntoPlace(from, to)) return error;
-  return removeTree(from);
+  static_cast<void>(removeTree(from));  // the item is where it belongs, whatever stays behind
+  return {};
 }
 
 bool exchangeNames(const std::string& a, const std::string& b) {
@@ -208,7 +208,8 @@ Error FileManager::moveItem(const std::string& from, const std::string& to) {
   if (auto error = makeTreeDurable(source)) return error;
   Error error = moveOnVolume(source, target);
   if (error.code == EXDEV) return moveAcrossVolumes(source, target);
-  return error.failed() ? error : flushFolderOf(target);
+  if (!error.failed()) flushFolderOf(target);
+  return error;
 }
 
 Error FileManager::removeItem(const std::string& path) {
@@ -225,8 +226,8 @@ std::vector<std::string> FileManager::unfinishedItems(const std::string& folder)
   std::vector<std::string> items;
   const auto take = [&](const char* name, bool) {
     struct stat status {};
-    if (isHiddenName(name) && fstatat(opened.get(), name, &status, AT_SYMLINK_NOFOLLOW) == 0 &&
-        status.st_uid == geteuid()) {
+    if (fstatat(opened.get(), name, &status, AT_SYMLINK_NOFOLLOW) == 0 && status.st_uid == geteuid() &&
+        isUnfinished(name, status.st_mode)) {
       items.push_back(path + "/" + name);
     }
   };
@@ -277,7 +278,7 @@ Error FileManager::replaceItem(const std::string& destination, const std::string
   }
   if (auto error = makeTreeDurable(source)) return error;
   if (auto error = exchangeKeepingBackup(target, source, backup)) return error;
-  if (auto error = flushFolderOf(target)) return error;
+  flushFolderOf(target);
   // The new item is in place, and a backup that resists may already be incomplete: there is no way back. The
   // next replacement removes it first.
   static_cast<void>(removeTree(backup));

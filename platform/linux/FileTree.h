@@ -29,8 +29,8 @@ Error removeTree(const std::string& path);
 /// volume.
 Error makeTreeDurable(const std::string& path);
 
-/// Brings the names in an open folder onto the disk. False with errno set.
-[[nodiscard]] bool flushFolder(int folder);
+/// Brings what an open file or folder holds onto the disk. False with errno set.
+[[nodiscard]] bool flushed(int item);
 
 /// Renames to a name that is free. False with errno set, EEXIST when it is taken by anything.
 [[nodiscard]] bool renameToFreeName(const std::string& from, const std::string& to);

@@ -5,8 +5,10 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
 #include <cstring>
 #include <memory>
+#include <thread>
 
 #include "platform/linux/FileDescriptor.h"
 #include "platform/linux/FileTree.h"
@@ -17,7 +19,8 @@ namespace {
 
 /// Each level of the walk holds a descriptor; a folder that lies deeper is first moved up to the top.
 constexpr int kMaxOpenLevels = 64;
-constexpr int kMostRepeats = 10;
+constexpr std::chrono::milliseconds kFirstPause{1};
+constexpr std::chrono::milliseconds kLastPause{1000};
 
 /// Gives the user all access to a folder that is about to go. What is not the user's own stays as it is: the
 /// removal then says what is wrong.
@@ -41,11 +44,13 @@ FileDescriptor openFolder(int parent, const std::string& name) {
 
 class TreeRemoval {
  public:
-  /// A tool of a run that was killed may still be filling the tree: what it adds is removed as well.
+  /// A tool of a run that was killed may still be at work in the tree: what it adds is removed as well.
   Error remove(const std::string& path) {
     Error error = removeOnce(path);
-    for (int again = 0; error.code == ENOTEMPTY && again < kMostRepeats; ++again)
+    for (auto pause = kFirstPause; error.code == ENOTEMPTY && pause < kLastPause; pause *= 2) {
+      std::this_thread::sleep_for(pause);
       error = removeOnce(path);
+    }
     return error;
   }
   [[nodiscard]] bool hasRemovedAnything() const { return _hasRemoved; }
@@ -70,6 +75,7 @@ class TreeRemoval {
         _hasRemoved = true;
         continue;
       }
+      if (errno == ENOENT) continue;
       const std::string itemPath = path + "/" + name;
       if (errno != EISDIR) return posixError(errno, itemPath);
       if (auto error = removeFolder(folder, name, itemPath, level)) return error;
@@ -79,7 +85,7 @@ class TreeRemoval {
 
   Error removeFolder(int parent, const std::string& name, const std::string& path, int level) {
     const FileDescriptor folder = openFolder(parent, name);
-    if (!folder.isOpen()) return posixError(errno, path);
+    if (!folder.isOpen()) return errno == ENOENT ? Error{} : posixError(errno, path);
     if (level == kMaxOpenLevels) return moveUp(parent, name, path);
     if (auto error = empty(folder.get(), path, level + 1)) return error;
     if (unlinkat(parent, name.c_str(), AT_REMOVEDIR) != 0) return posixError(errno, path);
@@ -113,8 +119,16 @@ bool isLocked(const std::string& path) {
          (status.stx_attributes & (STATX_ATTR_IMMUTABLE | STATX_ATTR_APPEND)) != 0;
 }
 
+/// Whether the process may take things out of the folder, as it is or once it has given itself access.
+bool canBeEmptied(const std::string& path) {
+  struct stat status {};
+  return (lstat(path.c_str(), &status) == 0 && status.st_uid == geteuid()) ||
+         faccessat(AT_FDCWD, path.c_str(), R_OK | W_OK | X_OK, AT_EACCESS) == 0;
+}
+
 Error removeFolder(const std::string& path) {
   if (isHiddenName(lastComponent(path))) return TreeRemoval().remove(path);
+  if (!canBeEmptied(path)) return TreeRemoval().remove(path);  // unless it is empty, this says why not
   std::string hidden;
   if (auto error = renameToHiddenName(path, hidden)) return error;
   TreeRemoval removal;

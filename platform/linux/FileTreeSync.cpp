@@ -14,9 +14,15 @@ namespace {
 /// Each flush of one file waits for the disk; from here on one flush of the volume is cheaper.
 constexpr std::size_t kMostSingleFlushes = 16;
 
+/// Where neither the item nor its folder can be opened the whole system is flushed, which reports nothing.
 Error flushVolumeOf(const std::string& path) {
-  const FileDescriptor folder = openAt(AT_FDCWD, parentFolder(path).c_str(), O_RDONLY | O_DIRECTORY);
-  return folder.isOpen() && syncfs(folder.get()) == 0 ? Error{} : posixError(errno, path);
+  FileDescriptor item = openAt(AT_FDCWD, path.c_str(), O_RDONLY | O_NONBLOCK | O_NOFOLLOW);
+  if (!item.isOpen()) item = openAt(AT_FDCWD, parentFolder(path).c_str(), O_RDONLY | O_DIRECTORY);
+  if (!item.isOpen()) {
+    sync();
+    return {};
+  }
+  return syncfs(item.get()) == 0 ? Error{} : posixError(errno, path);
 }
 
 /// The open files and folders of a small tree. Links are their names, which stand in their folders.
@@ -37,7 +43,7 @@ class OpenTree {
   /// False with errno set.
   [[nodiscard]] bool flush() const {
     for (const auto& item : _items)
-      if (fsync(item.get()) != 0 && errno != EINVAL) return false;
+      if (!flushed(item.get())) return false;
     return true;
   }
 
@@ -56,8 +62,8 @@ class OpenTree {
 }  // namespace
 
 /// Some file systems cannot flush a folder and say EINVAL; they have nothing to flush.
-bool flushFolder(int folder) {
-  return fsync(folder) == 0 || errno == EINVAL;
+bool flushed(int item) {
+  return fsync(item) == 0 || errno == EINVAL;
 }
 
 Error makeTreeDurable(const std::string& path) {

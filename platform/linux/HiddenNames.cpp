@@ -47,10 +47,16 @@ std::string hiddenName() {
 }
 
 bool isHiddenName(std::string_view name) {
+  return name.size() == kPrefix.size() + kRandomDigits && name.starts_with(kPrefix) &&
+         consistsOf(name.substr(kPrefix.size()), kHexDigits);
+}
+
+bool isUnfinished(std::string_view name, unsigned mode) {
+  if (isHiddenName(name)) return true;
   if (!name.starts_with(kPrefix)) return false;
   name.remove_prefix(kPrefix.size());
-  return (name.size() == kRandomDigits && consistsOf(name, kHexDigits)) || isNumbered(name) ||
-         isShortRandom(name);
+  return (isShortRandom(name) && S_ISDIR(mode) && (mode & 07777) == S_IRWXU) ||
+         (isNumbered(name) && S_ISREG(mode));
 }
 
 Error makeHiddenFolder(const std::string& parent, std::string& folder) {

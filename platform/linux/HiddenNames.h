@@ -15,6 +15,10 @@ namespace platform {
 
 [[nodiscard]] bool isHiddenName(std::string_view name);
 
+/// Whether an item of this name and mode is something half done: one of a hidden name, or, of the names that
+/// earlier releases gave, a folder of six random characters for its owner alone, or a numbered file.
+[[nodiscard]] bool isUnfinished(std::string_view name, unsigned mode);
+
 /// Makes a folder of a hidden name, mode 0700, in `parent`. `folder` is its path.
 Error makeHiddenFolder(const std::string& parent, std::string& folder);
 

@@ -66,7 +66,8 @@ bool Task::waitForExit(std::chrono::milliseconds limit) {
   process::WaitOutcome outcome = process::WaitOutcome::timedOut;
   const auto failure = process::waitForExit(_pid, limit, outcome);
   // Without a watch (no descriptor is free, say) the time is spent asleep.
-  if (failure && failure.number != ESRCH) std::this_thread::sleep_for(limit);
+  const bool isUnwatched = failure ? failure.number != ESRCH : outcome == process::WaitOutcome::unexpected;
+  if (isUnwatched) std::this_thread::sleep_for(limit);
   return !isRunning();
 }
 

@@ -209,6 +209,22 @@ TEST_F(CleanupTest, AggressiveGatheringOnce) {
   EXPECT_LOGGED(log, "E: ", "Error moving app: ");
 }
 
+TEST_F(CleanupTest, WhatIsNoCopyCostsNoBuild) {
+  const std::string desktop = sandbox().home() + "/Desktop";
+  test::makeEndpoint(applications(), 9);
+  const std::string linked = test::makeEndpoint(sandbox().folder() / "far", 4);
+  for (const std::uint32_t build : {2U, 3U})
+    test::makeEndpoint(desktop, build);
+  fs::create_directory_symlink(linked, desktop + "/Vantora (4).app");
+  test::makeFolder(installed(2));
+  test::makeBundle(installed(3), {.build = 1});
+  engine().cleanup();
+  for (const char* name : {"/Vantora (2).app", "/Vantora (3).app", "/Vantora (4).app"}) {
+    EXPECT_TRUE(test::exists(desktop + name)) << log.text();
+  }
+  EXPECT_LOGGED(log, "W: ", "What stands at " + installed(2) + " is no copy of " + desktop);
+}
+
 TEST_F(CleanupTest, ABuildInItsPlaceIsNoCopyOfItself) {
   const std::string path = test::makeEndpoint(applications(), 2);
   test::makeEndpoint(applications(), 9);

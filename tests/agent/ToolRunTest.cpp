@@ -8,6 +8,7 @@
 #include "Code/MacOSX/AgentLock.h"
 #include "platform/Task.h"
 #include "tests/agent/AgentHome.h"
+#include "tests/support/OrdinaryUser.h"
 
 namespace {
 
@@ -42,17 +43,25 @@ TEST(AgentLock, KeepsOthersOutForAsLongAsItIsHeldByTheAgentAlone) {
   const test::EngineHome home;
   platform::FolderLock first;
   platform::FolderLock second;
-  ASSERT_TRUE(lockOutOtherAgents(first, 0ms));
+  ASSERT_EQ(lockOutOtherAgents(first, 0ms), OtherRuns::lockedOut);
   platform::Task tool("/bin/sleep", {"60"});
   tool.launch();
-  EXPECT_FALSE(lockOutOtherAgents(second, 200ms));
+  EXPECT_EQ(lockOutOtherAgents(second, 200ms), OtherRuns::atWork);
   EXPECT_LOGGED(home.log, "i: ", "VNTUpdate: Another run is at work, waiting for its end.");
   EXPECT_LOGGED(home.log, "W: ", "VNTUpdate: Another run is still at work. Leaving everything to it.");
   EXPECT_EQ(home.leftovers(), std::vector<std::string>());
   first = platform::FolderLock();
-  EXPECT_TRUE(lockOutOtherAgents(second, 0ms)) << "the tool has it";
+  EXPECT_EQ(lockOutOtherAgents(second, 0ms), OtherRuns::lockedOut) << "the tool has it";
+  second = platform::FolderLock();
+  std::filesystem::permissions(home.tempPath(), std::filesystem::perms(0300));
+  {
+    const test::OrdinaryUser user;
+    EXPECT_EQ(lockOutOtherAgents(second, 0ms), OtherRuns::atWork);
+    EXPECT_LOGGED(home.log, "W: ", "VNTUpdate: Unable to tell whether another run is at work: ");
+  }
   std::filesystem::remove_all(home.tempPath());
-  EXPECT_TRUE(lockOutOtherAgents(first, 0ms)) << "without a folder there is nothing to keep apart";
+  EXPECT_EQ(lockOutOtherAgents(first, 0ms), OtherRuns::notExcluded)
+      << "without a folder there is nothing to keep apart";
 }
 
 }  // namespace

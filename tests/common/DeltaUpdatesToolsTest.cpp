@@ -218,6 +218,13 @@ TEST_F(DeltaUpdatesToolsTest, VerifiesTheListedFiles) {
          list += "pipe " + digest;
        },
        ZRError::eNotFound, "/pipe not found"},
+      {"more than fits", [](std::string& list) { list.append(16 << 20, 'x'); }, ZRError::eTooLong},
+      {"too many lines",
+       [](std::string& list) {
+         for (int line = 0; line < 100'000; ++line)
+           list += "x y\n";
+       },
+       ZRError::eTooMany},
   };
   test::writeFile(outside() + "/abc", "abc");
   for (const Case& c : cases) {

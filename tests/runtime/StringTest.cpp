@@ -2,7 +2,7 @@
 
 #include <climits>
 
-#include "runtime/Code/ZRPrintable.h"
+#include "platform/Printable.h"
 #include "runtime/Code/ZRResult.h"
 #include "runtime/Strings/ZRByteString.h"
 #include "runtime/Strings/ZRString.h"
@@ -189,7 +189,7 @@ TEST(OnOneLine, TakesControlCharactersOut) {
       {"\xE2\x80", "\xE2\x80"},
   };
   for (const Case& row : cases)
-    EXPECT_EQ(zrrt::onOneLine(row.text), row.line);
+    EXPECT_EQ(platform::onOneLine(row.text), row.line);
 }
 
 }  // namespace

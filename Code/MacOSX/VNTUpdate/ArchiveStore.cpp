@@ -8,11 +8,11 @@
 #include "Code/MacOSX/ToolRun.h"
 #include "Code/MacOSX/VNTUpdate/DownloadGuard.h"
 #include "Code/MacOSX/VNTUpdateDownloader.h"
+#include "platform/Printable.h"
 #include "platform/Url.h"
 #include "platform/UrlLoading.h"
 #include "runtime/Code/ZRLog.h"
 #include "runtime/Code/ZRMemBlock.h"
-#include "runtime/Code/ZRPrintable.h"
 #include "runtime/NewCrypto/ZRHash.h"
 
 namespace {
@@ -52,17 +52,24 @@ std::optional<std::string> checksumText(const std::string& body) {
     text = trimmed(body);
     length = characterCount(text);
   }
-  zrrt::log(ZRLogLevel::eDebug, "Received MD5 checksum: %s, length = %tu", zrrt::onOneLine(text).c_str(),
+  zrrt::log(ZRLogLevel::eDebug, "Received MD5 checksum: %s, length = %tu", platform::onOneLine(text).c_str(),
             static_cast<std::ptrdiff_t>(length.value_or(0)));
   return text;
 }
 
-/// Behind a URL without a path, ".md5" would become part of the host, and the digest come from elsewhere.
-bool namesFile(const std::string& url) {
+constexpr const char* kDigestSuffix = ".md5";
+
+std::optional<std::string> hostOf(const std::string& url) {
   const auto parsed = platform::Url::parse(url);
-  if (parsed && !parsed->path().empty()) return true;
+  return parsed && parsed->host() != nullptr ? std::optional<std::string>(parsed->host()) : std::nullopt;
+}
+
+/// Behind a URL without a path the suffix would become part of the host, and the digest come from elsewhere.
+bool namesFile(const std::string& url) {
+  const auto host = hostOf(url);
+  if (host && host == hostOf(url + kDigestSuffix)) return true;
   zrrt::log(ZRLogLevel::eError, "The url '%s' names no file. Aborting the download.",
-            zrrt::onOneLine(url).c_str());
+            platform::onOneLine(url).c_str());
   return false;
 }
 
@@ -106,7 +113,7 @@ bool ArchiveStore::verifyDownload(const std::string& path, const std::string& ur
     zrrt::log(ZRLogLevel::eError, "Unable to get local MD5 checksum for downloaded endpoint");
     return false;
   }
-  const auto remote = downloadChecksumFromUrl(url + ".md5");
+  const auto remote = downloadChecksumFromUrl(url + kDigestSuffix);
   _remoteChecksum = remote.value_or(std::string());
   if (!remote) {
     zrrt::log(ZRLogLevel::eError, "Unable to download MD5 checksum for downloaded endpoint");
@@ -139,7 +146,12 @@ bool ArchiveStore::downloadBuild(const Archive& archive, std::string& path) {
 
 ArchiveStore::Fetched ArchiveStore::fetch(const std::string& url, const std::string& path,
                                           Download& download) const {
-  if (_fileManager.itemKind(path) == platform::ItemKind::file) return Fetched::wasThere;
+  const auto kind = _fileManager.itemKind(path);
+  if (kind == platform::ItemKind::file) return Fetched::wasThere;
+  if (kind == platform::ItemKind::folder) {
+    zrrt::log(ZRLogLevel::eError, "A folder is in the way of the download to %s", path.c_str());
+    return Fetched::failed;
+  }
   if (!removeLeftover(path)) return Fetched::failed;
   VNTUpdateDownloader downloader;
   const ZRResult result =

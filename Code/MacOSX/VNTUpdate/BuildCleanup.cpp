@@ -5,6 +5,7 @@
 #include <set>
 
 #include "Code/Common/AgentVersion.h"
+#include "Code/Common/DeltaTree.h"
 #include "Code/MacOSX/DeploymentUtilities.h"
 #include "Code/MacOSX/VNTUpdate/UpdateSchedule.h"
 #include "platform/Clock.h"
@@ -27,6 +28,11 @@ std::uint64_t volumeOf(const platform::FileManager& fileManager, const std::stri
   return fileManager.fileSystemNumber(path, number).failed() ? 0 : number;
 }
 
+void logUnknownNumber(const std::string& endpoint) {
+  zrrt::log(ZRLogLevel::eWarning, "Endpoint at '%s' does not tell its build number now, skipping.",
+            endpoint.c_str());
+}
+
 }  // namespace
 
 void BuildCleanup::cleanup() {
@@ -34,20 +40,21 @@ void BuildCleanup::cleanup() {
 }
 
 void BuildCleanup::moveBuildsToOlderVersionsFolder() {
-  const Endpoints builds = _inventory.allInstalledBuilds();
-  const std::string latest = std::to_string(_inventory.latestInstalledVersion(builds));
+  const auto builds = readVersions(_inventory.allInstalledBuilds());
+  const std::string latest = std::to_string(latestOf(builds));
   const std::vector<std::string> locations =
       _beAggressive ? _inventory.possibleInstallPaths() : std::vector{_settings.installationPath};
-  for (const auto& build : builds.paths)
-    if (isLoose(build, latest, locations)) moveBuildToOlderVersionsFolder(build);
+  for (const auto& build : builds)
+    if (isLoose(build, latest, locations)) moveBuildToOlderVersionsFolder(build.path);
   if (_beAggressive) endAggressiveGathering();
 }
 
-bool BuildCleanup::isLoose(const std::string& endpoint, const std::string& latest,
-                           const std::vector<std::string>& locations) const {
-  const auto version = bundleVersionText(endpoint);
-  return platform::lastComponent(endpoint) != kPlainBundleName && version && *version != latest &&
-         isUrlOnPaths(endpoint, locations);
+/// A link stays where it is: moved, it could lead elsewhere.
+bool BuildCleanup::isLoose(const EndpointVersion& endpoint, const std::string& latest,
+                           const std::vector<std::string>& locations) {
+  return platform::lastComponent(endpoint.path) != kPlainBundleName && endpoint.text &&
+         *endpoint.text != latest && isUrlOnPaths(endpoint.path, locations) &&
+         treeEntry(endpoint.path) == TreeEntry::folder;
 }
 
 void BuildCleanup::endAggressiveGathering() {
@@ -65,7 +72,7 @@ void BuildCleanup::moveBuild(const std::string& endpoint, const std::string& fol
   const std::string target = folder + "/" + platform::lastComponent(endpoint);
   if (_beAggressive && !folder.empty() && _fileManager.itemKind(target) != platform::ItemKind::none) {
     // A build that is where it belongs is no extra copy of itself, under whatever name the folder goes.
-    if (!_fileManager.isSameItem(target, endpoint)) removeExtraCopy(endpoint);
+    if (!_fileManager.isSameItem(target, endpoint)) removeExtraCopy(endpoint, target);
     return;
   }
   if (folder.empty() || endpoint.empty()) return;
@@ -75,7 +82,13 @@ void BuildCleanup::moveBuild(const std::string& endpoint, const std::string& fol
   if (error.failed()) zrrt::log(ZRLogLevel::eError, "Error moving app: %s", error.description.c_str());
 }
 
-void BuildCleanup::removeExtraCopy(const std::string& endpoint) {
+void BuildCleanup::removeExtraCopy(const std::string& endpoint, const std::string& copy) {
+  const auto version = bundleVersionText(copy);
+  if (!version || version != bundleVersionText(endpoint)) {
+    zrrt::log(ZRLogLevel::eWarning, "What stands at %s is no copy of %s, leaving both", copy.c_str(),
+              endpoint.c_str());
+    return;
+  }
   zrrt::log(ZRLogLevel::eDebug, "We've already got a copy of %s, deleting extra at: %s",
             platform::lastComponent(endpoint).c_str(), endpoint.c_str());
   const auto error = _fileManager.removeItem(endpoint);
@@ -88,15 +101,17 @@ bool BuildCleanup::isUrlOnPaths(const std::string& endpoint, const std::vector<s
 
 void BuildCleanup::removeUnusedBuilds(const Endpoints& endpoints) {
   zrrt::log(ZRLogLevel::eInformation, "Removing unused builds...");
-  const std::int32_t latest = _inventory.latestInstalledVersion(endpoints);
-  for (const auto& endpoint : endpoints.paths) {
-    if (isUnused(endpoint, latest) && _store.removeFile(endpoint)) {
-      zrrt::log(ZRLogLevel::eDebug, "Successfully removed build at %s", endpoint.c_str());
+  const auto versions = readVersions(endpoints);
+  const std::int32_t latest = latestOf(versions);
+  for (const auto& version : versions) {
+    if (isUnused(version.path, version.number(), latest) && _store.removeFile(version.path)) {
+      zrrt::log(ZRLogLevel::eDebug, "Successfully removed build at %s", version.path.c_str());
     }
   }
 }
 
-bool BuildCleanup::isUnused(const std::string& endpoint, std::int32_t latest) const {
+bool BuildCleanup::isUnused(const std::string& endpoint, std::optional<std::int32_t> number,
+                            std::int32_t latest) const {
   const std::uint64_t bootVolume = volumeOf(_fileManager, platform::bootVolumeFolder());
   if (volumeOf(_fileManager, endpoint) != bootVolume) {
     zrrt::log(ZRLogLevel::eDebug, "Endpoint at '%s' is not installed on the boot volume, skipping.",
@@ -105,10 +120,8 @@ bool BuildCleanup::isUnused(const std::string& endpoint, std::int32_t latest) co
   }
   const auto created = platform::metadata::creationDate(endpoint);
   const auto lastUsed = platform::metadata::lastUsedDate(endpoint);
-  const auto number = bundleBuildNumber(endpoint);
   if (!number) {
-    zrrt::log(ZRLogLevel::eWarning, "Endpoint at '%s' does not tell its build number now, skipping.",
-              endpoint.c_str());
+    logUnknownNumber(endpoint);
     return false;
   }
   if (*number == latest) {
@@ -193,7 +206,8 @@ void BuildCleanup::removeRetiredBuild(const Retired& retired) {
     return;
   }
   logFoundEndpoint(retired.path);
-  if (bundleBuildNumber(retired.path) && _store.removeFile(retired.path)) {
+  if (!bundleBuildNumber(retired.path)) return logUnknownNumber(retired.path);
+  if (_store.removeFile(retired.path)) {
     zrrt::log(ZRLogLevel::eDebug, "Successfully removed build %d at %s", retired.build, retired.path.c_str());
   }
 }

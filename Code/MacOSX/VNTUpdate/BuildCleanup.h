@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
@@ -52,11 +53,12 @@ class BuildCleanup {
   };
 
   [[nodiscard]] std::vector<Retired> retiredBuilds(const UpdateInfo& info) const;
-  [[nodiscard]] bool isLoose(const std::string& endpoint, const std::string& latest,
-                             const std::vector<std::string>& locations) const;
+  [[nodiscard]] static bool isLoose(const EndpointVersion& endpoint, const std::string& latest,
+                                    const std::vector<std::string>& locations);
   void endAggressiveGathering();
-  void removeExtraCopy(const std::string& endpoint);
-  [[nodiscard]] bool isUnused(const std::string& endpoint, std::int32_t latest) const;
+  void removeExtraCopy(const std::string& endpoint, const std::string& copy);
+  [[nodiscard]] bool isUnused(const std::string& endpoint, std::optional<std::int32_t> number,
+                              std::int32_t latest) const;
   [[nodiscard]] std::optional<std::int32_t> buildToKeep(const UpdateInfo& info,
                                                         const std::vector<Retired>& retired) const;
   void removeRetiredBuild(const Retired& retired);

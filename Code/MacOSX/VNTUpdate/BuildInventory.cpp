@@ -21,6 +21,11 @@ constexpr std::string_view kProductScheme = "vantora";
 constexpr std::array<const char*, 5> kForeignPlaces = {
     "/.Trash/", "com.korvane.Vantora", "com.halvardonline.Vantora", "_output/Debug", "_output/Release"};
 
+bool liesInForeignPlace(const std::string& path) {
+  return std::any_of(kForeignPlaces.begin(), kForeignPlaces.end(),
+                     [&path](const char* place) { return path.find(place) != std::string::npos; });
+}
+
 std::string schemeOf(std::uint32_t buildNumber) {
   return std::string(kProduct) + std::to_string(static_cast<std::int32_t>(buildNumber)) + "://";
 }
@@ -40,16 +45,19 @@ std::optional<std::uint32_t> buildOfScheme(std::string_view scheme) {
 
 Endpoints BuildInventory::installedEndpointsForScheme(const std::string& url) const {
   auto found = platform::applications::applicationsForUrlScheme(url.substr(0, url.find(':')));
-  const auto isForeign = [this](const std::string& path) { return !isEndpoint(path); };
-  found.paths.erase(std::remove_if(found.paths.begin(), found.paths.end(), isForeign), found.paths.end());
-  return {std::move(found.paths), found.sawEverything};
+  Endpoints endpoints{{}, found.sawEverything};
+  for (auto& path : found.paths) {
+    if (liesInForeignPlace(path)) continue;
+    const auto kind = _fileManager.itemKind(path);
+    // The registry has just seen it: what shows nothing now is out of sight.
+    if (kind == platform::ItemKind::none) endpoints.sawEverything = false;
+    if (kind == platform::ItemKind::folder && !isDeveloperBuild(path)) endpoints.paths.push_back(path);
+  }
+  return endpoints;
 }
 
-bool BuildInventory::isEndpoint(const std::string& path) const {
-  const auto lies = [&path](const char* place) { return path.find(place) != std::string::npos; };
-  return std::none_of(kForeignPlaces.begin(), kForeignPlaces.end(), lies) &&
-         _fileManager.itemKind(path) == platform::ItemKind::folder &&
-         _fileManager.itemKind(path + "/Contents/Resources/developer_build") == platform::ItemKind::none;
+bool BuildInventory::isDeveloperBuild(const std::string& path) const {
+  return _fileManager.itemKind(path + "/Contents/Resources/developer_build") != platform::ItemKind::none;
 }
 
 Endpoints BuildInventory::allInstalledBuilds() const {
@@ -84,10 +92,7 @@ std::vector<std::uint32_t> BuildInventory::installedBuildNumbers() const {
 }
 
 std::int32_t BuildInventory::latestInstalledVersion(const Endpoints& endpoints) const {
-  std::int32_t latest = -1;
-  for (const auto& endpoint : endpoints.paths)
-    latest = std::max(latest, bundleBuildNumber(endpoint).value_or(latest));
-  return latest;
+  return latestOf(readVersions(endpoints));
 }
 
 bool BuildInventory::isActiveBuild(const UpdateInfo& info, std::uint32_t buildNumber) {
@@ -128,10 +133,27 @@ std::optional<std::string> bundleVersionText(const std::string& bundlePath) {
 }
 
 std::optional<std::int32_t> bundleBuildNumber(const std::string& bundlePath) {
-  const auto text = bundleVersionText(bundlePath);
+  return EndpointVersion{bundlePath, bundleVersionText(bundlePath)}.number();
+}
+
+std::optional<std::int32_t> EndpointVersion::number() const {
   if (!text) return std::nullopt;
   const auto number = platform::plist::Value(*text).integerValue();
   return static_cast<std::int32_t>(std::clamp<std::int64_t>(number.value_or(0), INT32_MIN, INT32_MAX));
+}
+
+std::vector<EndpointVersion> readVersions(const Endpoints& endpoints) {
+  std::vector<EndpointVersion> versions;
+  for (const auto& path : endpoints.paths)
+    versions.push_back({path, bundleVersionText(path)});
+  return versions;
+}
+
+std::int32_t latestOf(const std::vector<EndpointVersion>& versions) {
+  std::int32_t latest = -1;
+  for (const auto& version : versions)
+    latest = std::max(latest, version.number().value_or(latest));
+  return latest;
 }
 
 void logFoundEndpoint(const std::string& path) {

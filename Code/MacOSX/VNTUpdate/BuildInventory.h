@@ -43,7 +43,7 @@ class BuildInventory {
   [[nodiscard]] std::optional<std::string> getOlderVersionsFolder() const;
 
  private:
-  [[nodiscard]] bool isEndpoint(const std::string& path) const;
+  [[nodiscard]] bool isDeveloperBuild(const std::string& path) const;
 
   platform::FileManager& _fileManager;
   const EngineSettings& _settings;
@@ -54,6 +54,18 @@ class BuildInventory {
 [[nodiscard]] std::optional<std::string> bundleVersionText(const std::string& bundlePath);
 /// Its integer value; 0 for a text that is no number.
 [[nodiscard]] std::optional<std::int32_t> bundleBuildNumber(const std::string& bundlePath);
+
+/// An endpoint and its "CFBundleVersion", read once: whoever decides about several goes by one reading of
+/// each.
+struct EndpointVersion {
+  std::string path;
+  std::optional<std::string> text;  ///< as `bundleVersionText`
+  /// As `bundleBuildNumber`.
+  [[nodiscard]] std::optional<std::int32_t> number() const;
+};
+[[nodiscard]] std::vector<EndpointVersion> readVersions(const Endpoints& endpoints);
+/// The highest number known among them; -1 when there is none.
+[[nodiscard]] std::int32_t latestOf(const std::vector<EndpointVersion>& versions);
 
 /// Logs that an endpoint was looked for and found.
 void logFoundEndpoint(const std::string& path);

@@ -1,7 +1,7 @@
 #include "Code/MacOSX/VNTUpdate/Leftovers.h"
 
-#include <set>
-
+#include "Code/Common/DeltaTree.h"
+#include "Code/Common/DeltaUpdatesTools.h"
 #include "Code/MacOSX/VNTUpdate/TemporaryNames.h"
 #include "runtime/Code/ZRLog.h"
 
@@ -17,9 +17,24 @@ void remove(platform::FileManager& fileManager, const std::string& path) {
   }
 }
 
+/// Whether the item is of the form that its name stands for; whatever else has such a name is not ours.
+bool isInForm(const std::string& path, TemporaryItem::Kind kind) {
+  const TreeEntry entry = treeEntry(path);
+  switch (kind) {
+    case TemporaryItem::Kind::archive:
+      return entry == TreeEntry::file;
+    case TemporaryItem::Kind::bundle:
+      return entry == TreeEntry::folder;
+    case TemporaryItem::Kind::package:
+      return entry == TreeEntry::folder && (treeEntry(path + "/Contents") != TreeEntry::nothing ||
+                                            treeEntry(path + "/" + kCheckSumsName) != TreeEntry::nothing);
+  }
+  return false;
+}
+
 }  // namespace
 
-void removeUnfinishedWork(platform::FileManager& fileManager, const std::vector<std::string>& folders) {
+void removeUnfinishedWork(platform::FileManager& fileManager, const std::set<std::string>& folders) {
   for (const auto& folder : folders)
     for (const auto& item : fileManager.unfinishedItems(folder))
       remove(fileManager, item);
@@ -38,8 +53,8 @@ void removeUselessDownloads(platform::FileManager& fileManager, const EngineSett
   static_cast<void>(fileManager.contentsOfFolder(settings.tempPath, names));  // then nothing is removed
   for (const auto& name : names) {
     const auto item = temporaryItemOf(name);
-    const bool isUseful =
-        item && item->kind == TemporaryItem::Kind::archive && wanted.count(item->build) != 0;
-    if (item && !isUseful) remove(fileManager, settings.tempPath + "/" + name);
+    if (!item || (item->kind == TemporaryItem::Kind::archive && wanted.count(item->build) != 0)) continue;
+    const std::string path = settings.tempPath + "/" + name;
+    if (isInForm(path, item->kind)) remove(fileManager, path);
   }
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -14,7 +15,7 @@
 /// again.
 
 /// Removes work in progress that a run which was ended early left in these folders.
-void removeUnfinishedWork(platform::FileManager& fileManager, const std::vector<std::string>& folders);
+void removeUnfinishedWork(platform::FileManager& fileManager, const std::set<std::string>& folders);
 
 /// Removes from the temporary folder what no run will use: unpacked builds and packages, and archives other
 /// than those of active builds that are not among the `installed` ones (with the download cache kept: other

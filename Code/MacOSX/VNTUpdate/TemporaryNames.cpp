@@ -60,13 +60,13 @@ std::optional<TemporaryItem> temporaryItemOf(std::string_view name) {
   }
   if (const auto build = buildBehind<std::int32_t>("Vantora (", name);
       build && text == endpointName(*build)) {
-    return TemporaryItem{Kind::unpacked, *build};
+    return TemporaryItem{Kind::bundle, *build};
   }
   std::string_view rest = name;
   const auto source = takeNumber<std::int32_t>(rest);
   const auto target = targetOfDelta(name);
   if (source && target && text == deltaFolderName(*source, *target)) {
-    return TemporaryItem{Kind::unpacked, *target};
+    return TemporaryItem{Kind::package, *target};
   }
   return std::nullopt;
 }

@@ -19,7 +19,7 @@
 
 /// What one of these names (without the "/") is of.
 struct TemporaryItem {
-  enum class Kind { archive, unpacked };
+  enum class Kind { archive, bundle, package };
   Kind kind;
   std::uint32_t build;  ///< that it is for
 };

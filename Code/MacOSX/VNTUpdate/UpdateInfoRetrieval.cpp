@@ -4,10 +4,10 @@
 
 #include "Code/Common/ServerConfiguration.h"
 #include "Code/Common/TrustedServers.h"
+#include "platform/Printable.h"
 #include "platform/Url.h"
 #include "platform/UrlLoading.h"
 #include "runtime/Code/ZRLog.h"
-#include "runtime/Code/ZRPrintable.h"
 
 namespace {
 
@@ -77,7 +77,8 @@ bool UpdateInfoRetrieval::useLocalDocument() {
 }
 
 UpdateInfoRetrieval::Answer UpdateInfoRetrieval::fetchDocument(bool redirected, std::string& newLocation) {
-  zrrt::log(ZRLogLevel::eDebug, "Downloading update info from '%s'", zrrt::onOneLine(_updateInfoURL).c_str());
+  zrrt::log(ZRLogLevel::eDebug, "Downloading update info from '%s'",
+            platform::onOneLine(_updateInfoURL).c_str());
   const auto body = downloadDocument();
   if (!body) return Answer::failure;
   const Answer answer = parseDocument(*body, newLocation);

@@ -1,9 +1,12 @@
 #include "Code/MacOSX/VNTUpdate/VNTUpdate.h"
 
+#include <set>
+
 #include "Code/Common/AgentVersion.h"
 #include "Code/MacOSX/DeploymentUtilities.h"
 #include "Code/MacOSX/MacMessengerUtilities.h"
 #include "Code/MacOSX/VNTUpdate/Leftovers.h"
+#include "platform/Folders.h"
 #include "platform/Path.h"
 #include "runtime/Code/ZRLog.h"
 
@@ -69,14 +72,17 @@ VNTUpdate::VNTUpdate(platform::FileManager& fileManager, AgentPreferences prefer
       _cleanup(_fileManager, _settings, _preferences, _inventory, _store),
       _messengerInstaller(_fileManager, _settings, _retrieval, _schedule, _store) {}
 
-void VNTUpdate::removeUnfinishedWork() {
+void VNTUpdate::inheritLeftovers() {
+  _ownsLeftovers = true;
   const std::string preferences = platform::parentFolder(_preferences.plistPath());
-  std::vector<std::string> folders{_settings.tempPath, preferences, preferences + "/ByHost"};
-  for (const auto& place : _inventory.possibleInstallPaths()) {
-    folders.push_back(place);
-    folders.push_back(place + "/Vantora");
-  }
-  ::removeUnfinishedWork(_fileManager, folders);
+  std::set<std::string> folders{_settings.tempPath, preferences, preferences + "/ByHost"};
+  auto places = _inventory.possibleInstallPaths();
+  places.push_back(_settings.installationPath);
+  if (const auto shared = platform::applicationsFolder(platform::FolderDomain::local))
+    places.push_back(*shared);
+  for (const auto& place : places)
+    folders.insert({place, place + "/Vantora"});
+  removeUnfinishedWork(_fileManager, folders);
 }
 
 bool VNTUpdate::checkForUpdate() {
@@ -89,8 +95,9 @@ bool VNTUpdate::checkForUpdate() {
     _deltaInstaller.downloadAndInstallActiveBuildsUsingDeltaUpdates(*info);
     _cleanup.removeRetiredBuilds(*info);
     _cleanup.cleanup();
-    removeUselessDownloads(_fileManager, _settings, *info, _inventory.installedBuildNumbers());
   }
+  if (_ownsLeftovers)
+    removeUselessDownloads(_fileManager, _settings, *info, _inventory.installedBuildNumbers());
   return true;
 }
 

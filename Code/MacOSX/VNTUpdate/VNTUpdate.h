@@ -30,8 +30,9 @@ class VNTUpdate {
   VNTUpdate(const VNTUpdate&) = delete;
   VNTUpdate& operator=(const VNTUpdate&) = delete;
 
-  /// Removes what a run that was ended early left half done.
-  void removeUnfinishedWork();
+  /// Removes what a run that was ended early left half done, and has the update check remove downloads that
+  /// nobody will use. To be called only while no other run of the user is at work, and none can start.
+  void inheritLeftovers();
   void downloadAndInstall(std::uint32_t buildNumber) { _deltaInstaller.downloadAndInstall(buildNumber); }
   [[nodiscard]] Endpoints allInstalledBuilds() const { return _inventory.allInstalledBuilds(); }
   void removeUnusedBuilds(const Endpoints& endpoints) { _cleanup.removeUnusedBuilds(endpoints); }
@@ -62,4 +63,5 @@ class VNTUpdate {
   DeltaInstaller _deltaInstaller;
   BuildCleanup _cleanup;
   MessengerInstaller _messengerInstaller;
+  bool _ownsLeftovers = false;
 };

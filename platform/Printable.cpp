@@ -1,4 +1,4 @@
-#include "runtime/Code/ZRPrintable.h"
+#include "platform/Printable.h"
 
 namespace {
 
@@ -16,7 +16,7 @@ std::size_t controlLength(std::string_view text) {
 
 }  // namespace
 
-namespace zrrt {
+namespace platform {
 
 std::string onOneLine(std::string_view text) {
   std::string line;
@@ -29,4 +29,4 @@ std::string onOneLine(std::string_view text) {
   return line;
 }
 
-}  // namespace zrrt
+}  // namespace platform
