@@ -32,7 +32,9 @@ int waitOnCondition(pthread_cond_t& condition, pthread_mutex_t& mutex, std::chro
   return pthread_cond_clockwait(&condition, &mutex, CLOCK_MONOTONIC, &deadline);
 }
 
-void runThreadBody(const std::function<void()>& body, void (*boundary)() noexcept) {
+/// The unwinding of a cancelled thread has no exception object, so the reference that catches it is null.
+__attribute__((no_sanitize("null"))) void runThreadBody(const std::function<void()>& body,
+                                                        void (*boundary)() noexcept) {
   try {
     body();
   } catch (abi::__forced_unwind&) {
