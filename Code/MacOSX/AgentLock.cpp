@@ -11,9 +11,10 @@ namespace {
 
 constexpr std::uint32_t kPauseMs = 100;
 
-/// Whether the folder's volume knows no locks: then nobody has one.
+/// Whether no run of the user can take the lock: the folder may not be read, or its volume knows no locks.
 bool meansNoLocks(std::int64_t number) {
-  return number == EBADF || number == EINVAL || number == ENOLCK || number == ENOSYS || number == EOPNOTSUPP;
+  return number == EACCES || number == EBADF || number == EINVAL || number == ENOLCK || number == ENOSYS ||
+         number == EOPNOTSUPP;
 }
 
 /// Without the lock, for another reason than that somebody has it.

@@ -10,7 +10,7 @@ inline constexpr std::chrono::minutes kOtherRunLimit{10};
 /// What is known about other runs of the same user.
 enum class OtherRuns {
   lockedOut,    ///< none is at work, and none will be for as long as the lock is held
-  notExcluded,  ///< the agent's folder is missing, or lies on a volume that knows no locks
+  notExcluded,  ///< the agent's folder is missing or unreadable, or its volume knows no locks
   atWork        ///< one is at work, or it cannot be told that none is
 };
 

@@ -141,7 +141,7 @@ void performPass(int argc, char* argv[]) {
   if (others == OtherRuns::lockedOut) engine->inheritLeftovers();
   ZRString build;
   if (options.getOption("DeltaInstall", build).code() == ZRError::eNoError) {
-    if (!areOutOfSight(engine->allInstalledBuilds())) engine->downloadAndInstall(buildNumberOf(build));
+    engine->downloadAndInstall(buildNumberOf(build));
   } else {
     performRoutinePass(*engine);
   }

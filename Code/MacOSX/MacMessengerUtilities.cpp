@@ -9,6 +9,7 @@
 #include "platform/CodeSignature.h"
 #include "platform/Folders.h"
 #include "platform/Path.h"
+#include "platform/Printable.h"
 #include "runtime/Applications/ZROsVersion.h"
 #include "runtime/Code/ZRLog.h"
 
@@ -172,7 +173,7 @@ std::optional<std::string> MacMessengerUtilities::firstItemInFolder(const FileMa
 bool MacMessengerUtilities::digitalSignatureVerified(FileManager& fileManager,
                                                      const std::string& application) {
   zrrt::logEntry(ZRLogLevel::eDebug, kVerify, nullptr, "Verifying Digital Signature of '%s'",
-                 application.c_str());
+                 platform::onOneLine(application).c_str());
   const auto status = runTool({.name = "codesign",
                                .path = platform::codeSignatureTool(),
                                .arguments = verificationArguments(application),

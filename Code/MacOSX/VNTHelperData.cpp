@@ -85,8 +85,8 @@ ZRResult removePreferencesAndExecutable(const VNTHelperData& helper, platform::F
 }
 
 /// What the session keeps of the launch agent beside its plist. Without the plist it starts nothing, so what
-/// cannot be removed is only litter. It takes its time, so it comes when the rest is done: nothing starts an
-/// agent again that is ended in the middle.
+/// cannot be removed is only litter. It takes its time, so it comes when the rest is done: a run that is
+/// ended in the middle leaves an agent that nothing starts again, and that must be rare.
 void removeRegistration(const VNTHelperData& helper) {
   const auto error = platform::removeLaunchAgent(helper.launchAgentLabel());
   if (!error.failed()) return;

@@ -91,7 +91,7 @@ bool takeInformation(const std::vector<Application>& known, Application& applica
 bool isHopeless(const Application& application, const std::vector<Application>& known) {
   constexpr std::chrono::hours kWritingLimit{24};
   const Seconds changed = std::chrono::nanoseconds(application.information.changed);
-  return application.information.size > 0 && now().time_since_epoch() - changed > kWritingLimit &&
+  return now().time_since_epoch() - changed > kWritingLimit &&
          std::none_of(known.begin(), known.end(),
                       [&](const Application& candidate) { return candidate.path == application.path; });
 }

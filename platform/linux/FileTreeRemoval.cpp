@@ -10,6 +10,7 @@
 #include <memory>
 #include <thread>
 
+#include "platform/Printable.h"
 #include "platform/linux/FileDescriptor.h"
 #include "platform/linux/FileTree.h"
 #include "platform/linux/HiddenNames.h"
@@ -64,7 +65,7 @@ class TreeRemoval {
       _movedUp = false;
       if (auto error = empty(_top, path, 1)) return error;
     } while (_movedUp);
-    return rmdir(path.c_str()) == 0 ? Error{} : posixError(errno, path);
+    return rmdir(path.c_str()) == 0 || errno == ENOENT ? Error{} : posixError(errno, path);
   }
 
   Error empty(int folder, const std::string& path, int level) {
@@ -88,7 +89,7 @@ class TreeRemoval {
     if (!folder.isOpen()) return errno == ENOENT ? Error{} : posixError(errno, path);
     if (level == kMaxOpenLevels) return moveUp(parent, name, path);
     if (auto error = empty(folder.get(), path, level + 1)) return error;
-    if (unlinkat(parent, name.c_str(), AT_REMOVEDIR) != 0) return posixError(errno, path);
+    if (unlinkat(parent, name.c_str(), AT_REMOVEDIR) != 0 && errno != ENOENT) return posixError(errno, path);
     _hasRemoved = true;
     return {};
   }
@@ -99,7 +100,7 @@ class TreeRemoval {
       const std::string freeName = "removed-" + std::to_string(++_lastNumber);
       if (renameat2(parent, name.c_str(), _top, freeName.c_str(), RENAME_NOREPLACE) == 0) return {};
     } while (errno == EEXIST);
-    return posixError(errno, path);
+    return errno == ENOENT ? Error{} : posixError(errno, path);
   }
 
   int _top = -1;
@@ -136,8 +137,9 @@ Error removeFolder(const std::string& path) {
   if (!error.failed()) return error;
   if (!removal.hasRemovedAnything()) static_cast<void>(renameToFreeName(hidden, path));
   // Whoever reads this knows the item by its own name.
-  if (const auto at = error.description.find(hidden); at != std::string::npos) {
-    error.description.replace(at, hidden.size(), path);
+  const std::string shown = onOneLine(hidden);
+  if (const auto at = error.description.find(shown); at != std::string::npos) {
+    error.description.replace(at, shown.size(), onOneLine(path));
   }
   return error;
 }

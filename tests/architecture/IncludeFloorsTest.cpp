@@ -17,6 +17,7 @@ using Lines = std::vector<std::string>;
 /// counts. A folder stands for itself only, not for those below it.
 const std::map<std::string, std::vector<std::string>> kAllowedIncludes = {
     {"platform", {}},
+    {"platform/common", {"platform"}},
     {"platform/linux", {"platform"}},
     {"platform/macos", {"platform"}},
     {"runtime/Strings", {"runtime/Code"}},

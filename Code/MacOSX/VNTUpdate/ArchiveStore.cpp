@@ -146,12 +146,7 @@ bool ArchiveStore::downloadBuild(const Archive& archive, std::string& path) {
 
 ArchiveStore::Fetched ArchiveStore::fetch(const std::string& url, const std::string& path,
                                           Download& download) const {
-  const auto kind = _fileManager.itemKind(path);
-  if (kind == platform::ItemKind::file) return Fetched::wasThere;
-  if (kind == platform::ItemKind::folder) {
-    zrrt::log(ZRLogLevel::eError, "A folder is in the way of the download to %s", path.c_str());
-    return Fetched::failed;
-  }
+  if (_fileManager.itemKind(path) == platform::ItemKind::file) return Fetched::wasThere;
   if (!removeLeftover(path)) return Fetched::failed;
   VNTUpdateDownloader downloader;
   const ZRResult result =

@@ -40,8 +40,7 @@ class ArchiveStore {
     double seconds = 0;  ///< of streaming
     std::uint64_t bytes = 0;
   };
-  /// Downloads a file, unless there is one at `path`. A pipe, a device or a link to nowhere makes way, a
-  /// folder does not.
+  /// Downloads a file, unless there is one at `path`; what is there and is no file makes way.
   [[nodiscard]] Fetched fetch(const std::string& url, const std::string& path, Download& download) const;
 
   /// The text of a published digest.

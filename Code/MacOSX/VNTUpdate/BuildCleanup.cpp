@@ -84,7 +84,7 @@ void BuildCleanup::moveBuild(const std::string& endpoint, const std::string& fol
 
 void BuildCleanup::removeExtraCopy(const std::string& endpoint, const std::string& copy) {
   const auto version = bundleVersionText(copy);
-  if (!version || version != bundleVersionText(endpoint)) {
+  if (!version || version->empty() || version != bundleVersionText(endpoint)) {
     zrrt::log(ZRLogLevel::eWarning, "What stands at %s is no copy of %s, leaving both", copy.c_str(),
               endpoint.c_str());
     return;

@@ -95,9 +95,9 @@ bool VNTUpdate::checkForUpdate() {
     _deltaInstaller.downloadAndInstallActiveBuildsUsingDeltaUpdates(*info);
     _cleanup.removeRetiredBuilds(*info);
     _cleanup.cleanup();
+    if (_ownsLeftovers && info->isParsed)
+      removeUselessDownloads(_fileManager, _settings, *info, _inventory.installedBuildNumbers());
   }
-  if (_ownsLeftovers)
-    removeUselessDownloads(_fileManager, _settings, *info, _inventory.installedBuildNumbers());
   return true;
 }
 
