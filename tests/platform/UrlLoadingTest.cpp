@@ -206,7 +206,6 @@ TEST_F(UrlLoading, EachFaultReachesItsOwnCode) {
       {"no answer", Reply::bytes(""), networkConnectionLost},
       {"reset before the answer", Reply::bytes("").endingAfter(0, Ending::reset), networkConnectionLost},
       {"closed in the head", Reply::bytes(ok + "Content-Le"), networkConnectionLost},
-      {"closed in the body", large.endingAfter(50'000, Ending::closed), networkConnectionLost},
       {"cut in the body", large.endingAfter(50'000, Ending::cut), networkConnectionLost},
       {"reset in the body", large.endingAfter(50'000, Ending::reset), networkConnectionLost},
       {"stalled before the answer", Reply::bytes("").endingAfter(0, Ending::stalled), timedOut},
