@@ -46,7 +46,8 @@ void run(const std::string& tool, const std::vector<std::string>& arguments, con
 }
 
 void makeMessenger(const std::string& bundle) {
-  test::makeBundle(bundle, {.schemes = {{}}, .identifier = "com.korvane.vantora-messenger"});
+  test::makeBundle(bundle,
+                   {.schemes = std::vector<std::string>{}, .identifier = "com.korvane.vantora-messenger"});
   fs::create_symlink("MacOS/Vantora", bundle + "/Contents/Latest");
 }
 
