@@ -75,11 +75,15 @@ TEST_F(MeetingRuns, TwoAtOnceInstallEachBuildOnceAndWhole) {
 }
 
 TEST_F(MeetingRuns, AKillAtAnyMomentLeavesNothingTornAndNothingBehind) {
-  bool hasEnded = false;
-  for (auto delay = 0ms; !hasEnded; delay += 30ms) {
+  constexpr int kMoments = 12;
+  const auto start = std::chrono::steady_clock::now();
+  ASSERT_EQ(process.run(), 0);
+  const std::chrono::nanoseconds whole = std::chrono::steady_clock::now() - start;
+  for (int moment = 0; moment <= kMoments; ++moment) {
+    const auto delay = std::chrono::duration_cast<std::chrono::milliseconds>(whole * moment / kMoments);
     SCOPED_TRACE(delay.count());
     installOldBuilds();
-    hasEnded = process.start()->waitForExit(delay);  // else killed
+    static_cast<void>(process.start()->waitForExit(delay));  // what has not ended is killed
     expectWholeBuilds();
     EXPECT_EQ(process.run(), 0);
     expectDone();
