@@ -103,38 +103,38 @@ void BuildCleanup::removeUnusedBuilds(const Endpoints& endpoints) {
   zrrt::log(ZRLogLevel::eInformation, "Removing unused builds...");
   const auto versions = readVersions(endpoints);
   const std::int32_t latest = latestOf(versions);
-  for (const auto& version : versions) {
-    if (isUnused(version.path, version.number(), latest) && _store.removeFile(version.path)) {
-      zrrt::log(ZRLogLevel::eDebug, "Successfully removed build at %s", version.path.c_str());
+  for (const auto& endpoint : versions) {
+    if (isUnused(endpoint, latest) && _store.removeFile(endpoint.path)) {
+      zrrt::log(ZRLogLevel::eDebug, "Successfully removed build at %s", endpoint.path.c_str());
     }
   }
 }
 
-bool BuildCleanup::isUnused(const std::string& endpoint, std::optional<std::int32_t> number,
-                            std::int32_t latest) const {
+bool BuildCleanup::isUnused(const EndpointVersion& endpoint, std::int32_t latest) const {
+  const std::string& path = endpoint.path;
   const std::uint64_t bootVolume = volumeOf(_fileManager, platform::bootVolumeFolder());
-  if (volumeOf(_fileManager, endpoint) != bootVolume) {
+  if (volumeOf(_fileManager, path) != bootVolume) {
     zrrt::log(ZRLogLevel::eDebug, "Endpoint at '%s' is not installed on the boot volume, skipping.",
-              endpoint.c_str());
+              path.c_str());
     return false;
   }
-  const auto created = platform::metadata::creationDate(endpoint);
-  const auto lastUsed = platform::metadata::lastUsedDate(endpoint);
+  const auto number = endpoint.number();
   if (!number) {
-    logUnknownNumber(endpoint);
+    logUnknownNumber(path);
     return false;
   }
   if (*number == latest) {
-    zrrt::log(ZRLogLevel::eDebug, "Endpoint at '%s' is latest version (%d), skipping.", endpoint.c_str(),
-              latest);
+    zrrt::log(ZRLogLevel::eDebug, "Endpoint at '%s' is latest version (%d), skipping.", path.c_str(), latest);
     return false;
   }
+  const auto created = platform::metadata::creationDate(path);
+  const auto lastUsed = platform::metadata::lastUsedDate(path);
   if (lastUsed) {
-    zrrt::log(ZRLogLevel::eDebug, "Endpoint at '%s': created %s, last used %s.", endpoint.c_str(),
+    zrrt::log(ZRLogLevel::eDebug, "Endpoint at '%s': created %s, last used %s.", path.c_str(),
               description(created).c_str(), description(lastUsed).c_str());
     return isOlderThan90Days(*lastUsed);
   }
-  zrrt::log(ZRLogLevel::eDebug, "Endpoint at '%s': created %s, never used.", endpoint.c_str(),
+  zrrt::log(ZRLogLevel::eDebug, "Endpoint at '%s': created %s, never used.", path.c_str(),
             description(created).c_str());
   return created && isOlderThan90Days(*created);
 }

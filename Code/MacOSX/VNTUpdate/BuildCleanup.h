@@ -57,8 +57,7 @@ class BuildCleanup {
                                     const std::vector<std::string>& locations);
   void endAggressiveGathering();
   void removeExtraCopy(const std::string& endpoint, const std::string& copy);
-  [[nodiscard]] bool isUnused(const std::string& endpoint, std::optional<std::int32_t> number,
-                              std::int32_t latest) const;
+  [[nodiscard]] bool isUnused(const EndpointVersion& endpoint, std::int32_t latest) const;
   [[nodiscard]] std::optional<std::int32_t> buildToKeep(const UpdateInfo& info,
                                                         const std::vector<Retired>& retired) const;
   void removeRetiredBuild(const Retired& retired);
