@@ -42,3 +42,11 @@ ZRResult ZRHash::fileDigest(const ZRString& path, ZRMemBlock& digest) {
   ZR_RETURN_FAILURE(hash->final(digest));
   return ZRError::eNoError;
 }
+
+ZRResult ZRHash::fileDigestText(const ZRString& path, ZRString& text) {
+  ZRMemBlock digest;
+  ZRResult result = fileDigest(path, digest);
+  if (result.isSuccess()) result = digest.toHex(text);
+  if (result.isSuccess()) text.toLower();
+  return result;
+}

@@ -92,6 +92,16 @@ TEST(Md5, HashIsReadyAgainAfterEachDigest) {
   EXPECT_EQ(finished(*hash), digestOf("a"));
 }
 
+TEST(Md5, AFilesDigestIsWrittenInLowerCase) {
+  const test::TemporaryFolder folder;
+  test::writeFile(folder / "file", "abc");
+  ZRString text;
+  EXPECT_CODE(ZRHash::fileDigestText(folder / "file", text), ZRError::eNoError);
+  EXPECT_EQ(text.str(), "900150983cd24fb0d6963f7d28e17f72");
+  EXPECT_CODE(ZRHash::fileDigestText(folder / "missing", text), ZRError::eNotFound);
+  EXPECT_EQ(text.str(), "900150983cd24fb0d6963f7d28e17f72");
+}
+
 TEST(Md5, FilesOfAllSizes) {
   const test::TemporaryFolder folder;
   for (const std::size_t size : {0, 1, 4095, 4096, 4097, 131072, 131073, 300000}) {
