@@ -5,7 +5,6 @@
 
 #include "runtime/Code/ZRLog.h"
 #include "runtime/Code/ZRMemBlock.h"
-#include "runtime/Code/ZRRequireException.h"
 #include "tests/support/LogCapture.h"
 #include "tests/support/ResultMatchers.h"
 
@@ -80,19 +79,6 @@ TEST(Report, WritesFailuresOnly) {
       "i: <main> Information at , a.mm:1\n\t(2001) \"ZRError::eSomeError\"",
       "C: <main> Assertion failure at work, file.cpp:12. " + std::string(510, 'y')};
   EXPECT_EQ(log.lines(), expected);
-}
-
-TEST(ReportDeathTest, AnUnhandledExceptionEndsTheProgramWithItsText) {
-  const auto endWith = [](auto thrown) {
-    try {
-      throw thrown;
-    } catch (...) {
-      zrUnhandledException();
-    }
-  };
-  EXPECT_DEATH(endWith(ZRRequireException("a < b", kPlace)),
-               "exception:Requirement \"a < b\" violated at work, file.cpp:12\n");
-  EXPECT_DEATH(endWith(7), "exception:unknown\n");
 }
 
 TEST(MemBlock, IsUnchangedWhenMemoryIsShortAndReadToItsEndOnly) {

