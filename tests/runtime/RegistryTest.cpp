@@ -33,7 +33,6 @@ TEST_F(Registry, MapsKeyPathsOntoApplications) {
       {"Software/KorvaneInc/Vantora/", "com.korvane.Vantora", ""},
       {"Software/KorvaneInc/Vantora/Sub/Key", "com.korvane.Vantora", "Sub/Key"},
       {"SOFTWARE/halvard/Vantora", "com.korvane.Vantora", ""},
-      {"Software/KorvaneInc/", "com.korvane", ""},
       {"com.korvane.Other/Sub/Key", "com.korvane.Other", "Sub/Key"},
       {"Software/Else/Vantora", "com.korvane", "Software/Else/Vantora"},
   };
@@ -41,21 +40,6 @@ TEST_F(Registry, MapsKeyPathsOntoApplications) {
     EXPECT_CODE(entry.open(row.path, 1), ZRError::eNoError);
     EXPECT_EQ(entry.application(), row.application) << row.path;
     EXPECT_EQ(entry.keyPrefix(), row.prefix) << row.path;
-  }
-}
-
-TEST_F(Registry, WhatOneEntryStoresAnotherReadsInItsScope) {
-  for (const std::uint32_t scope : {0U, 1U, 2U}) {
-    ZRClearEntry scoped;
-    EXPECT_CODE(scoped.open("Software/KorvaneInc/Vantora", scope), ZRError::eNoError);
-    EXPECT_CODE(scoped.setString("Name", ZRString(std::to_string(scope))), ZRError::eNoError);
-  }
-  for (const auto& [scope, expected] : {std::pair(0U, "0"), {1U, "1"}, {2U, "2"}, {77U, "1"}}) {
-    ZRClearEntry scoped;
-    ZRString value;
-    EXPECT_CODE(scoped.open("Software/Halvard/Vantora", scope), ZRError::eNoError);
-    EXPECT_CODE(scoped.getString("Name", value), ZRError::eNoError);
-    EXPECT_EQ(value, expected) << scope;
   }
 }
 

@@ -58,12 +58,4 @@ TEST_F(RuntimeInit, AFailureEndsTheStartButNotTheShutDown) {
                 "W: ", "Warning at shutdown, runtimeinitializersstoreimpl:83\n\t(2012) \"ZRError::eBusy\"");
 }
 
-TEST_F(RuntimeInit, StartsOnceOnly) {
-  startup(1, "a");
-  store.initialise();
-  store.initialise();
-  EXPECT_CODE(store.result(), ZRError::eBadState);
-  EXPECT_EQ(ran, "a");
-}
-
 }  // namespace
