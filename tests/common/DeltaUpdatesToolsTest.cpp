@@ -17,7 +17,6 @@
 #include "tests/support/LogCapture.h"
 #include "tests/support/ResultMatchers.h"
 #include "tests/support/TemporaryFolder.h"
-#include "tools/packager/Digest.h"
 #include "tools/packager/Program.h"
 
 namespace {
@@ -32,262 +31,190 @@ class DeltaUpdatesToolsTest : public ::testing::Test {
     if (!ZRProcessManager::instance()) {
       EXPECT_CODE(ZRProcessManager::init(), ZRError::eNoError);
     }
-    test::makeFolder(source());
-    test::makeFolder(delta());
-    test::writeFile(outside() + "/kept", "kept");
+    makeFolders();
   }
 
-  [[nodiscard]] std::string source() const { return _folder / "Vantora (1).app"; }
-  [[nodiscard]] std::string delta() const { return _folder / "temporary files/1_2"; }
-  [[nodiscard]] std::string outside() const { return _folder / "outside"; }
-  [[nodiscard]] std::string inDelta(const std::string& path) const { return delta() + "/" + path; }
-
+  /// All three folders anew; outside lies one file.
+  void makeFolders() const {
+    for (const std::string& top : {source, delta, outside}) {
+      fs::remove_all(top);
+      test::makeFolder(top);
+    }
+    test::writeFile(outside + "/kept", "kept");
+  }
   /// Puts the old file into the bundle and the patch that makes it new into the package.
-  void addPatch(const std::string& path, const std::string& before, const std::string& after) {
-    test::writeFile(source() + "/" + path, before);
-    makePatch(before, after, inDelta(path) + ".bsdiff");
+  void addPatch(const std::string& name, const std::string& before, const std::string& after) const {
+    test::writeFile(source + "/" + name, before);
+    test::writeFile(folder / "new", after);
+    packager::runProgram("/usr/bin/bsdiff",
+                         {source + "/" + name, folder / "new", delta + "/" + name + ".bsdiff"});
   }
-  void makePatch(const std::string& before, const std::string& after, const std::string& patch) {
-    test::writeFile(_folder / "before", before);
-    test::writeFile(_folder / "after", after);
-    test::makeFolder(fs::path(patch).parent_path().string());
-    packager::runProgram("/usr/bin/bsdiff", {_folder / "before", _folder / "after", patch});
+  void link(const std::string& target, const std::string& path) const {
+    test::makeFolder(fs::path(delta + "/" + path).parent_path());
+    fs::create_symlink(target, delta + "/" + path);
   }
-  void link(const std::string& target, const std::string& path) {
-    test::makeFolder(fs::path(inDelta(path)).parent_path().string());
-    fs::create_symlink(target, inDelta(path));
-  }
-  void listDigest(const std::string& path, const std::string& bytes) {
-    test::writeFile(inDelta(path), bytes);
-    _list += path + " " + packager::md5OfFile(inDelta(path)) + "\n";
-  }
-  void writeList(const std::string& text) { test::writeFile(inDelta("FileCheckSums.txt"), text); }
+  void pipe(const std::string& path) const { ASSERT_EQ(mkfifo((delta + "/" + path).c_str(), 0600), 0); }
 
-  ZRResult patch() { return applyPatch(delta(), source(), &_pool); }
-  ZRResult verify() { return verifyCheckSums(ZRString(delta()), &_pool); }
+  ZRResult patch() { return applyPatch(delta, source, &_pool); }
+  ZRResult verify() { return verifyCheckSums(delta, &_pool); }
 
-  void expectOutsideUntouched(const char* name) {
-    std::size_t entries = 0;
-    for ([[maybe_unused]] const auto& entry : fs::recursive_directory_iterator(outside()))
-      ++entries;
-    EXPECT_EQ(entries, _entriesOutside) << name;
-    EXPECT_EQ(test::readFile(outside() + "/kept"), "kept") << name;
-  }
+  const test::TemporaryFolder folder;
+  const std::string source = folder / "Vantora (1).app";
+  const std::string delta = folder / "temporary files/1_2";
+  const std::string outside = folder / "outside";
 
-  test::TemporaryFolder _folder;
-  std::string _list;
-  std::size_t _entriesOutside = 1;
+ private:
   ZRDynamicThreadPool _pool{"Patching", 3, 3, 30};
 };
 
-TEST_F(DeltaUpdatesToolsTest, AppliesEveryPatchAndDeletesIt) {
-  const std::string big(100000, 'x');
-  addPatch("Contents/Info.plist", "one", "two");
-  addPatch("Contents/Resources/\xC3\xA4 file with blanks", big, big + "!");
-  addPatch("Contents/Frameworks/F.framework/Versions/A/F", "old", "new");
-  link("A", "Contents/Frameworks/F.framework/Versions/Current");
-  link("Versions/Current/F", "Contents/Frameworks/F.framework/F");
-  link("/no/such/place", "Contents/dangling");
-  test::writeFile(inDelta("Contents/whole"), "whole");
-  test::makeFolder(inDelta("Contents/empty"));
-
-  ASSERT_CODE(patch(), ZRError::eNoError);
-  EXPECT_EQ(test::readFile(inDelta("Contents/Info.plist")), "two");
-  EXPECT_EQ(test::readFile(inDelta("Contents/Resources/\xC3\xA4 file with blanks")), big + "!");
-  EXPECT_EQ(test::readFile(inDelta("Contents/Frameworks/F.framework/F")), "new");
-  EXPECT_EQ(test::readFile(inDelta("Contents/whole")), "whole");
-  EXPECT_EQ(test::readFile(source() + "/Contents/Info.plist"), "one");
-  for (const auto& entry : fs::recursive_directory_iterator(delta()))
-    EXPECT_NE(entry.path().extension(), ".bsdiff") << entry.path();
-}
-
 TEST_F(DeltaUpdatesToolsTest, RefusesWhatCannotBePatchedOrLeadsOutside) {
+  const std::string x = delta + "/x";
+  const std::string xPatch = delta + "/x.bsdiff";
   struct Case {
     const char* name;
     std::uint32_t code;
     const char* message;
-    std::function<void()> prepare;
-  };
-  const auto outsidePatch = [this](const std::string& name) {
-    makePatch("kept", "changed", outside() + "/" + name);
-    _entriesOutside = 2;
+    std::function<void()> spoil;  ///< what was a sound package with a patch for "x"
   };
   const Case cases[] = {
-      {"no base file", ZRError::eSomeError, "Process exit code = 1",
-       [&] { makePatch("a", "b", inDelta("Contents/x.bsdiff")); }},
-      {"corrupt patch", ZRError::eSomeError, "Process exit code = 1",
-       [&] {
-         addPatch("x", "a", "b");
-         test::writeFile(inDelta("x.bsdiff"), "BSDIFF40 and nothing of a patch");
-       }},
+      {"no old file", ZRError::eSomeError, "exit code = 1", [&] { fs::remove(source + "/x"); }},
+      {"corrupt patch", ZRError::eSomeError, "exit code = 1",
+       [&] { test::writeFile(xPatch, "BSDIFF40 and nothing of a patch"); }},
       {"double quote in a file's name", ZRError::eBadParameter, "double quote",
-       [&] { addPatch("a\" \"b", "a", "b"); }},
+       [&] { fs::rename(xPatch, delta + "/a\" \"b.bsdiff"); }},
       {"a link to nothing yet where the new file goes", ZRError::eNoAccess, "in the way",
-       [&] {
-         addPatch("x", "kept", "changed");
-         link("../../outside/made", "x");
-       }},
-      {"a second name of a file outside where the new file goes", ZRError::eNoAccess, "",
-       [&] {
-         addPatch("x", "kept", "changed");
-         fs::create_hard_link(outside() + "/kept", inDelta("x"));
-       }},
-      {"a pipe where the new file goes", ZRError::eNoAccess, "in the way",
-       [&] {
-         addPatch("x", "a", "b");
-         ASSERT_EQ(mkfifo(inDelta("x").c_str(), 0600), 0);
-       }},
+       [&] { link("../../outside/made", "x"); }},
+      {"a second name of a file outside where the new file goes", ZRError::eNoAccess, "in the way",
+       [&] { fs::create_hard_link(outside + "/kept", x); }},
+      {"a pipe where the new file goes", ZRError::eNoAccess, "in the way", [&] { pipe("x"); }},
       {"a patch that is a link", ZRError::eNoAccess, "is not a file",
        [&] {
-         test::writeFile(source() + "/x", "kept");
-         outsidePatch("patch");
-         link(outside() + "/patch", "x.bsdiff");
+         fs::remove(xPatch);
+         link(outside + "/x.bsdiff", "x.bsdiff");
        }},
       {"a link to a folder outside that holds a patch", ZRError::eNoAccess, "leads out of",
-       [&] {
-         outsidePatch("kept.bsdiff");
-         test::writeFile(source() + "/Contents/kept", "kept");
-         link("../../outside", "Contents");
-       }},
+       [&] { link("../../outside", "Contents"); }},
       {"a tree that is a link itself", ZRError::eNoAccess, "is a link",
        [&] {
-         outsidePatch("kept.bsdiff");
-         test::writeFile(source() + "/kept", "kept");
-         fs::remove(delta());
-         fs::create_symlink(outside(), delta());
+         fs::remove_all(delta);
+         fs::create_symlink(outside, delta);
        }},
-      {"no tree", ZRError::eNotFound, "realpath()", [&] { fs::remove(delta()); }},
+      {"no tree", ZRError::eNotFound, "realpath()", [&] { fs::remove_all(delta); }},
   };
   for (const Case& c : cases) {
-    for (const std::string& folder : {source(), delta(), outside()})
-      fs::remove_all(folder);
-    test::makeFolder(source());
-    test::makeFolder(delta());
-    test::writeFile(outside() + "/kept", "kept");
-    _entriesOutside = 1;
-
-    c.prepare();
+    makeFolders();
+    addPatch("x", "kept", "changed");
+    test::writeFile(source + "/Contents/x", "kept");
+    fs::copy_file(xPatch, outside + "/x.bsdiff");
+    c.spoil();
     const ZRResult result = patch();
     EXPECT_CODE(result, c.code) << c.name;
     EXPECT_THAT(result.message().str(), HasSubstr(c.message)) << c.name;
-    expectOutsideUntouched(c.name);
+    EXPECT_EQ(test::readFile(outside + "/kept"), "kept") << c.name;
+    EXPECT_EQ(std::distance(fs::directory_iterator(outside), {}), 2) << c.name;
   }
 }
 
 TEST_F(DeltaUpdatesToolsTest, VerifiesTheListedFiles) {
+  const std::string abc = "900150983cd24fb0d6963f7d28e17f72";
+  const std::string good = "Contents/a b " + abc + "\nempty d41d8cd98f00b204e9800998ecf8427e\n";
+  std::string tooMany;
+  for (int line = 0; line <= 100'000; ++line)
+    tooMany += "x y\n";
   struct Case {
     const char* name;
-    std::function<void(std::string& list)> change;
+    std::string list;
     std::uint32_t code;
     const char* message = "";
   };
-  const std::string digest = "900150983cd24fb0d6963f7d28e17f72";  // of "abc"
   const Case cases[] = {
-      {"as made", [](std::string&) {}, ZRError::eNoError},
-      {"a link inside",
-       [&](std::string& list) {
-         link("Contents/a b", "inner");
-         list += "inner " + digest + "\n";
-       },
-       ZRError::eNoError},
-      {"a line without a blank", [](std::string& list) { list.insert(0, "x\n"); }, ZRError::eUnexpected},
-      {"carriage returns",
-       [](std::string& list) {
-         for (std::size_t at = 0; (at = list.find('\n', at)) != std::string::npos; at += 2)
-           list.insert(at, "\r");
-       },
-       ZRError::eUnexpected},
-      {"upper case", [](std::string& list) { list.replace(list.find("900150983c"), 10, "900150983C"); },
-       ZRError::eUnexpected},
-      {"another file's bytes", [&](std::string&) { test::writeFile(inDelta("other"), "changed"); },
-       ZRError::eUnexpected},
-      {"a missing file, then a wrong one",
-       [&](std::string& list) { list.insert(0, "gone " + digest + "\nother " + digest + "\n"); },
-       ZRError::eNotFound, "/gone not found"},
-      {"a path that climbs out", [&](std::string& list) { list += "../../outside/abc " + digest; },
-       ZRError::eNotFound, "../../outside/abc not found"},
-      {"a link out",
-       [&](std::string& list) {
-         link(outside() + "/abc", "way");
-         list += "way " + digest;
-       },
-       ZRError::eNotFound, "/way not found"},
-      {"a pipe, which nobody writes to",
-       [&](std::string& list) {
-         ASSERT_EQ(mkfifo(inDelta("pipe").c_str(), 0600), 0);
-         list += "pipe " + digest;
-       },
-       ZRError::eNotFound, "/pipe not found"},
-      {"more than fits", [](std::string& list) { list.append(16 << 20, 'x'); }, ZRError::eTooLong},
-      {"too many lines",
-       [](std::string& list) {
-         for (int line = 0; line < 100'000; ++line)
-           list += "x y\n";
-       },
-       ZRError::eTooMany},
+      {"as made", good, ZRError::eNoError},
+      {"a link inside, and no line end", good + "inner " + abc, ZRError::eNoError},
+      {"a line without a blank", "x\n" + good, ZRError::eUnexpected},
+      {"an empty line at the end", good + "\n", ZRError::eUnexpected},
+      {"carriage returns", "Contents/a b " + abc + "\r\n", ZRError::eUnexpected},
+      {"upper case", "Contents/a b 900150983CD24FB0D6963F7D28E17F72", ZRError::eUnexpected},
+      {"another file's bytes", good + "empty " + abc, ZRError::eUnexpected},
+      {"a missing file, then a wrong one", "gone " + abc + "\nempty " + abc, ZRError::eNotFound,
+       "/gone not found"},
+      {"a path that climbs out", good + "../../outside/abc " + abc, ZRError::eNotFound,
+       "../../outside/abc not found"},
+      {"a link out", good + "way " + abc, ZRError::eNotFound, "/way not found"},
+      {"a pipe, which nobody writes to", good + "pipe " + abc, ZRError::eNotFound, "/pipe not found"},
+      {"more than fits", std::string((16 << 20) + 1, 'x'), ZRError::eTooLong},
+      {"too many lines", tooMany, ZRError::eTooMany},
   };
-  test::writeFile(outside() + "/abc", "abc");
+  test::writeFile(outside + "/abc", "abc");
+  test::writeFile(delta + "/Contents/a b", "abc");
+  test::writeFile(delta + "/empty", "");
+  link("Contents/a b", "inner");
+  link(outside + "/abc", "way");
+  pipe("pipe");
   for (const Case& c : cases) {
-    fs::remove_all(delta());
-    _list.clear();
-    listDigest("Contents/a b", "abc");
-    listDigest("other", "");
-    c.change(_list);
-    writeList(_list);
-    test::LogCapture log;
+    test::writeFile(delta + "/FileCheckSums.txt", c.list);
+    const test::LogCapture log;
     const ZRResult result = verify();
+    const bool isGood = c.code == ZRError::eNoError;
     EXPECT_CODE(result, c.code) << c.name;
     EXPECT_THAT(result.message().str(), HasSubstr(c.message)) << c.name;
-    EXPECT_EQ(test::exists(inDelta("FileCheckSums.txt")), c.code != ZRError::eNoError) << c.name;
-    EXPECT_EQ(log.contains(
-                  "i: {ZRResult verifyCheckSums(ZRString, ZRDynamicThreadPool *)} Verify checksums success!"),
-              c.code == ZRError::eNoError)
-        << c.name << log.text();
+    EXPECT_EQ(test::exists(delta + "/FileCheckSums.txt"), !isGood) << c.name;
+    EXPECT_EQ(log.contains("i: ", "Verify checksums success!"), isGood) << c.name << log.text();
   }
 }
 
 TEST_F(DeltaUpdatesToolsTest, WantsAListThatIsAFile) {
   EXPECT_CODE(verify(), ZRError::eNotFound);
-  EXPECT_FALSE(test::exists(inDelta("FileCheckSums.txt")));
-  test::writeFile(outside() + "/list", "");
-  link(outside() + "/list", "FileCheckSums.txt");
+  EXPECT_FALSE(test::exists(delta + "/FileCheckSums.txt"));
+  link(outside + "/kept", "FileCheckSums.txt");
   EXPECT_CODE(verify(), ZRError::eNoAccess);
-  fs::remove(inDelta("FileCheckSums.txt"));
-  ASSERT_EQ(mkfifo(inDelta("FileCheckSums.txt").c_str(), 0600), 0);
+  fs::remove(delta + "/FileCheckSums.txt");
+  pipe("FileCheckSums.txt");
   EXPECT_CODE(verify(), ZRError::eNoAccess);
 }
 
-TEST_F(DeltaUpdatesToolsTest, MakesTheKnownExecutablesExecutable) {
-  const auto modeOf = [](const std::string& path) {
-    return static_cast<unsigned>(fs::status(path).permissions());
-  };
-  for (const char* executable : kBundleExecutables) {
-    test::writeFile(inDelta(executable), "");
-    fs::permissions(inDelta(executable), fs::perms{0640});
-  }
-  EXPECT_CODE(setExeFileAttributes(ZRString(delta())), ZRError::eNoError);
-  for (const char* executable : kBundleExecutables)
-    EXPECT_EQ(modeOf(inDelta(executable)), 0751u) << executable;
+/// The patch tool takes any old file: only the list of digests tells that the bundle was another one.
+TEST_F(DeltaUpdatesToolsTest, TheDigestsFindAPatchOfAnotherFile) {
+  addPatch("x", "the right old file", "the right new file");
+  test::writeFile(source + "/x", "not the one it was!");
+  test::writeFile(delta + "/FileCheckSums.txt", "x 00000000000000000000000000000000");
+  EXPECT_CODE(patch(), ZRError::eNoError);
+  EXPECT_NE(test::readFile(delta + "/x"), "the right new file");
+  EXPECT_CODE(verify(), ZRError::eUnexpected);
+}
 
-  fs::permissions(inDelta("Contents/MacOS/Vantora"), fs::perms{0640});
-  fs::remove(inDelta("Contents/Helpers/VNTUpload"));
-  const ZRResult missing = setExeFileAttributes(ZRString(delta()));
+TEST_F(DeltaUpdatesToolsTest, NeedsAPoolThatTakesTasks) {
+  addPatch("x", "old", "new");
+  test::writeFile(delta + "/FileCheckSums.txt", "x y");
+  ZRDynamicThreadPool stopped("Patching", 3, 3, 30);
+  EXPECT_CODE(stopped.stop(), ZRError::eNoError);
+  const std::pair<ZRDynamicThreadPool*, std::uint32_t> cases[] = {{nullptr, ZRError::eBadParameter},
+                                                                  {&stopped, ZRError::eSomeError}};
+  for (const auto& [pool, code] : cases) {
+    EXPECT_CODE(applyPatch(delta, source, pool), code);
+    EXPECT_CODE(verifyCheckSums(delta, pool), code);
+  }
+}
+
+TEST_F(DeltaUpdatesToolsTest, MakesNothingExecutableBehindAMissingFileOrALinkOut) {
+  const auto modeOf = [](const std::string& path) { return fs::status(path).permissions(); };
+  for (const char* executable : kBundleExecutables)
+    test::writeFile(delta + "/" + executable, "");
+  const std::string last = delta + "/Contents/MacOS/Vantora";
+  const auto before = modeOf(last);
+  fs::remove(delta + "/Contents/Helpers/VNTUpload");
+  const ZRResult missing = setExeFileAttributes(delta);
   EXPECT_CODE(missing, ZRError::eSomeError);
   EXPECT_THAT(missing.message().str(), HasSubstr("Process exit code = 1"));
-  EXPECT_EQ(modeOf(inDelta("Contents/MacOS/Vantora")), 0640u) << "what comes after the failure is not done";
-
-  fs::permissions(outside() + "/kept", fs::perms{0640});
-  link(outside() + "/kept", "Contents/Helpers/VNTUpload");
-  EXPECT_CODE(setExeFileAttributes(ZRString(delta())), ZRError::eNoAccess);
-  EXPECT_EQ(modeOf(outside() + "/kept"), 0640u);
-  EXPECT_CODE(setExeFileAttributes(ZRString(delta() + "\" /bin/sh \"")), ZRError::eNotFound);
+  link(outside + "/kept", "Contents/Helpers/VNTUpload");
+  EXPECT_CODE(setExeFileAttributes(delta), ZRError::eNoAccess);
+  EXPECT_EQ(modeOf(last), before);
+  EXPECT_EQ(modeOf(outside + "/kept"), before);
 }
 
 TEST_F(DeltaUpdatesToolsTest, KillsACommandAtItsLimit) {
-  const std::string file = _folder / "process";
+  const std::string file = folder / "process";
   const auto start = std::chrono::steady_clock::now();
-  const std::string command = "/bin/sh -c \"echo $$ > '" + file + "'; exec sleep 30\"";
-  EXPECT_CODE(runCommand(ZRString(command), 500), ZRError::eTimeout);
+  EXPECT_CODE(runCommand("/bin/sh -c \"echo $$ > '" + file + "'; exec sleep 30\"", 500), ZRError::eTimeout);
   EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(20));
   EXPECT_EQ(kill(std::stoi(test::readFile(file)), 0), -1);
   EXPECT_EQ(errno, ESRCH) << "it is gone, and collected";
