@@ -48,116 +48,111 @@ std::map<std::string, std::string> contentsOf(const std::string& folder) {
   return items;
 }
 
+/// A bundle of a client; its big files differ from seed to seed, but not by much.
+void makeBundle(const std::string& bundle, unsigned seed) {
+  const std::string change = std::to_string(seed);
+  const auto write = [&](const std::string& path, const std::string& bytes, unsigned mode = 0644) {
+    test::writeFile(bundle + "/" + path, bytes);
+    fs::permissions(bundle + "/" + path, fs::perms{mode});
+  };
+  for (const char* executable : kBundleExecutables)
+    write(executable, noise(1, 20000) + change, 0755);
+  write("Contents/Frameworks/F.framework/Versions/A/F", noise(2, 30000) + change);
+  fs::create_directory_symlink("A", bundle + "/Contents/Frameworks/F.framework/Versions/Current");
+  fs::create_symlink("Versions/Current/F", bundle + "/Contents/Frameworks/F.framework/F");
+  write("Contents/Resources/same for \xC3\xA4ll", noise(3, 30000));
+  write("Contents/Resources/read-only", noise(4, 10000) + change, 0444);
+  write("Contents/Resources/helper.sh", "#!/bin/sh\n" + noise(5, 10000) + change, 0755);
+  write("Contents/Resources/with \" quote", noise(6, 10000) + change);
+  write("Contents/Resources/only in " + change, noise(seed, 5000));
+  write("Contents/Resources/empty", "");
+  test::makeFolder(bundle + "/Contents/empty folder");
+}
+
 class PackagerTest : public ::testing::Test {
  protected:
-  /// A bundle of a client; its big files differ from seed to seed, but not by much.
-  std::string makeBundle(const std::string& name, unsigned seed) {
-    const std::string bundle = _folder / name;
-    const auto write = [&](const std::string& path, const std::string& bytes, unsigned mode) {
-      test::writeFile(bundle + "/" + path, bytes);
-      fs::permissions(bundle + "/" + path, fs::perms{mode});
-    };
-    for (const char* executable : kBundleExecutables)
-      write(executable, noise(1, 20000) + std::to_string(seed), 0755);
-    write("Contents/Frameworks/F.framework/Versions/A/F", noise(2, 30000) + std::to_string(seed), 0644);
-    fs::create_directory_symlink("A", bundle + "/Contents/Frameworks/F.framework/Versions/Current");
-    fs::create_symlink("Versions/Current/F", bundle + "/Contents/Frameworks/F.framework/F");
-    write("Contents/Resources/same for all", noise(3, 30000), 0644);
-    write("Contents/Resources/read-only", noise(4, 10000) + std::to_string(seed), 0444);
-    write("Contents/Resources/helper.sh", "#!/bin/sh\n" + noise(5, 10000) + std::to_string(seed), 0755);
-    write("Contents/Resources/with \" quote", noise(6, 10000) + std::to_string(seed), 0644);
-    write("Contents/Resources/only in " + std::to_string(seed), noise(seed, 5000), 0644);
-    write("Contents/Resources/empty", "", 0644);
-    test::makeFolder(bundle + "/Contents/empty folder");
-    return bundle;
+  PackagerTest() {
+    makeBundle(source, 7);
+    makeBundle(target, 8);
   }
+
   std::string unpack(const fs::path& archive) {
-    const std::string into = _folder / ("unpacked " + archive.filename().string());
+    const std::string into = folder / ("unpacked " + archive.filename().string());
     test::makeFolder(into);
     packager::runProgram("/usr/bin/tar", {"-x", "-f", archive.string(), "-C", into});
     return into;
   }
 
-  test::TemporaryFolder _folder;
+  const test::TemporaryFolder folder;
+  const std::string source = folder / "source";
+  const std::string target = folder / "target";
 };
 
 TEST_F(PackagerTest, AFullArchiveHoldsTheBundleUnderItsBuild) {
-  const std::string bundle = makeBundle("client", 7);
-  const auto archive = packager::makeFullArchive(bundle, 7, _folder / "full.tar.gz");
+  const auto archive = packager::makeFullArchive(source, 7, folder / "full.tar.gz");
   EXPECT_EQ(archive.sizeBytes, fs::file_size(archive.path));
   EXPECT_EQ(test::readFile(archive.path.string() + ".md5"), archive.md5 + "\n");
   EXPECT_THAT(archive.md5, ::testing::MatchesRegex("[0-9a-f]{32}"));
-  EXPECT_EQ(contentsOf(unpack(archive.path) + "/Vantora (7).app"), contentsOf(bundle));
+  EXPECT_EQ(contentsOf(unpack(archive.path) + "/Vantora (7).app"), contentsOf(source));
 }
 
 TEST_F(PackagerTest, TheSameInputGivesTheSameBytes) {
-  const std::string before = makeBundle("before", 7);
-  const std::string one = makeBundle("one", 8);
-  const std::string other = makeBundle("other", 8);
-  for (const auto& entry : fs::recursive_directory_iterator(other)) {
+  const auto digests = [&](unsigned jobs) {
+    return std::pair(
+        packager::makeFullArchive(target, 8, folder / "full").md5,
+        packager::makeDeltaPackage({source, target, 7, 8, folder / "delta", {}, jobs}).archive.md5);
+  };
+  const auto before = digests(1);
+  for (const auto& entry : fs::recursive_directory_iterator(target)) {
     if (entry.is_symlink()) continue;
     fs::permissions(entry.path(), fs::perms::group_write, fs::perm_options::add);
     fs::last_write_time(entry.path(), fs::file_time_type::clock::now() - std::chrono::hours(1000));
   }
-  const auto fullOf = [&](const std::string& bundle) {
-    return packager::makeFullArchive(bundle, 8, bundle + ".tar.gz").md5;
-  };
-  EXPECT_EQ(fullOf(one), fullOf(other));
-  const auto deltaTo = [&](const std::string& bundle, unsigned jobs) {
-    return packager::makeDeltaPackage({before, bundle, 7, 8, bundle + ".delta", {}, jobs}).archive.md5;
-  };
-  EXPECT_EQ(deltaTo(one, 1), deltaTo(other, 4));
+  EXPECT_EQ(digests(4), before);
 }
 
 TEST_F(PackagerTest, ADeltaPackageMakesTheTargetFromTheSource) {
   if (!ZRProcessManager::instance()) {
     ASSERT_CODE(ZRProcessManager::init(), ZRError::eNoError);
   }
-  const std::string source = makeBundle("source", 7);
-  const std::string target = makeBundle("target", 8);
-  const auto package = packager::makeDeltaPackage({source, target, 7, 8, _folder / "delta.tar.gz"});
+  const auto installed = contentsOf(source);
+  const auto package = packager::makeDeltaPackage({source, target, 7, 8, folder / "delta.tar.gz"});
   EXPECT_EQ(package.patchedFiles, 8u);
   EXPECT_EQ(package.wholeFiles, 4u) << "new, empty, quoted, and executable where nothing makes it so again";
-  EXPECT_LT(package.archive.sizeBytes, packager::makeFullArchive(target, 8, _folder / "full").sizeBytes / 3);
+  EXPECT_LT(package.archive.sizeBytes, packager::makeFullArchive(target, 8, folder / "full").sizeBytes / 3);
 
   const std::string tree = unpack(package.archive.path) + "/7_8";
   ZRDynamicThreadPool pool("Patching", 3, 3, 30);
-  ASSERT_CODE(applyPatch(ZRString(tree), ZRString(source), &pool), ZRError::eNoError);
-  ASSERT_CODE(verifyCheckSums(ZRString(tree), &pool), ZRError::eNoError);
-  ASSERT_CODE(setExeFileAttributes(ZRString(tree)), ZRError::eNoError);
+  ASSERT_CODE(applyPatch(tree, source, &pool), ZRError::eNoError);
+  ASSERT_CODE(verifyCheckSums(tree, &pool), ZRError::eNoError);
+  ASSERT_CODE(setExeFileAttributes(tree), ZRError::eNoError);
   EXPECT_EQ(contentsOf(tree), contentsOf(target));
+  EXPECT_EQ(contentsOf(source), installed);
 }
 
 TEST_F(PackagerTest, RefusesWhatNoAgentCouldInstall) {
-  struct Case {
-    const char* message;
-    std::function<void(const std::string& bundle)> spoil;
+  const std::pair<const char*, std::function<void()>> cases[] = {
+      {"lacks \"Contents/Helpers/VNTUpload\"", [&] { fs::remove(target + "/Contents/Helpers/VNTUpload"); }},
+      {"taken for a patch", [&] { test::writeFile(target + "/x.bsdiff", ""); }},
+      {"line feed", [&] { test::writeFile(target + "/two\nlines", ""); }},
+      {"digest list", [&] { test::writeFile(target + "/FileCheckSums.txt", ""); }},
+      {"leads outside", [&] { fs::create_symlink("/etc", target + "/way"); }},
+      {"leads outside", [&] { fs::create_symlink("../other", target + "/way"); }},
+      {"neither a file", [&] { ASSERT_EQ(mkfifo((target + "/pipe").c_str(), 0600), 0); }},
+      {"is not a folder", [&] { fs::remove_all(source); }},
   };
-  const Case cases[] = {
-      {"lacks \"Contents/Helpers/VNTUpload\"",
-       [](const std::string& b) { fs::remove(b + "/Contents/Helpers/VNTUpload"); }},
-      {"taken for a patch", [](const std::string& b) { test::writeFile(b + "/x.bsdiff", ""); }},
-      {"line feed", [](const std::string& b) { test::writeFile(b + "/two\nlines", ""); }},
-      {"digest list", [](const std::string& b) { test::writeFile(b + "/FileCheckSums.txt", ""); }},
-      {"leads outside", [](const std::string& b) { fs::create_symlink("/etc", b + "/way"); }},
-      {"leads outside", [](const std::string& b) { fs::create_symlink("../other", b + "/way"); }},
-      {"neither a file", [](const std::string& b) { ASSERT_EQ(mkfifo((b + "/pipe").c_str(), 0600), 0); }},
-      {"is not a folder", [this](const std::string&) { fs::remove_all(_folder / "source"); }},
-  };
-  for (const Case& c : cases) {
-    fs::remove_all(_folder / "target");
-    test::makeFolder(_folder / "out");
-    makeBundle("source", 7);
-    const std::string target = makeBundle("target", 8);
-    c.spoil(target);
+  test::makeFolder(folder / "out");
+  for (const auto& [message, spoil] : cases) {
+    fs::remove_all(target);
+    makeBundle(target, 8);
+    spoil();
     try {
-      packager::makeDeltaPackage({_folder / "source", target, 7, 8, _folder / "out/delta"});
-      ADD_FAILURE() << "accepted: " << c.message;
+      packager::makeDeltaPackage({source, target, 7, 8, folder / "out/delta"});
+      ADD_FAILURE() << "accepted: " << message;
     } catch (const packager::PackagingError& error) {
-      EXPECT_THAT(error.what(), HasSubstr(c.message));
+      EXPECT_THAT(error.what(), HasSubstr(message));
     }
-    EXPECT_TRUE(fs::is_empty(_folder / "out")) << c.message;
-    fs::remove_all(_folder / "source");
+    EXPECT_TRUE(fs::is_empty(folder / "out")) << message;
   }
 }
 
