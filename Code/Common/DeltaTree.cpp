@@ -33,6 +33,14 @@ bool isPlain(const FTSENT& entry) {
   }
 }
 
+/// The absolute path, free of symbolic links and "..".
+ZRResult resolvePath(const ZRString& path, ZRString& resolved) {
+  const std::unique_ptr<char, decltype(&std::free)> text(::realpath(path.c_str(), nullptr), &std::free);
+  if (!text) return ZRResult::fromSystemError("realpath()", errno);
+  resolved = text.get();
+  return ZRError::eNoError;
+}
+
 }  // namespace
 
 TreeEntry treeEntry(const ZRString& path) {
@@ -49,21 +57,8 @@ bool hasOtherNames(const ZRString& path) {
   return ::lstat(path.c_str(), &status) == 0 && status.st_nlink > 1;
 }
 
-ZRResult resolvePath(const ZRString& path, ZRString& resolved) {
-  const std::unique_ptr<char, decltype(&std::free)> text(::realpath(path.c_str(), nullptr), &std::free);
-  if (!text) return ZRResult::fromSystemError("realpath()", errno);
-  resolved = text.get();
-  return ZRError::eNoError;
-}
-
-ZRResult resolveTreeTop(const ZRString& folder, ZRString& resolved) {
-  ZRString itself = folder;
-  itself.trimRight("/");  // with a "/" at the end a link would be looked through
-  const TreeEntry entry = treeEntry(itself);
-  if (entry == TreeEntry::linkToFolder || entry == TreeEntry::otherLink) {
-    return ZRResult(ZRError::eNoAccess, "%s is a link", platform::onOneLine(itself.view()).c_str());
-  }
-  return resolvePath(folder, resolved);
+ZRResult refusedEntry(const ZRString& path, const char* why) {
+  return ZRResult(ZRError::eNoAccess, "%s %s", platform::onOneLine(path.view()).c_str(), why);
 }
 
 ZRResult requirePlainTree(const std::string& folder) {
@@ -74,10 +69,7 @@ ZRResult requirePlainTree(const std::string& folder) {
   if (!walk) return ZRResult::fromSystemError("fts_open()", errno);
   errno = 0;
   while (const FTSENT* entry = ::fts_read(walk.get())) {
-    if (!isPlain(*entry)) {
-      return ZRResult(ZRError::eNoAccess, "%s is no plain file, folder or link",
-                      platform::onOneLine(entry->fts_path).c_str());
-    }
+    if (!isPlain(*entry)) return refusedEntry(entry->fts_path, "is no plain file, folder or link");
     errno = 0;
   }
   return errno == 0 ? ZRResult() : ZRResult::fromSystemError("fts_read()", errno);
@@ -85,6 +77,16 @@ ZRResult requirePlainTree(const std::string& folder) {
 
 ZRString withTrailingSlash(const ZRString& path) {
   return ZRString(platform::withTrailingSlash(path.str()));
+}
+
+ZRResult DeltaTree::open(const ZRString& folder) {
+  ZRString itself = folder;
+  itself.trimRight("/");  // with a "/" at the end a link would be looked through
+  const TreeEntry entry = treeEntry(itself);
+  if (entry == TreeEntry::linkToFolder || entry == TreeEntry::otherLink) {
+    return refusedEntry(itself, "is a link");
+  }
+  return resolvePath(folder, _top);
 }
 
 ZRResult DeltaTree::requireInside(const ZRString& path) const {

@@ -1,7 +1,5 @@
 #pragma once
 
-#include <utility>
-
 #include "runtime/Code/ZRResult.h"
 #include "runtime/Strings/ZRString.h"
 
@@ -18,13 +16,8 @@ enum class TreeEntry { nothing, file, folder, linkToFolder, otherLink, special }
 /// Whether the file at `path` has more than one name (hard links).
 [[nodiscard]] bool hasOtherNames(const ZRString& path);
 
-/// The absolute path, free of symbolic links and "..".
-/// Fails naming "realpath()", with eNotFound when there is nothing at the path.
-ZRResult resolvePath(const ZRString& path, ZRString& resolved);
-
-/// The resolved path of a package's top folder.
-/// Fails: eNoAccess when a link stands in its place; as `resolvePath`.
-ZRResult resolveTreeTop(const ZRString& folder, ZRString& resolved);
+/// eNoAccess with the message that `path`, which may be anything a package brought, `why`.
+ZRResult refusedEntry(const ZRString& path, const char* why);
 
 /// What an unpacked archive may consist of: files, folders and links; no file sets the user or group that
 /// runs it. Fails: eNoAccess, naming the first entry that is anything else or cannot be examined.
@@ -36,7 +29,9 @@ ZRResult requirePlainTree(const std::string& folder);
 /// The folder of one package, and what in it is its own.
 class DeltaTree {
  public:
-  explicit DeltaTree(ZRString resolvedTop) : _top(std::move(resolvedTop)) {}
+  /// Takes the folder as the tree's top. To be called before anything else.
+  /// Fails: eNoAccess when a link stands in its place; eNotFound, naming "realpath()", when there is nothing.
+  ZRResult open(const ZRString& folder);
 
   /// Fails with eNoAccess when there is something at `path` that lies outside.
   ZRResult requireInside(const ZRString& path) const;
@@ -48,7 +43,7 @@ class DeltaTree {
   [[nodiscard]] bool holds(const ZRString& resolved) const;
   [[nodiscard]] bool holdsFolder(const ZRString& folder);
 
-  ZRString _top;
+  ZRString _top;  ///< absolute, free of symbolic links and ".."
   ZRString _lastFolder;
   bool _lastFolderIsInside = false;
 };

@@ -12,6 +12,7 @@
 #include <string>
 
 #include "Code/Common/BundleExecutables.h"
+#include "Code/Common/CommandRunner.h"
 #include "runtime/Applications/ZRProcessManager.h"
 #include "runtime/Threads/ZRDynamicThreadPool.h"
 #include "tests/support/LogCapture.h"

@@ -1,9 +1,9 @@
 #include "tools/packager/BundleTree.h"
 
 #include <algorithm>
-#include <string_view>
 
 #include "Code/Common/BundleExecutables.h"
+#include "Code/Common/DeltaPackageFormat.h"
 #include "tools/packager/Archive.h"
 
 namespace packager {
@@ -36,14 +36,10 @@ TreeItem examine(const fs::directory_entry& entry, std::string path) {
   return item;
 }
 
-bool endsWith(std::string_view text, std::string_view end) {
-  return text.size() >= end.size() && text.substr(text.size() - end.size()) == end;
-}
-
 void requireDeliverableName(const TreeItem& item) {
   if (item.path.find('\n') != std::string::npos) refuse(item.path, "its path holds a line feed");
-  if (item.path == "FileCheckSums.txt") refuse(item.path, "the digest list has that name");
-  if (item.kind != TreeItem::Kind::folder && endsWith(item.path, ".bsdiff")) {
+  if (item.path == kCheckSumsName) refuse(item.path, "the digest list has that name");
+  if (item.kind != TreeItem::Kind::folder && item.path.ends_with(kPatchSuffix)) {
     refuse(item.path, "it would be taken for a patch");
   }
 }

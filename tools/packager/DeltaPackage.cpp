@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "Code/Common/BundleExecutables.h"
+#include "Code/Common/DeltaPackageFormat.h"
 #include "tools/packager/BundleTree.h"
 #include "tools/packager/Digest.h"
 #include "tools/packager/Program.h"
@@ -100,7 +101,7 @@ class DeltaTreeBuilder {
     const fs::path base = _request.sourceBundle / item.path;
     const fs::path target = _request.targetBundle / item.path;
     if (mayBePatched(item, base)) {
-      const fs::path patch = _tree / (item.path + ".bsdiff");
+      const fs::path patch = _tree / (item.path + std::string(kPatchSuffix));
       runProgram("/usr/bin/bsdiff", {base.string(), target.string(), patch.string()});
       if (fs::file_size(patch) < item.sizeBytes) return true;
       fs::remove(patch);
@@ -110,7 +111,7 @@ class DeltaTreeBuilder {
   }
 
   void writeDigestList(const std::vector<std::string>& digests) {
-    const fs::path path = _tree / "FileCheckSums.txt";
+    const fs::path path = _tree / kCheckSumsName;
     std::ofstream list(path, std::ios::binary);
     for (std::size_t i = 0; i < _items.size(); ++i) {
       if (_items[i].kind == TreeItem::Kind::file) list << _items[i].path << ' ' << digests[i] << '\n';

@@ -6,15 +6,11 @@
 namespace packager {
 
 std::string md5OfFile(const std::filesystem::path& path) {
-  ZRMemBlock digest;
   ZRString text;
-  ZRResult result = ZRHash::fileDigest(path.string(), digest);
-  if (result.isSuccess()) result = digest.toHex(text);
-  if (result.isFailure()) {
+  if (const ZRResult result = ZRHash::fileDigestText(path.string(), text); result.isFailure()) {
     throw PackagingError(path.string() + " cannot be hashed: " + result.codeText().str() + " " +
                          result.message().str());
   }
-  text.toLower();
   return text.str();
 }
 

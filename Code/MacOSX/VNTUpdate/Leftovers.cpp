@@ -1,7 +1,7 @@
 #include "Code/MacOSX/VNTUpdate/Leftovers.h"
 
+#include "Code/Common/DeltaPackageFormat.h"
 #include "Code/Common/DeltaTree.h"
-#include "Code/Common/DeltaUpdatesTools.h"
 #include "Code/MacOSX/VNTUpdate/TemporaryNames.h"
 #include "runtime/Code/ZRLog.h"
 
