@@ -49,32 +49,65 @@ ZRResult readSignedNumber(const ZRJsonValue& object, const char* key, std::uint3
   return ZRError::eNoError;
 }
 
-ZRResult readDeltaPackage(const ZRJsonValue& object, DeltaPackage& delta) {
-  ZR_RETURN_FAILURE(getUInt32Member(object, "fromBuildNumber", delta.fromBuildNumber));
-  ZR_RETURN_FAILURE(readUrl(object, "macDownloadUrl", delta.macDownloadUrl));
-  ZR_RETURN_FAILURE(getUInt32Member(object, "macDownloadSize", delta.macDownloadSize));
-  ZR_RETURN_FAILURE(getStringMember(object, "windowsDownloadUrl", delta.windowsDownloadUrl));
-  ZR_RETURN_FAILURE(getUInt32Member(object, "windowsDownloadSize", delta.windowsDownloadSize));
+/// A download for one system, in the records that want both.
+template <typename Record>
+ZRResult readMacDownload(const ZRJsonValue& object, Record& record) {
+  ZR_RETURN_FAILURE(readUrl(object, "macDownloadUrl", record.macDownloadUrl));
+  ZR_RETURN_FAILURE(getUInt32Member(object, "macDownloadSize", record.macDownloadSize));
   return ZRError::eNoError;
 }
 
-ZRResult readDeltaPackages(const ZRJsonValue& object, std::vector<DeltaPackage>& packages) {
-  ZRJsonValue list;
-  if (object.getMember("deltaPackages", list).isFailure()) return ZRError::eNoError;
-  std::size_t count = 0;
-  ZR_RETURN_FAILURE(list.getSize(count));
-  for (std::size_t i = 0; i < count; ++i) {
-    ZRJsonValue item;
-    ZR_RETURN_FAILURE(list.getItem(i, item));
-    DeltaPackage delta;
-    ZR_RETURN_FAILURE(readDeltaPackage(item, delta));
-    packages.push_back(std::move(delta));
-  }
+template <typename Record>
+ZRResult readWindowsDownload(const ZRJsonValue& object, Record& record) {
+  ZR_RETURN_FAILURE(getStringMember(object, "windowsDownloadUrl", record.windowsDownloadUrl));
+  ZR_RETURN_FAILURE(getUInt32Member(object, "windowsDownloadSize", record.windowsDownloadSize));
   return ZRError::eNoError;
 }
 
 void readSizeOrUnknown(const ZRJsonValue& object, const char* key, std::uint32_t& size) {
   if (getUInt32Member(object, key, size).isFailure()) size = kUnknownSize;
+}
+
+/// A list of the document, and what a result says of an element of it that cannot be had.
+struct ListSource {
+  const char* key;
+  const char* failure = nullptr;  ///< null: nothing of its own
+  const char* text = nullptr;     ///< the document
+};
+
+ZRResult getListItem(const ZRJsonValue& list, std::size_t index, const ListSource& source,
+                     ZRJsonValue& item) {
+  ZRResult result = list.getItem(index, item);
+  if (result.isSuccess()) return result;
+  if (source.failure == nullptr) return result.wrapped("Error returned", ZR_HERE);
+  result.append(source.failure, static_cast<unsigned long>(index), platform::onOneLine(source.text).c_str());
+  return result;
+}
+
+/// Fills the list; an absent one is an empty one.
+template <typename Record>
+ZRResult readRecords(const ZRJsonValue& object, const ListSource& source,
+                     ZRResult (*read)(const ZRJsonValue&, Record&), std::vector<Record>& records) {
+  records.clear();
+  ZRJsonValue list;
+  if (object.getMember(source.key, list).isFailure()) return ZRError::eNoError;
+  std::size_t count = 0;
+  ZR_RETURN_FAILURE(list.getSize(count));
+  for (std::size_t i = 0; i < count; ++i) {
+    ZRJsonValue item;
+    if (const ZRResult got = getListItem(list, i, source, item); got.isFailure()) return got;
+    Record record;
+    ZR_RETURN_FAILURE(read(item, record));
+    records.push_back(std::move(record));
+  }
+  return ZRError::eNoError;
+}
+
+ZRResult readDeltaPackage(const ZRJsonValue& object, DeltaPackage& delta) {
+  ZR_RETURN_FAILURE(getUInt32Member(object, "fromBuildNumber", delta.fromBuildNumber));
+  ZR_RETURN_FAILURE(readMacDownload(object, delta));
+  ZR_RETURN_FAILURE(readWindowsDownload(object, delta));
+  return ZRError::eNoError;
 }
 
 ZRResult readActiveBuild(const ZRJsonValue& object, ActiveBuild& build) {
@@ -83,7 +116,7 @@ ZRResult readActiveBuild(const ZRJsonValue& object, ActiveBuild& build) {
   ZR_RETURN_FAILURE(getStringMember(object, "windowsDownloadUrl", build.windowsDownloadUrl));
   readSizeOrUnknown(object, "macDownloadSize", build.macDownloadSize);
   readSizeOrUnknown(object, "windowsDownloadSize", build.windowsDownloadSize);
-  ZR_RETURN_FAILURE(readDeltaPackages(object, build.deltaPackages));
+  ZR_RETURN_FAILURE(readRecords(object, {"deltaPackages"}, readDeltaPackage, build.deltaPackages));
   return ZRError::eNoError;
 }
 
@@ -104,39 +137,8 @@ ZRResult readDownloadUrlTemplates(const ZRJsonValue& document, UpdateInfo& info)
 ZRResult readMessenger(const ZRJsonValue& document, MessengerDownload& messenger) {
   ZRJsonValue object;
   ZR_RETURN_FAILURE(document.getMember("VNTMessenger", object));
-  ZR_RETURN_FAILURE(getStringMember(object, "windowsDownloadUrl", messenger.windowsDownloadUrl));
-  ZR_RETURN_FAILURE(getUInt32Member(object, "windowsDownloadSize", messenger.windowsDownloadSize));
-  ZR_RETURN_FAILURE(readUrl(object, "macDownloadUrl", messenger.macDownloadUrl));
-  ZR_RETURN_FAILURE(getUInt32Member(object, "macDownloadSize", messenger.macDownloadSize));
-  return ZRError::eNoError;
-}
-
-/// A list of the document, and what a result says of an element of it that cannot be had.
-struct ListSource {
-  const char* key;
-  const char* failure;
-  const char* text;
-};
-
-/// Fills the list; an absent one is an empty one.
-template <typename Record>
-ZRResult readRecords(const ZRJsonValue& document, const ListSource& source,
-                     ZRResult (*read)(const ZRJsonValue&, Record&), std::vector<Record>& records) {
-  records.clear();
-  ZRJsonValue list;
-  if (document.getMember(source.key, list).isFailure()) return ZRError::eNoError;
-  std::size_t count = 0;
-  ZR_RETURN_FAILURE(list.getSize(count));
-  for (std::size_t i = 0; i < count; ++i) {
-    ZRJsonValue item;
-    if (ZRResult result = list.getItem(i, item); result.isFailure()) {
-      result.append(source.failure, static_cast<unsigned long>(i), platform::onOneLine(source.text).c_str());
-      return result;
-    }
-    Record record;
-    ZR_RETURN_FAILURE(read(item, record));
-    records.push_back(std::move(record));
-  }
+  ZR_RETURN_FAILURE(readWindowsDownload(object, messenger));
+  ZR_RETURN_FAILURE(readMacDownload(object, messenger));
   return ZRError::eNoError;
 }
 
