@@ -23,6 +23,15 @@ struct DeltaPlan {
 /// order.
 void sortDeltaPackages(ActiveBuild& build);
 
+/// Sorts the delta packages of every missing build and finds the cheapest of the first 5140 orders in
+/// lexicographic sequence (all of them for up to 7 builds); of equally cheap ones the first. Fails:
+/// ePreconditionFailed (reported to the log) when nothing is missing.
+ZRResult planDeltaPath(std::vector<ActiveBuild>& missing, const std::vector<std::uint32_t>& available,
+                       DeltaPlan& plan);
+
+// What no run calls: the cost of one build and of one order. The search of `planDeltaPath` has tables
+// instead.
+
 /// What installing `build` downloads when the builds `available` are installed: the first of its delta
 /// packages, as they stand, with a size of 1 to 2147483647 bytes and an available source; without one, the
 /// full archive. Never fails.
@@ -34,9 +43,3 @@ ZRResult downloadSizeForBuild(const ActiveBuild& build, const std::vector<std::u
 /// build.
 ZRResult downloadSizeForOrder(const std::vector<ActiveBuild>& missing, std::vector<std::uint32_t>& available,
                               const std::vector<std::uint32_t>& order, std::int32_t& total);
-
-/// Sorts the delta packages of every missing build and finds the cheapest of the first 5140 orders in
-/// lexicographic sequence (all of them for up to 7 builds); of equally cheap ones the first. Fails:
-/// ePreconditionFailed (reported to the log) when nothing is missing.
-ZRResult planDeltaPath(std::vector<ActiveBuild>& missing, const std::vector<std::uint32_t>& available,
-                       DeltaPlan& plan);
