@@ -10,7 +10,7 @@
 #include "benchmarks/Measure.h"
 #include "runtime/Applications/ZRProcessManager.h"
 #include "runtime/Threads/ZRDynamicThreadPool.h"
-#include "tools/packager/Program.h"
+#include "tools/support/Program.h"
 
 namespace {
 
@@ -43,8 +43,8 @@ class Workspace {
       write(_top / "source" / name, before);
       write(_top / "new", before + "changed");
       const fs::path patch = _top / "patches" / (name + ".bsdiff");
-      packager::runProgram("/usr/bin/bsdiff",
-                           {(_top / "source" / name).string(), (_top / "new").string(), patch.string()});
+      tools::runProgram(
+          {"/usr/bin/bsdiff", {(_top / "source" / name).string(), (_top / "new").string(), patch.string()}});
       arguments << (_top / "source" / name).string() << ' ' << (_top / "theirs" / name).string() << ' '
                 << patch.string() << '\n';
     }

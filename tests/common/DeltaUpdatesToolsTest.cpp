@@ -18,7 +18,7 @@
 #include "tests/support/LogCapture.h"
 #include "tests/support/ResultMatchers.h"
 #include "tests/support/TemporaryFolder.h"
-#include "tools/packager/Program.h"
+#include "tools/support/Program.h"
 
 namespace {
 
@@ -47,8 +47,8 @@ class DeltaUpdatesToolsTest : public ::testing::Test {
   void addPatch(const std::string& name, const std::string& before, const std::string& after) const {
     test::writeFile(source + "/" + name, before);
     test::writeFile(folder / "new", after);
-    packager::runProgram("/usr/bin/bsdiff",
-                         {source + "/" + name, folder / "new", delta + "/" + name + ".bsdiff"});
+    tools::runProgram(
+        {"/usr/bin/bsdiff", {source + "/" + name, folder / "new", delta + "/" + name + ".bsdiff"}});
   }
   void link(const std::string& target, const std::string& path) const {
     test::makeFolder(fs::path(delta + "/" + path).parent_path());

@@ -1,10 +1,8 @@
 #include "tools/demo/ClientBundle.h"
 
-#include <fstream>
-#include <stdexcept>
-
 #include "Code/Common/BundleExecutables.h"
 #include "platform/PropertyList.h"
+#include "tools/support/Files.h"
 
 namespace demo {
 namespace {
@@ -12,21 +10,13 @@ namespace {
 namespace fs = std::filesystem;
 namespace plist = platform::plist;
 
-void write(const fs::path& path, const std::string& bytes) {
-  fs::create_directories(path.parent_path());
-  std::ofstream file(path, std::ios::binary | std::ios::trunc);
-  file << bytes;
-  file.close();
-  if (!file) throw std::runtime_error("cannot write " + path.string());
-}
-
 void makeExecutable(const fs::path& path, const std::string& script) {
-  write(path, script);
+  tools::writeFile(path, script);
   fs::permissions(path, fs::perms(0755));
 }
 
 void writeInformation(const fs::path& bundle, plist::Dictionary information) {
-  write(bundle / "Contents/Info.plist", plist::toXml(plist::Value(std::move(information))));
+  tools::writeFile(bundle / "Contents/Info.plist", plist::toXml(plist::Value(std::move(information))));
 }
 
 plist::Dictionary urlType(const std::string& scheme) {
@@ -54,11 +44,12 @@ void makeClientBundle(const fs::path& bundle, std::uint32_t build, const Payload
   for (const char* executable : kBundleExecutables) {
     makeExecutable(bundle / executable, "#!/bin/sh\necho \"Vantora build " + number + "\"\n");
   }
-  write(bundle / "Contents/Helpers/Vantora Recording Manager.app/Contents/Info.plist",
-        plist::toXml(plist::Value(plist::Dictionary{
-            {"CFBundleIdentifier", "com.korvane.VantoraRecordingManager"}, {"CFBundleVersion", number}})));
+  tools::writeFile(
+      bundle / "Contents/Helpers/Vantora Recording Manager.app/Contents/Info.plist",
+      plist::toXml(plist::Value(plist::Dictionary{
+          {"CFBundleIdentifier", "com.korvane.VantoraRecordingManager"}, {"CFBundleVersion", number}})));
   for (const PayloadFile& file : payload.filesOf(build)) {
-    write(bundle / file.path, file.contents());
+    tools::writeFile(bundle / file.path, file.contents());
     if (file.kind == PayloadKind::framework) linkFramework(bundle / file.path);
   }
 }
@@ -69,7 +60,7 @@ void makeMessengerBundle(const fs::path& bundle) {
                             {"CFBundleExecutable", "Vantora Messenger"},
                             {"CFBundleVersion", "12"}});
   makeExecutable(bundle / "Contents/MacOS/Vantora Messenger", "#!/bin/sh\necho Messenger\n");
-  write(bundle / "Contents/Resources/greeting.txt", "Hello.\n");
+  tools::writeFile(bundle / "Contents/Resources/greeting.txt", "Hello.\n");
 }
 
 }  // namespace demo

@@ -1,12 +1,11 @@
 #include "tools/demo/Releases.h"
 
 #include <chrono>
-#include <stdexcept>
 
-#include "platform/Task.h"
 #include "tools/codesign/Signer.h"
 #include "tools/packager/Archive.h"
 #include "tools/packager/DeltaPackage.h"
+#include "tools/support/Program.h"
 
 namespace demo {
 namespace {
@@ -31,13 +30,9 @@ codesign::SigningIdentity makeIdentity() {
 }
 
 void zipFolder(const fs::path& parent, const std::string& name, const fs::path& archive) {
-  platform::Task zip;
-  zip.launchPath = "/usr/bin/zip";
-  zip.arguments = {"-q", "-r", "-y", "-X", archive.string(), name};
-  zip.currentFolder = parent.string();
-  zip.launch();
-  zip.waitUntilExit();
-  if (zip.terminationStatus() != 0) throw std::runtime_error("zip failed");
+  tools::runProgram({.path = "/usr/bin/zip",
+                     .arguments = {"-q", "-r", "-y", "-X", archive.string(), name},
+                     .workingFolder = parent.string()});
 }
 
 }  // namespace

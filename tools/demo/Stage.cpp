@@ -1,7 +1,5 @@
 #include "tools/demo/Stage.h"
 
-#include <sys/wait.h>
-
 #include <algorithm>
 #include <cstdlib>
 #include <fstream>
@@ -14,8 +12,7 @@
 #include "platform/LaunchAgent.h"
 #include "platform/Metadata.h"
 #include "platform/Preferences.h"
-#include "platform/Process.h"
-#include "platform/Task.h"
+#include "tools/support/Program.h"
 
 namespace demo {
 namespace {
@@ -29,14 +26,6 @@ void require(const platform::Error& error) {
 
 platform::Date ago(std::chrono::hours hours) {
   return platform::now() - platform::Seconds(hours);
-}
-
-/// An environment as a session gives it: nothing of the caller's comes through.
-std::vector<std::string> entries(const std::map<std::string, std::string>& variables) {
-  std::vector<std::string> texts;
-  for (const auto& [name, value] : variables)
-    texts.push_back(name + "=" + value);
-  return texts;
 }
 
 }  // namespace
@@ -54,14 +43,10 @@ Stage::Stage(const fs::path& folder) : _folder(folder) {
 }
 
 void Stage::installAgent(const fs::path& programs, const fs::path& makerCertificate) {
-  platform::Task installer;
-  installer.launchPath = (programs / "vantora-seed").string();
-  installer.arguments = {"--agent", (programs / "VNTUpdate").string(), "--with",
-                         (programs / "codesign-verifier").string()};
-  installer.environment = platform::process::currentEnvironment();
-  installer.launch();
-  installer.waitUntilExit();
-  if (installer.terminationStatus() != 0) throw std::runtime_error("the agent cannot be installed");
+  tools::runProgram({.path = (programs / "vantora-seed").string(),
+                     .arguments = {"--agent", (programs / "VNTUpdate").string(), "--with",
+                                   (programs / "codesign-verifier").string()},
+                     .environment = session()});
 
   const fs::path certificates =
       (library() / gVNTUpdateData.executableFolder()).parent_path() / "share/vantora/signing-certificates";
@@ -111,21 +96,18 @@ int Stage::runLaunchAgent(const std::map<std::string, std::string>& environment)
   platform::LaunchAgent agent;
   require(platform::readLaunchAgent((library() / gVNTUpdateData.launchAgentPlist()).string(), agent));
 
-  std::map<std::string, std::string> variables = environment;
-  variables["HOME"] = home().string();
-  variables["VANTORA_SYSTEM_ROOT"] = applications().parent_path().string();
-  variables["PATH"] = "/usr/bin:/bin";
-  platform::process::SpawnRequest request;
-  request.path = agent.arguments.at(0);
-  request.arguments.assign(agent.arguments.begin() + 1, agent.arguments.end());
-  request.environment = entries(variables);
-  platform::process::ProcessId child = 0;
-  if (const auto failure = platform::process::spawn(request, child)) {
-    throw std::runtime_error("cannot start " + request.path);
-  }
-  int status = 0;
-  ::waitpid(child, &status, 0);
-  return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+  std::map<std::string, std::string> variables = session();
+  variables.insert(environment.begin(), environment.end());
+  return tools::exitStatusOf({.path = agent.arguments.at(0),
+                              .arguments = {agent.arguments.begin() + 1, agent.arguments.end()},
+                              .environment = std::move(variables)});
+}
+
+/// An environment as a session gives it: nothing of the caller's comes through.
+std::map<std::string, std::string> Stage::session() const {
+  return {{"HOME", home().string()},
+          {"VANTORA_SYSTEM_ROOT", applications().parent_path().string()},
+          {"PATH", "/usr/bin:/bin"}};
 }
 
 std::vector<InstalledBuild> Stage::installedBuilds() const {

@@ -53,6 +53,7 @@ class Stage {
  private:
   [[nodiscard]] std::filesystem::path library() const { return home() / "Library"; }
   [[nodiscard]] std::filesystem::path preferences() const;
+  [[nodiscard]] std::map<std::string, std::string> session() const;
 
   std::filesystem::path _folder;
   std::uintmax_t _logPosition = 0;

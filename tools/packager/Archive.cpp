@@ -1,11 +1,12 @@
 #include "tools/packager/Archive.h"
 
-#include <fstream>
+#include <stdexcept>
 #include <vector>
 
 #include "tools/packager/Digest.h"
-#include "tools/packager/Program.h"
-#include "tools/packager/StagingFolder.h"
+#include "tools/support/Files.h"
+#include "tools/support/Program.h"
+#include "tools/support/TemporaryFolder.h"
 
 namespace packager {
 
@@ -18,7 +19,7 @@ constexpr const char* kEntryTime = "--mtime=@946684800";
 
 void requirePlainName(const std::string& name) {
   if (name.empty() || name.find_first_of("/,&\\;\n") != std::string::npos) {
-    throw PackagingError("\"" + name + "\" cannot be the name of an archived folder");
+    throw std::runtime_error("\"" + name + "\" cannot be the name of an archived folder");
   }
 }
 
@@ -42,35 +43,22 @@ std::vector<std::string> tarArguments(const fs::path& folder, const std::string&
   return arguments;
 }
 
-void writeDigestFile(const fs::path& path, const std::string& digest) {
-  std::ofstream file(path, std::ios::binary | std::ios::trunc);
-  file << digest << '\n';
-  file.close();
-  if (!file) throw PackagingError(path.string() + " cannot be written");
-}
-
-void moveInto(const fs::path& from, const fs::path& to) {
-  std::error_code error;
-  fs::rename(from, to, error);
-  if (error) throw PackagingError(to.string() + " cannot be written: " + error.message());
-}
-
 }  // namespace
 
 PublishedFile archiveFolder(const fs::path& folder, const std::string& topName, const fs::path& archive,
                             Compression compression) {
   requirePlainName(topName);
-  if (!fs::is_directory(folder)) throw PackagingError(folder.string() + " is not a folder");
+  if (!fs::is_directory(folder)) throw std::runtime_error(folder.string() + " is not a folder");
 
-  const StagingFolder staging(fs::absolute(archive).parent_path());
-  const fs::path made = staging.path() / "archive";
-  const fs::path digest = staging.path() / "digest";
-  runProgram("/usr/bin/tar", tarArguments(fs::absolute(folder), topName, made, compression));
+  const tools::TemporaryFolder staging(fs::absolute(archive).parent_path(), ".packaging-");
+  const fs::path made = staging / "archive";
+  const fs::path digest = staging / "digest";
+  tools::runProgram({"/usr/bin/tar", tarArguments(fs::absolute(folder), topName, made, compression)});
   PublishedFile published{archive, fs::file_size(made), md5OfFile(made)};
-  writeDigestFile(digest, published.md5);
+  tools::writeFile(digest, published.md5 + "\n");
 
-  moveInto(made, archive);
-  moveInto(digest, archive.string() + ".md5");
+  fs::rename(made, archive);
+  fs::rename(digest, archive.string() + ".md5");
   return published;
 }
 

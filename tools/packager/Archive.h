@@ -2,17 +2,12 @@
 
 #include <cstdint>
 #include <filesystem>
-#include <stdexcept>
 #include <string>
 
 /// What an operator publishes: archives of builds, delta packages between them, and the update info.
+///
+/// What cannot be published throws std::runtime_error, which says which file and why.
 namespace packager {
-
-/// Nothing was published; the message says which file and why.
-class PackagingError : public std::runtime_error {
- public:
-  using std::runtime_error::runtime_error;
-};
 
 enum class Compression { none, gzip };
 
@@ -26,7 +21,7 @@ struct PublishedFile {
 /// Archives `folder` under the name `topName` with tar and writes the digest beside it. The same contents
 /// give the same bytes on every machine: names are sorted, owner and times fixed, modes reduced to 0755
 /// (folders and files that anyone may execute) and 0644; symbolic links stay links. Both files replace what
-/// was there, the digest last. Throws PackagingError.
+/// was there, the digest last.
 PublishedFile archiveFolder(const std::filesystem::path& folder, const std::string& topName,
                             const std::filesystem::path& archive, Compression compression);
 

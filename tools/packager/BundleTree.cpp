@@ -1,10 +1,10 @@
 #include "tools/packager/BundleTree.h"
 
 #include <algorithm>
+#include <stdexcept>
 
 #include "Code/Common/BundleExecutables.h"
 #include "Code/Common/DeltaPackageFormat.h"
-#include "tools/packager/Archive.h"
 
 namespace packager {
 
@@ -13,7 +13,7 @@ namespace fs = std::filesystem;
 namespace {
 
 [[noreturn]] void refuse(const std::string& path, const char* reason) {
-  throw PackagingError("\"" + path + "\" cannot be delivered by a delta package: " + reason);
+  throw std::runtime_error("\"" + path + "\" cannot be delivered by a delta package: " + reason);
 }
 
 TreeItem examine(const fs::directory_entry& entry, std::string path) {
@@ -54,7 +54,7 @@ void requireLinkInside(const fs::path& bundle, const TreeItem& item) {
 void requireExecutables(const fs::path& bundle) {
   for (const char* executable : kBundleExecutables) {
     if (!fs::is_regular_file(bundle / executable)) {
-      throw PackagingError("the bundle " + bundle.string() + " lacks \"" + executable + "\"");
+      throw std::runtime_error("the bundle " + bundle.string() + " lacks \"" + executable + "\"");
     }
   }
 }
@@ -70,7 +70,7 @@ std::vector<TreeItem> itemsOf(const fs::path& bundle) {
 
 }  // namespace
 
-std::vector<TreeItem> deliverableItems(const fs::path& bundle) try {
+std::vector<TreeItem> deliverableItems(const fs::path& bundle) {
   const fs::path root = fs::canonical(bundle);
   requireExecutables(root);
   std::vector<TreeItem> items = itemsOf(root);
@@ -79,8 +79,6 @@ std::vector<TreeItem> deliverableItems(const fs::path& bundle) try {
     if (item.kind == TreeItem::Kind::link) requireLinkInside(root, item);
   }
   return items;
-} catch (const fs::filesystem_error& error) {
-  throw PackagingError(error.what());
 }
 
 }  // namespace packager

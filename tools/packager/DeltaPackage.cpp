@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <atomic>
 #include <exception>
-#include <fstream>
 #include <functional>
 #include <mutex>
+#include <stdexcept>
 #include <string>
 #include <thread>
 #include <vector>
@@ -14,8 +14,9 @@
 #include "Code/Common/DeltaPackageFormat.h"
 #include "tools/packager/BundleTree.h"
 #include "tools/packager/Digest.h"
-#include "tools/packager/Program.h"
-#include "tools/packager/StagingFolder.h"
+#include "tools/support/Files.h"
+#include "tools/support/Program.h"
+#include "tools/support/TemporaryFolder.h"
 
 namespace packager {
 
@@ -102,7 +103,7 @@ class DeltaTreeBuilder {
     const fs::path target = _request.targetBundle / item.path;
     if (mayBePatched(item, base)) {
       const fs::path patch = _tree / (item.path + std::string(kPatchSuffix));
-      runProgram("/usr/bin/bsdiff", {base.string(), target.string(), patch.string()});
+      tools::runProgram({"/usr/bin/bsdiff", {base.string(), target.string(), patch.string()}});
       if (fs::file_size(patch) < item.sizeBytes) return true;
       fs::remove(patch);
     }
@@ -110,14 +111,12 @@ class DeltaTreeBuilder {
     return false;
   }
 
-  void writeDigestList(const std::vector<std::string>& digests) {
-    const fs::path path = _tree / kCheckSumsName;
-    std::ofstream list(path, std::ios::binary);
+  void writeDigestList(const std::vector<std::string>& digests) const {
+    std::string list;
     for (std::size_t i = 0; i < _items.size(); ++i) {
-      if (_items[i].kind == TreeItem::Kind::file) list << _items[i].path << ' ' << digests[i] << '\n';
+      if (_items[i].kind == TreeItem::Kind::file) list += _items[i].path + ' ' + digests[i] + '\n';
     }
-    list.close();
-    if (!list) throw PackagingError(path.string() + " cannot be written");
+    tools::writeFile(_tree / kCheckSumsName, list);
   }
 
   const DeltaRequest& _request;
@@ -127,20 +126,18 @@ class DeltaTreeBuilder {
 
 }  // namespace
 
-DeltaPackage makeDeltaPackage(const DeltaRequest& request) try {
+DeltaPackage makeDeltaPackage(const DeltaRequest& request) {
   if (!fs::is_directory(request.sourceBundle)) {
-    throw PackagingError(request.sourceBundle.string() + " is not a folder");
+    throw std::runtime_error(request.sourceBundle.string() + " is not a folder");
   }
-  const StagingFolder staging(fs::absolute(request.archive).parent_path());
+  const tools::TemporaryFolder staging(fs::absolute(request.archive).parent_path(), ".packaging-");
   const std::string name = std::to_string(request.sourceBuild) + "_" + std::to_string(request.targetBuild);
-  const fs::path tree = staging.path() / name;
+  const fs::path tree = staging / name;
 
   DeltaPackage package;
   DeltaTreeBuilder(request, tree).build(package);
   package.archive = archiveFolder(tree, name, request.archive, request.compression);
   return package;
-} catch (const fs::filesystem_error& error) {
-  throw PackagingError(error.what());
 }
 
 }  // namespace packager

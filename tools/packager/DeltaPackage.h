@@ -31,10 +31,10 @@ struct DeltaPackage {
 /// A file is carried whole when its path holds a double quote (the agent's patch command cannot carry it) and
 /// when it is executable but not among those that the agent makes executable again after patching.
 ///
-/// Throws PackagingError, also for a target bundle that no agent could install from a package: one without
-/// the executables of a client, one with a file named "*.bsdiff" (taken for a patch) or with a line feed in a
-/// path (the list has one path a line), with a file "FileCheckSums.txt" at the top, with a link that leads
-/// outside, or with anything that is not a file, a folder or a link.
+/// Throws std::runtime_error, also for a target bundle that no agent could install from a package: one
+/// without the executables of a client, one with a file named "*.bsdiff" (taken for a patch) or with a line
+/// feed in a path (the list has one path a line), with a file "FileCheckSums.txt" at the top, with a link
+/// that leads outside, or with anything that is not a file, a folder or a link.
 DeltaPackage makeDeltaPackage(const DeltaRequest& request);
 
 }  // namespace packager

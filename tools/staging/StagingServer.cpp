@@ -7,7 +7,8 @@
 #include "tools/staging/Connection.h"
 #include "tools/staging/Listener.h"
 #include "tools/staging/Site.h"
-#include "tools/staging/TemporaryFile.h"
+#include "tools/support/Files.h"
+#include "tools/support/TemporaryFolder.h"
 
 namespace staging {
 
@@ -20,7 +21,7 @@ class Server::Implementation {
 
   void stop();
   [[nodiscard]] Site& site() { return _site; }
-  [[nodiscard]] const std::string& caFile() const { return _caFile.path(); }
+  [[nodiscard]] const std::string& caFile() const { return _caFile; }
   [[nodiscard]] std::uint16_t port() const { return _port; }
   [[nodiscard]] std::uint16_t proxyPort() const { return _proxyPort; }
 
@@ -30,7 +31,8 @@ class Server::Implementation {
 
   Site _site;
   CertificateAuthority _authority;
-  TemporaryFile _caFile;
+  tools::TemporaryFolder _folder;
+  const std::string _caFile = _folder / "ca.pem";
   TlsHosts _hosts;
   std::mutex _mutex;
   std::list<std::unique_ptr<Connection>> _connections;
@@ -40,7 +42,8 @@ class Server::Implementation {
 };
 
 Server::Implementation::Implementation(const ServerOptions& options)
-    : _site(options.logFile), _caFile(".pem", _authority.certificate()), _hosts(options.hosts, _authority) {
+    : _site(options.logFile), _hosts(options.hosts, _authority) {
+  tools::writeFile(_caFile, _authority.certificate());
   _port = listen(options.port, false);
   _proxyPort = listen(options.proxyPort, true);
 }
