@@ -2,6 +2,7 @@
 
 #include <string>
 #include <string_view>
+#include <utility>
 
 /// The parts of a path as texts; nothing is looked up.
 namespace platform {
@@ -16,6 +17,11 @@ namespace platform {
 [[nodiscard]] inline std::string withTrailingSlash(std::string path) {
   if (!path.ends_with('/')) path += '/';
   return path;
+}
+
+/// The path of the item `name` in a folder: "/a/b", and "/b" in the root, whether that is "/" or empty.
+[[nodiscard]] inline std::string joinPath(std::string folder, std::string_view name) {
+  return withTrailingSlash(std::move(folder)).append(name);
 }
 
 /// The folder part: "/a" of "/a/b" and of "/a/b/", "/" of "/a", "." of "a".

@@ -88,6 +88,10 @@ Error parse(const std::string& bytes, Value& value);
 /// `parse` on a file's contents; a file that cannot be read fails with the POSIX error.
 Error read(const std::string& path, Value& value);
 
+/// `read` of a list that must be a dictionary; one that is anything else is malformed. `dictionary` is set
+/// only on success.
+Error readDictionary(const std::string& path, Dictionary& dictionary);
+
 /// The XML form, ending in a line feed. The same value gives the same bytes. XML has no form for some
 /// characters of a text or key (control characters, U+FFFE, what is no UTF-8): U+FFFD stands for each, so
 /// that one odd text does not keep the rest from being written.

@@ -22,13 +22,6 @@ constexpr const char* kBuildNumberKey = "VNTBuildNumber";
 constexpr const char* kUpdateInfoUrlName = "UpdateInfoURL";
 constexpr const char* kMessengerWasInstalledName = "MessengerWasInstalled";
 
-bool readDictionary(const std::string& path, plist::Dictionary& dictionary) {
-  plist::Value list;
-  auto* read = plist::read(path, list).failed() ? nullptr : list.as<plist::Dictionary>();
-  if (read != nullptr) dictionary = std::move(*read);
-  return read != nullptr;
-}
-
 bool exists(const std::string& path) {
   return platform::defaultFileManager().itemKind(path) != platform::ItemKind::none;
 }
@@ -44,7 +37,7 @@ platform::Date firstUpdateCheck(const plist::Dictionary& preferences) {
 
 void logBuildNumber(const char* name, const std::string& plistPath, int& buildNumber) {
   plist::Dictionary preferences;
-  if (!readDictionary(plistPath, preferences)) {
+  if (plist::readDictionary(plistPath, preferences)) {
     zrrt::logEntry(ZRLogLevel::eInformation, "isVNTHelperInstalled", nullptr,
                    "Error reading installed %s prefs at %s", name, plistPath.c_str());
     return;
@@ -131,7 +124,7 @@ const char* VNTUpdateData::executableFolder() const {
 
 ZRResult VNTUpdateData::getHelperPrefs(const std::string& plistPath, plist::Dictionary& preferences) const {
   plist::Dictionary read;
-  if (!readDictionary(plistPath, read)) {
+  if (plist::readDictionary(plistPath, read)) {
     zrrt::log(ZRLogLevel::eError, "%s - Error reading prefs plist at %s", "getHelperPrefs",
               plistPath.c_str());
     return ZRError::eNotFound;

@@ -10,8 +10,8 @@
 #include <memory>
 
 #include "platform/FileManager.h"
+#include "platform/Path.h"
 #include "platform/linux/FileLock.h"
-#include "platform/linux/FileTree.h"
 
 namespace platform::applications {
 namespace {

@@ -10,6 +10,7 @@
 
 #include "platform/FileManager.h"
 #include "platform/Path.h"
+#include "platform/Text.h"
 #include "platform/linux/ApplicationDatabase.h"
 #include "platform/linux/ApplicationScan.h"
 #include "platform/linux/Bundles.h"
@@ -27,7 +28,7 @@ constexpr std::int64_t kRegistryUnavailable = -10822;
 std::optional<std::string> databasePath() {
   const auto folder = baseFolder("XDG_DATA_HOME", ".local/share");
   if (!folder) return std::nullopt;
-  return *folder + "/vantora/applications.sqlite3";
+  return joinPath(*folder, "vantora/applications.sqlite3");
 }
 
 /// Brings what is known in line with what is there. An application is first looked for by its folder's
@@ -160,7 +161,7 @@ std::string absolutePath(const std::string& path) {
   if (path.starts_with('/')) return withoutTrailingSlashes(path);
   std::array<char, PATH_MAX> folder{};
   const char* current = getcwd(folder.data(), folder.size());
-  return withoutTrailingSlashes((current != nullptr ? std::string(current) : std::string()) + "/" + path);
+  return withoutTrailingSlashes(joinPath(current != nullptr ? current : "", path));
 }
 
 /// A known application keeps its place in the order. Answers whether anything changed.
@@ -186,14 +187,14 @@ Error registrationError(std::int64_t code, const std::string& path, const char* 
 }  // namespace
 
 Found applicationsForUrlScheme(const std::string& scheme) {
-  const std::string wanted = withoutCase(scheme);
+  const std::string wanted = lowerCase(scheme);
   return find([&wanted](const Application& application) {
     return std::binary_search(application.schemes.begin(), application.schemes.end(), wanted);
   });
 }
 
 Found applicationsForBundleIdentifier(const std::string& identifier) {
-  const std::string wanted = withoutCase(identifier);
+  const std::string wanted = lowerCase(identifier);
   return find([&wanted](const Application& application) { return application.identifier == wanted; });
 }
 

@@ -12,9 +12,11 @@
 #include "platform/Bundle.h"
 #include "platform/Clock.h"
 #include "platform/Folders.h"
+#include "platform/Path.h"
+#include "platform/Text.h"
 #include "platform/linux/Bundles.h"
 #include "platform/linux/FileDescriptor.h"
-#include "platform/linux/FileTree.h"
+#include "platform/linux/FolderEntries.h"
 
 namespace platform::applications {
 namespace {
@@ -53,7 +55,7 @@ void addSchemes(const plist::Dictionary& type, std::set<std::string>& schemes) {
   if (names == nullptr) return;
   for (const auto& name : *names) {
     const auto* text = name.as<std::string>();
-    if (text != nullptr && text->find('\n') == std::string::npos) schemes.insert(withoutCase(*text));
+    if (text != nullptr && text->find('\n') == std::string::npos) schemes.insert(lowerCase(*text));
   }
 }
 
@@ -69,7 +71,7 @@ std::vector<std::string> schemesOf(const plist::Dictionary& information) {
 Error readInformation(Application& application) {
   plist::Dictionary information;
   if (auto error = bundleInformation(application.path, information)) return error;
-  application.identifier = withoutCase(textOf(information, "CFBundleIdentifier"));
+  application.identifier = lowerCase(textOf(information, "CFBundleIdentifier"));
   application.version = textOf(information, "CFBundleVersion");
   application.schemes = schemesOf(information);
   return {};
@@ -122,9 +124,9 @@ class Scan {
     if (fstatat(folder, name.c_str(), &status, 0) != 0) return note(errno);
     if (!S_ISDIR(status.st_mode)) return;
     if (isBundleName(name)) {
-      _found.bundles.push_back(path + "/" + name);
+      _found.bundles.push_back(joinPath(path, name));
     } else if (levels > 0) {
-      scanFolder(path + "/" + name, levels - 1);
+      scanFolder(joinPath(path, name), levels - 1);
     }
   }
 
@@ -146,7 +148,7 @@ Examination examine(const std::string& path, const std::vector<Application>& kno
   struct stat information {};
   if (stat(path.c_str(), &folder) != 0) return failedExamination(errno);
   if (!S_ISDIR(folder.st_mode)) return {};
-  if (stat((path + "/Contents/Info.plist").c_str(), &information) != 0) return failedExamination(errno);
+  if (stat(informationPath(path).c_str(), &information) != 0) return failedExamination(errno);
   Application application;
   application.path = path;
   application.identity = identityOf(folder);

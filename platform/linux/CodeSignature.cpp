@@ -3,7 +3,7 @@
 #include <unistd.h>
 
 #include "platform/Bundle.h"
-#include "platform/linux/FileTree.h"
+#include "platform/Path.h"
 
 namespace platform {
 
@@ -11,7 +11,7 @@ std::string codeSignatureTool() {
   const std::string systemTool = "/usr/bin/codesign";
   if (access(systemTool.c_str(), X_OK) == 0) return systemTool;
   // Beside the program and nowhere else: a search path could be turned to a tool that accepts everything.
-  return parentFolder(executablePath()) + "/codesign-verifier";
+  return joinPath(parentFolder(executablePath()), "codesign-verifier");
 }
 
 }  // namespace platform

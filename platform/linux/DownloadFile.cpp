@@ -6,8 +6,10 @@
 #include <cstdio>
 #include <utility>
 
+#include "platform/Path.h"
+#include "platform/common/HiddenNames.h"
 #include "platform/linux/FileTree.h"
-#include "platform/linux/HiddenNames.h"
+#include "platform/linux/FreeNames.h"
 #include "platform/linux/HttpTransfer.h"
 
 namespace platform {
@@ -36,7 +38,7 @@ Error DownloadFile::create() {
   if (exists && !_overwrite) return fileError(UrlErrorCode::cannotCreateFile, EEXIST, _path);
 
   do {
-    _writePath = parentFolder(_path) + "/" + hiddenName();
+    _writePath = joinPath(parentFolder(_path), hiddenName());
     _file = openAt(AT_FDCWD, _writePath.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW, 0666);
   } while (!_file.isOpen() && errno == EEXIST);
   if (!_file.isOpen()) return fileError(UrlErrorCode::cannotCreateFile, errno, _path);

@@ -12,9 +12,11 @@
 #include <cstdlib>
 
 #include "platform/Path.h"
+#include "platform/common/HiddenNames.h"
 #include "platform/linux/FileDescriptor.h"
 #include "platform/linux/FileTree.h"
-#include "platform/linux/HiddenNames.h"
+#include "platform/linux/FolderEntries.h"
+#include "platform/linux/FreeNames.h"
 #include "platform/linux/ItemMetadata.h"
 
 namespace platform {
@@ -56,7 +58,7 @@ Error moveOnVolume(const std::string& from, const std::string& to) {
 Error copyIntoPlace(const std::string& from, const std::string& to) {
   std::string folder;
   if (auto error = makeHiddenFolder(parentFolder(to), folder)) return error;
-  const std::string copy = folder + "/" + lastComponent(to);
+  const std::string copy = joinPath(folder, lastComponent(to));
   Error error = copyTree(from, copy, Ownership::keep);
   if (!error.failed()) error = makeTreeDurable(copy);
   if (!error.failed()) error = moveOnVolume(copy, to);
@@ -228,7 +230,7 @@ std::vector<std::string> FileManager::unfinishedItems(const std::string& folder)
     struct stat status {};
     if (fstatat(opened.get(), name, &status, AT_SYMLINK_NOFOLLOW) == 0 && status.st_uid == geteuid() &&
         isUnfinished(name, status.st_mode)) {
-      items.push_back(path + "/" + name);
+      items.push_back(joinPath(folder, name));
     }
   };
   // A folder that cannot be read now keeps what lies in it for the next time.
@@ -272,7 +274,7 @@ Error FileManager::replaceItem(const std::string& destination, const std::string
     return posixError(EINVAL, backupName);
   }
 
-  const std::string backup = parentFolder(target) + "/" + backupName;
+  const std::string backup = joinPath(parentFolder(target), backupName);
   if (itemExists(backup)) {
     if (auto error = removeTree(backup)) return error;
   }

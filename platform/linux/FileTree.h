@@ -1,8 +1,6 @@
 #pragma once
 
-#include <functional>
 #include <string>
-#include <vector>
 
 #include "platform/Error.h"
 #include "platform/Path.h"
@@ -32,21 +30,8 @@ Error makeTreeDurable(const std::string& path);
 /// Brings what an open file or folder holds onto the disk. False with errno set.
 [[nodiscard]] bool flushed(int item);
 
-/// Renames to a name that is free. False with errno set, EEXIST when it is taken by anything.
-[[nodiscard]] bool renameToFreeName(const std::string& from, const std::string& to);
-
 /// Fails when the folder that holds the item, or the item's flags, forbid its removal: asked before work that
 /// would end half done.
 Error checkRemovable(const std::string& path);
-
-/// Calls `take` with each name in the folder but "." and "..", in no order, and whether the entry may be a
-/// folder or a link, as far as the folder itself tells. The descriptor's position is used up. False with
-/// errno set when the names cannot be read.
-[[nodiscard]] bool forEachEntry(int folder,
-                                const std::function<void(const char* name, bool mayBeFolder)>& take);
-
-/// The names in the folder without "." and "..", in no order. The descriptor's position is used up.
-/// False with errno set when they cannot be read.
-[[nodiscard]] bool namesInFolder(int folder, std::vector<std::string>& names);
 
 }  // namespace platform

@@ -11,6 +11,7 @@
 #include "platform/Path.h"
 #include "platform/linux/FileDescriptor.h"
 #include "platform/linux/FileTree.h"
+#include "platform/linux/FolderEntries.h"
 
 namespace platform {
 namespace {
@@ -25,7 +26,7 @@ struct Place {
   std::string path;
 
   [[nodiscard]] Place in(int openFolder, const std::string& itemName) const {
-    return {openFolder, itemName, path + "/" + itemName};
+    return {openFolder, itemName, joinPath(path, itemName)};
   }
   [[nodiscard]] FileDescriptor open(int flags, unsigned mode = 0) const {
     return openAt(folder, name.c_str(), flags | O_NOFOLLOW, mode);

@@ -10,10 +10,13 @@
 #include <memory>
 #include <thread>
 
+#include "platform/Path.h"
 #include "platform/Printable.h"
+#include "platform/common/HiddenNames.h"
 #include "platform/linux/FileDescriptor.h"
 #include "platform/linux/FileTree.h"
-#include "platform/linux/HiddenNames.h"
+#include "platform/linux/FolderEntries.h"
+#include "platform/linux/FreeNames.h"
 
 namespace platform {
 namespace {
@@ -77,7 +80,7 @@ class TreeRemoval {
         continue;
       }
       if (errno == ENOENT) continue;
-      const std::string itemPath = path + "/" + name;
+      const std::string itemPath = joinPath(path, name);
       if (errno != EISDIR) return posixError(errno, itemPath);
       if (auto error = removeFolder(folder, name, itemPath, level)) return error;
     }
@@ -145,28 +148,6 @@ Error removeFolder(const std::string& path) {
 }
 
 }  // namespace
-
-bool forEachEntry(int folder, const std::function<void(const char* name, bool mayBeFolder)>& take) {
-  FileDescriptor duplicate(fcntl(folder, F_DUPFD_CLOEXEC, 0));
-  const std::unique_ptr<DIR, int (*)(DIR*)> stream(fdopendir(duplicate.get()), &closedir);
-  if (!stream) return false;
-  static_cast<void>(duplicate.release());  // the stream closes it
-  rewinddir(stream.get());
-  errno = 0;
-  while (const dirent* entry = readdir(stream.get())) {
-    const char* name = static_cast<const char*>(entry->d_name);
-    const bool mayBeFolder =
-        entry->d_type == DT_DIR || entry->d_type == DT_LNK || entry->d_type == DT_UNKNOWN;
-    if (strcmp(name, ".") != 0 && strcmp(name, "..") != 0) take(name, mayBeFolder);
-    errno = 0;
-  }
-  return errno == 0;
-}
-
-bool namesInFolder(int folder, std::vector<std::string>& names) {
-  names.clear();
-  return forEachEntry(folder, [&names](const char* name, bool) { names.emplace_back(name); });
-}
 
 Error checkRemovable(const std::string& path) {
   struct stat item {};

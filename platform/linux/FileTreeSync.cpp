@@ -1,12 +1,13 @@
 #include <fcntl.h>
-#include <stdio.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
 
+#include "platform/Path.h"
 #include "platform/linux/FileDescriptor.h"
 #include "platform/linux/FileTree.h"
+#include "platform/linux/FolderEntries.h"
 
 namespace platform {
 namespace {
@@ -70,18 +71,6 @@ Error makeTreeDurable(const std::string& path) {
   OpenTree tree;
   if (!tree.open(AT_FDCWD, path.c_str())) return flushVolumeOf(path);
   return tree.flush() ? Error{} : posixError(errno, path);
-}
-
-/// The check in the second way is not atomic, but file systems without the first are rare.
-bool renameToFreeName(const std::string& from, const std::string& to) {
-  if (renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) return true;
-  if (errno != EINVAL && errno != ENOSYS) return false;
-  struct stat taken {};
-  if (lstat(to.c_str(), &taken) == 0) {
-    errno = EEXIST;
-    return false;
-  }
-  return rename(from.c_str(), to.c_str()) == 0;
 }
 
 }  // namespace platform

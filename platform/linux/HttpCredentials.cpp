@@ -1,11 +1,11 @@
 #include "platform/linux/HttpCredentials.h"
 
-#include <strings.h>
 #include <sys/stat.h>
 
 #include <cerrno>
 
 #include "platform/Folders.h"
+#include "platform/Text.h"
 #include "platform/linux/FileDescriptor.h"
 
 namespace platform {
@@ -13,10 +13,6 @@ namespace {
 
 constexpr std::size_t kMaxFileSize = std::size_t{1} << 20;
 constexpr std::string_view kBlanks = " \t\r\n";
-
-bool equalIgnoringCase(std::string_view a, std::string_view b) {
-  return a.size() == b.size() && strncasecmp(a.data(), b.data(), a.size()) == 0;
-}
 
 /// The words of a .netrc file, one after the other.
 class NetrcWords {

@@ -1,33 +1,16 @@
 #include "platform/linux/HttpMessage.h"
 
-#include <strings.h>
-
 #include <algorithm>
 #include <charconv>
+
+#include "platform/Path.h"
+#include "platform/Text.h"
 
 namespace platform {
 namespace {
 
-constexpr std::string_view kBlanks = " \t\r\n";
 constexpr std::uint16_t kHttpPort = 80;
 constexpr std::uint16_t kHttpsPort = 443;
-
-std::string_view trimmed(std::string_view text) {
-  const std::size_t begin = text.find_first_not_of(kBlanks);
-  if (begin == std::string_view::npos) return {};
-  return text.substr(begin, text.find_last_not_of(kBlanks) - begin + 1);
-}
-
-bool equalIgnoringCase(std::string_view a, std::string_view b) {
-  return a.size() == b.size() && strncasecmp(a.data(), b.data(), a.size()) == 0;
-}
-
-std::string lowerCase(std::string_view text) {
-  std::string lower(text);
-  std::transform(lower.begin(), lower.end(), lower.begin(),
-                 [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; });
-  return lower;
-}
 
 std::string unquoted(std::string_view text) {
   if (text.size() < 2 || text.front() != '"' || text.back() != '"') return std::string(text);

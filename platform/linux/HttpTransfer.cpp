@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "platform/Text.h"
 #include "platform/linux/HttpOutcome.h"
 #include "platform/linux/SharedLibrary.h"
 
@@ -97,10 +98,6 @@ using Easy = std::unique_ptr<CURL, EasyDeleter>;
 using Multi = std::unique_ptr<CURLM, MultiDeleter>;
 using CurlUrl = std::unique_ptr<CURLU, UrlDeleter>;
 using List = std::unique_ptr<curl_slist, ListDeleter>;
-
-bool equalIgnoringCase(const std::string& a, const std::string& b) {
-  return strcasecmp(a.c_str(), b.c_str()) == 0;
-}
 
 /// What the library reads from a URL's text; empty when it finds no such part.
 std::string urlPart(CURLU* url, CURLUPart part) {

@@ -8,12 +8,13 @@
 #include <cerrno>
 #include <cstdlib>
 
+#include "platform/FileContents.h"
 #include "platform/FileManager.h"
 #include "platform/Folders.h"
+#include "platform/Path.h"
 #include "platform/Process.h"
 #include "platform/PropertyList.h"
-#include "platform/linux/FileTree.h"
-#include "platform/linux/PropertyListFormats.h"
+#include "platform/common/PropertyListFormats.h"
 #include "platform/linux/Roots.h"
 
 namespace platform {
@@ -50,8 +51,8 @@ Error filesOf(const std::string& label, AgentFiles& files) {
   const auto library = libraryFolder();
   const auto configuration = baseFolder("XDG_CONFIG_HOME", ".config");
   if (!library || !configuration) return posixError(ENOENT, label);
-  const std::string units = *configuration + "/systemd/user/";
-  files = {*library + "/LaunchAgents/" + label + ".plist", units + label + ".service",
+  const std::string units = joinPath(*configuration, "systemd/user/");
+  files = {joinPath(*library, "LaunchAgents/" + label + ".plist"), units + label + ".service",
            units + label + ".timer", units + "timers.target.wants/" + label + ".timer"};
   return {};
 }
@@ -122,7 +123,7 @@ Error linkTimer(const AgentFiles& files) {
 bool isManagerReachable() {
   const char* runtimeFolder = getenv("XDG_RUNTIME_DIR");
   return runtimeFolder != nullptr && homeFolder() == accountHomeFolder() &&
-         access((std::string(runtimeFolder) + "/systemd/private").c_str(), W_OK) == 0;
+         access(joinPath(runtimeFolder, "systemd/private").c_str(), W_OK) == 0;
 }
 
 /// The files decide at the next session in any case, so an outcome has no bearing here.
@@ -215,11 +216,10 @@ Error removeLaunchAgent(const std::string& label) {
 }
 
 Error readLaunchAgent(const std::string& path, LaunchAgent& agent) {
-  plist::Value list;
-  if (auto error = plist::read(path, list)) return error;
-  const auto* dictionary = list.as<plist::Dictionary>();
+  plist::Dictionary list;
+  if (auto error = plist::readDictionary(path, list)) return error;
   LaunchAgent found;
-  if (dictionary == nullptr || !readAgent(*dictionary, found)) return malformedAgent(path);
+  if (!readAgent(list, found)) return malformedAgent(path);
   agent = std::move(found);
   return {};
 }

@@ -4,10 +4,12 @@
 #include <map>
 #include <mutex>
 
+#include "platform/FileContents.h"
 #include "platform/FileManager.h"
 #include "platform/Folders.h"
+#include "platform/Path.h"
+#include "platform/Text.h"
 #include "platform/linux/FileLock.h"
-#include "platform/linux/FileTree.h"
 #include "platform/linux/Roots.h"
 
 namespace platform::preferences {
@@ -56,9 +58,9 @@ std::optional<std::string> hostName() {
   std::string text;
   const Error error = readFile("/etc/machine-id", kMaxHostBytes, text);
   if (error.failed() && error.code != ENOENT) return std::nullopt;
-  text.erase(text.find_last_not_of(" \n") + 1);
-  const bool isId = !text.empty() && text.find_first_not_of("0123456789abcdefABCDEF-") == std::string::npos;
-  return isId ? text : "localhost";
+  const std::string id(trimmed(text));
+  const bool isId = !id.empty() && id.find_first_not_of("0123456789abcdefABCDEF-") == std::string::npos;
+  return isId ? id : "localhost";
 }
 
 bool isFileName(const std::string& name) {
@@ -73,24 +75,19 @@ std::optional<std::string> storeOf(const Scope& scope) {
   if (!folder) return std::nullopt;
   const bool thisHost = scope.host == Host::current;
   if (scope.user == User::any) {
-    const char* place = thisHost ? "/Library/Preferences/" : "/Network/Library/Preferences/";
-    return *folder + place + scope.application + ".plist";
+    const char* place = thisHost ? "Library/Preferences/" : "Network/Library/Preferences/";
+    return joinPath(*folder, place + scope.application + ".plist");
   }
-  if (!thisHost) return *folder + "/Preferences/" + scope.application + ".plist";
+  if (!thisHost) return joinPath(*folder, "Preferences/" + scope.application + ".plist");
   const auto host = hostName();
   if (!host) return std::nullopt;
-  return *folder + "/Preferences/ByHost/" + scope.application + "." + *host + ".plist";
+  return joinPath(*folder, "Preferences/ByHost/" + scope.application + "." + *host + ".plist");
 }
 
 /// A store that is not there yet is an empty one. False when it cannot be read.
 bool readStore(const std::string& store, plist::Dictionary& values) {
-  plist::Value list;
-  const Error error = plist::read(store, list);
-  if (error.domain == kPosixErrorDomain && error.code == ENOENT) return true;
-  auto* dictionary = list.as<plist::Dictionary>();
-  if (error.failed() || dictionary == nullptr) return false;
-  values = std::move(*dictionary);
-  return true;
+  const Error error = plist::readDictionary(store, values);
+  return !error || (error.domain == kPosixErrorDomain && error.code == ENOENT);
 }
 
 void applyChanges(const Changes& changes, plist::Dictionary& values) {

@@ -10,6 +10,9 @@ namespace platform {
 /// back on the real folders would touch what the variable was set to protect.
 [[nodiscard]] std::optional<std::string> systemRoot();
 
+/// The absolute path that a variable holds, without a trailing "/"; none when it holds no such path.
+[[nodiscard]] std::optional<std::string> folderFromEnvironment(const char* variable);
+
 /// The home folder that the password database gives the user.
 [[nodiscard]] std::optional<std::string> accountHomeFolder();
 

@@ -6,6 +6,7 @@
 #include <optional>
 
 #include "platform/FileManager.h"
+#include "platform/Text.h"
 #include "platform/linux/Bundles.h"
 
 namespace platform {
@@ -28,13 +29,13 @@ std::vector<std::int32_t> processNumbers() {
 /// Tells whether bundles have an identifier, reading each bundle once however many processes it has.
 class IdentifierTest {
  public:
-  explicit IdentifierTest(const std::string& identifier) : _wanted(withoutCase(identifier)) {}
+  explicit IdentifierTest(const std::string& identifier) : _wanted(lowerCase(identifier)) {}
 
   bool operator()(const std::string& bundle) {
     const auto [answer, isNew] = _answers.try_emplace(bundle, false);
     if (isNew) {
       const auto identifier = bundleIdentifier(bundle);
-      answer->second = identifier && withoutCase(*identifier) == _wanted;
+      answer->second = identifier && lowerCase(*identifier) == _wanted;
     }
     return answer->second;
   }

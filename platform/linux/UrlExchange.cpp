@@ -1,7 +1,6 @@
 #include "platform/linux/UrlExchange.h"
 
-#include <strings.h>
-
+#include "platform/Text.h"
 #include "platform/linux/HttpProxy.h"
 
 namespace platform {
@@ -69,7 +68,7 @@ bool UrlExchange::acceptsChallenge(const HttpHead& head) {
   const ProtectionSpace space = makeProtectionSpace(proxy.value_or(senderOf(_request.url)), head);
   if (!_client.mayUseCredentials(space)) return false;
   if (space.isProxy || space.authenticationMethod != kBasicAuthentication) return false;
-  const bool isFirstHost = strcasecmp(space.host.c_str(), _firstHost.c_str()) == 0;
+  const bool isFirstHost = equalIgnoringCase(space.host, _firstHost);
   _options.credentials =
       storedCredentials(space.host, isFirstHost ? DefaultEntry::counts : DefaultEntry::ignored);
   return _options.credentials.has_value();

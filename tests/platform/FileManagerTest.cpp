@@ -1,3 +1,4 @@
+#include "platform/FileContents.h"
 #include "platform/FileManager.h"
 
 #include <fcntl.h>

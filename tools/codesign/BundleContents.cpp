@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <deque>
 
-#include "platform/FileManager.h"
+#include "platform/FileContents.h"
 #include "platform/PropertyList.h"
 
 namespace codesign {

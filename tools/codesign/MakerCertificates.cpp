@@ -7,7 +7,7 @@
 
 #include <string_view>
 
-#include "platform/FileManager.h"
+#include "platform/FileContents.h"
 
 namespace codesign {
 namespace {

@@ -4,7 +4,7 @@
 #include <array>
 #include <string_view>
 
-#include "platform/FileManager.h"
+#include "platform/FileContents.h"
 #include "tools/codesign/BundleContents.h"
 
 namespace codesign {

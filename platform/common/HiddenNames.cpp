@@ -1,12 +1,8 @@
-#include "platform/linux/HiddenNames.h"
+#include "platform/common/HiddenNames.h"
 
-#include <stdio.h>
 #include <sys/stat.h>
 
-#include <cerrno>
 #include <cstdlib>
-
-#include "platform/linux/FileTree.h"
 
 namespace platform {
 namespace {
@@ -57,22 +53,6 @@ bool isUnfinished(std::string_view name, unsigned mode) {
   name.remove_prefix(kPrefix.size());
   return (isShortRandom(name) && S_ISDIR(mode) && (mode & 07777) == S_IRWXU) ||
          (isNumbered(name) && S_ISREG(mode));
-}
-
-Error makeHiddenFolder(const std::string& parent, std::string& folder) {
-  do {
-    folder = parent + "/" + hiddenName();
-    if (mkdir(folder.c_str(), S_IRWXU) == 0) return {};
-  } while (errno == EEXIST);
-  return posixError(errno, folder);
-}
-
-Error renameToHiddenName(const std::string& path, std::string& hidden) {
-  do {
-    hidden = parentFolder(path) + "/" + hiddenName();
-    if (renameToFreeName(path, hidden)) return {};
-  } while (errno == EEXIST);
-  return posixError(errno, path);
 }
 
 }  // namespace platform

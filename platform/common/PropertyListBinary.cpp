@@ -1,7 +1,7 @@
 #include <cmath>
 #include <cstring>
 
-#include "platform/linux/PropertyListFormats.h"
+#include "platform/common/PropertyListFormats.h"
 
 namespace platform::plist {
 namespace {

@@ -1,13 +1,13 @@
 #include <expat.h>
 
-#include <algorithm>
 #include <charconv>
-#include <cstdlib>
 #include <limits>
 #include <map>
 #include <memory>
 
-#include "platform/linux/PropertyListFormats.h"
+#include "platform/Text.h"
+#include "platform/common/PropertyListFormats.h"
+#include "platform/common/PropertyListReal.h"
 
 namespace platform::plist {
 namespace {
@@ -22,13 +22,6 @@ Element elementOf(std::string_view name) {
       {"dict", Element::dictionary}};
   const auto found = kElements.find(name);
   return found == kElements.end() ? Element::unknown : found->second;
-}
-
-std::string_view trimmed(std::string_view text) {
-  constexpr std::string_view kBlanks = " \t\r\n";
-  const auto first = text.find_first_not_of(kBlanks);
-  if (first == std::string_view::npos) return {};
-  return text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
 }
 
 bool parseInteger(std::string_view text, Value& value) {
@@ -47,9 +40,7 @@ bool parseInteger(std::string_view text, Value& value) {
 }
 
 bool parseReal(std::string_view text, Value& value) {
-  std::string lower(text);
-  std::transform(lower.begin(), lower.end(), lower.begin(),
-                 [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; });
+  const std::string lower = lowerCase(text);
   constexpr double kInfinity = std::numeric_limits<double>::infinity();
   static const std::map<std::string_view, double> kNames = {{"nan", std::numeric_limits<double>::quiet_NaN()},
                                                             {"inf", kInfinity},
@@ -64,13 +55,9 @@ bool parseReal(std::string_view text, Value& value) {
   }
   std::string_view digits = lower;
   if (digits.starts_with('+') && !digits.starts_with("+-")) digits.remove_prefix(1);
-  if (digits.find_first_not_of("0123456789.e+-") != std::string_view::npos) return false;
   double number = 0;
-  const char* end = digits.data() + digits.size();
-  const auto [rest, error] = std::from_chars(digits.data(), end, number);
-  if (error == std::errc::invalid_argument || rest != end) return false;
-  // Out of range is no fault: too large is infinity, too small is zero.
-  value = error == std::errc::result_out_of_range ? std::strtod(lower.c_str(), nullptr) : number;
+  if (!readDecimal(digits, number)) return false;
+  value = number;
   return true;
 }
 

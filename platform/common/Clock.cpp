@@ -8,6 +8,8 @@
 #include <cstdio>
 #include <string_view>
 
+#include "platform/Text.h"
+
 namespace platform {
 namespace {
 
@@ -97,10 +99,6 @@ bool isPossible(const CivilTime& civil) {
   return civil.month >= 1 && civil.month <= 12 && civil.day >= 1 &&
          civil.day <= daysInMonth(civil.year, civil.month) && civil.hour <= 23 && civil.minute <= 59 &&
          civil.second <= 59;
-}
-
-bool isDigit(char c) {
-  return c >= '0' && c <= '9';
 }
 
 /// Takes the year off the front: an optional minus and at least four digits, more only where they are needed.

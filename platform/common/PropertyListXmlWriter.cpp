@@ -1,9 +1,8 @@
 #include <algorithm>
-#include <array>
-#include <charconv>
 #include <cmath>
 
-#include "platform/linux/PropertyListFormats.h"
+#include "platform/common/PropertyListFormats.h"
+#include "platform/common/PropertyListReal.h"
 
 namespace platform::plist {
 namespace {
@@ -36,9 +35,7 @@ std::string escaped(std::string_view original) {
 std::string realText(double number) {
   if (std::isnan(number)) return "nan";
   if (std::isinf(number)) return number > 0 ? "+infinity" : "-infinity";
-  std::array<char, 32> digits{};
-  const auto [end, error] = std::to_chars(digits.data(), digits.data() + digits.size(), number);
-  return {digits.data(), end};
+  return decimalText(number);
 }
 
 class XmlWriter {

@@ -2,7 +2,7 @@
 #include <array>
 #include <cstddef>
 
-#include "platform/linux/PropertyListFormats.h"
+#include "platform/common/PropertyListFormats.h"
 
 namespace platform::plist {
 namespace {

@@ -1,3 +1,5 @@
+#include "platform/FileContents.h"
+
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -6,10 +8,10 @@
 #include <cerrno>
 #include <climits>
 
-#include "platform/FileManager.h"
+#include "platform/Path.h"
+#include "platform/common/HiddenNames.h"
 #include "platform/linux/FileDescriptor.h"
 #include "platform/linux/FileTree.h"
-#include "platform/linux/HiddenNames.h"
 
 namespace platform {
 namespace {
@@ -22,7 +24,7 @@ bool followLinks(std::string& path) {
   for (int links = 0; links <= kMaxLinks; ++links) {
     std::array<char, PATH_MAX + 1> target{};
     if (readlink(path.c_str(), target.data(), target.size() - 1) < 0) return true;
-    path = target[0] == '/' ? target.data() : parentFolder(path) + "/" + target.data();
+    path = target[0] == '/' ? target.data() : joinPath(parentFolder(path), target.data());
   }
   errno = ELOOP;
   return false;

@@ -7,6 +7,8 @@
 #include <cstdint>
 #include <utility>
 
+#include "platform/Text.h"
+
 namespace platform {
 namespace {
 
@@ -26,10 +28,6 @@ struct Authority {
 
 bool isAlpha(char c) {
   return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
-}
-
-bool isDigit(char c) {
-  return c >= '0' && c <= '9';
 }
 
 bool isHexDigit(char c) {

@@ -3,8 +3,6 @@
 #include <string>
 #include <string_view>
 
-#include "platform/Error.h"
-
 /// Names of what is half done: ".vantora-" and sixteen hexadecimal digits that nobody can foresee. An item of
 /// such a name is never looked at as anything else; what a process that ended early left under one may be
 /// removed by whoever comes next.
@@ -18,11 +16,5 @@ namespace platform {
 /// Whether an item of this name and mode is something half done: one of a hidden name, or, of the names that
 /// earlier releases gave, a folder of six random characters for its owner alone, or a numbered file.
 [[nodiscard]] bool isUnfinished(std::string_view name, unsigned mode);
-
-/// Makes a folder of a hidden name, mode 0700, in `parent`. `folder` is its path.
-Error makeHiddenFolder(const std::string& parent, std::string& folder);
-
-/// Renames an item, within its folder, to a hidden name. `hidden` is the new path.
-Error renameToHiddenName(const std::string& path, std::string& hidden);
 
 }  // namespace platform

@@ -4,8 +4,9 @@
 #include <cmath>
 #include <limits>
 
-#include "platform/FileManager.h"
-#include "platform/linux/PropertyListFormats.h"
+#include "platform/FileContents.h"
+#include "platform/Text.h"
+#include "platform/common/PropertyListFormats.h"
 
 namespace platform::plist {
 namespace {
@@ -23,10 +24,6 @@ std::int64_t saturatedInteger(double value) {
   if (value >= kLimit) return std::numeric_limits<std::int64_t>::max();
   if (value <= -kLimit) return std::numeric_limits<std::int64_t>::min();
   return static_cast<std::int64_t>(value);
-}
-
-bool isDigit(char c) {
-  return c >= '0' && c <= '9';
 }
 
 /// Past blanks and an optional sign; answers whether the sign is a minus.
@@ -56,6 +53,11 @@ bool beginsAsTrue(std::string_view text) {
   skipSign(text);
   text.remove_prefix(std::min(text.find_first_not_of('0'), text.size()));
   return !text.empty() && std::string_view("YyTt123456789").find(text.front()) != std::string_view::npos;
+}
+
+Error inFile(const std::string& path, Error error) {
+  if (error.failed()) error.description = path + ": " + error.description;
+  return error;
 }
 
 }  // namespace
@@ -114,9 +116,16 @@ Error parse(const std::string& bytes, Value& value) {
 Error read(const std::string& path, Value& value) {
   std::string bytes;
   if (auto error = readFile(path, kMaxFileBytes, bytes)) return error;
-  Error error = parse(bytes, value);
-  if (error.failed()) error.description = path + ": " + error.description;
-  return error;
+  return inFile(path, parse(bytes, value));
+}
+
+Error readDictionary(const std::string& path, Dictionary& dictionary) {
+  Value value;
+  if (auto error = read(path, value)) return error;
+  auto* found = value.as<Dictionary>();
+  if (found == nullptr) return inFile(path, malformed("it holds no dictionary"));
+  dictionary = std::move(*found);
+  return {};
 }
 
 Error write(const std::string& path, const Value& value) {

@@ -1,0 +1,17 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+/// Finite reals as decimal text, independent of the locale. The system's part of the XML form: not every
+/// system's C++ library reads and writes them.
+namespace platform::plist {
+
+/// The shortest text that reads as the same number.
+[[nodiscard]] std::string decimalText(double number);
+
+/// Reads digits with a fraction and an exponent. What is too large becomes infinity, what is too small zero.
+/// False when the text is anything else.
+[[nodiscard]] bool readDecimal(std::string_view text, double& number);
+
+}  // namespace platform::plist
