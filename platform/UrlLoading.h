@@ -12,7 +12,8 @@
 
 namespace platform {
 
-/// A GET request.
+/// A GET request. A connection that it needs is kept for those that follow on its thread (to the same server,
+/// through the same proxy), as long as the server keeps it; nobody but them uses it.
 struct UrlRequest {
   Url url;
   /// The longest time without activity. Activity is whatever the network brings: an answer of a name server,

@@ -6,6 +6,8 @@
 #include <array>
 #include <cstdlib>
 #include <cstring>
+#include <utility>
+#include <vector>
 
 #include "platform/Text.h"
 #include "platform/linux/HttpOutcome.h"
@@ -142,6 +144,37 @@ const char* environment(const char* name) {
   return value != nullptr && *value != '\0' ? value : nullptr;
 }
 
+/// What drives one transfer at a time and keeps the connections of those before, so that a request finds the
+/// one to its server (through its proxy, with its certificates) open. Each thread keeps its own: a transfer
+/// that begins from within another one gets a second.
+class ConnectionCache {
+ public:
+  ConnectionCache() {
+    if (idle().empty()) {
+      _multi.reset(curl().multiInit());
+    } else {
+      _multi = std::move(idle().back());
+      idle().pop_back();
+    }
+  }
+  ~ConnectionCache() {
+    if (_multi) idle().push_back(std::move(_multi));
+  }
+  ConnectionCache(const ConnectionCache&) = delete;
+  ConnectionCache& operator=(const ConnectionCache&) = delete;
+
+  [[nodiscard]] CURLM* get() const { return _multi.get(); }
+
+ private:
+  /// Those that no transfer uses; the connections end with the thread.
+  static std::vector<Multi>& idle() {
+    thread_local std::vector<Multi> caches;
+    return caches;
+  }
+
+  Multi _multi;
+};
+
 class CurlTransfer final : public HttpTransfer {
  public:
   CurlTransfer(const UrlRequest& request, const Options& options, CurlUrl url, HttpTransferSink& sink);
@@ -188,7 +221,7 @@ class CurlTransfer final : public HttpTransfer {
   std::array<char, CURL_ERROR_SIZE> _errorText{};
   CurlUrl _url;
   List _headers;
-  Multi _multi;
+  ConnectionCache _connections;
   Easy _easy;
 };
 
@@ -198,11 +231,10 @@ CurlTransfer::CurlTransfer(const UrlRequest& request, const Options& options, Cu
       _idleLimit(request.idleTimeout),
       _deadline(options.deadline),
       _url(std::move(url)),
-      _multi(curl().multiInit()),
       _easy(curl().easyInit()) {
-  if (_multi && _easy) {
+  if (_connections.get() != nullptr && _easy) {
     setUp(request, options);
-    const CURLMcode code = curl().multiAdd(_multi.get(), _easy.get());
+    const CURLMcode code = curl().multiAdd(_connections.get(), _easy.get());
     if (code != CURLM_OK) fail(UrlErrorCode::unknown, curl().multiStrerror(code));
   } else {
     fail(UrlErrorCode::unknown, "The network library is out of memory.");
@@ -210,7 +242,7 @@ CurlTransfer::CurlTransfer(const UrlRequest& request, const Options& options, Cu
 }
 
 CurlTransfer::~CurlTransfer() {
-  if (_multi && _easy) curl().multiRemove(_multi.get(), _easy.get());
+  if (_connections.get() != nullptr && _easy) curl().multiRemove(_connections.get(), _easy.get());
 }
 
 template <class Value>
@@ -286,7 +318,8 @@ void CurlTransfer::process(milliseconds limit) {
   const milliseconds wait =
       std::clamp(left, milliseconds(0), std::min(limit, milliseconds(std::chrono::hours(1))));
   int active = 0;
-  const CURLMcode code = curl().multiPoll(_multi.get(), nullptr, 0, static_cast<int>(wait.count()), &active);
+  const CURLMcode code =
+      curl().multiPoll(_connections.get(), nullptr, 0, static_cast<int>(wait.count()), &active);
   if (code != CURLM_OK) return fail(UrlErrorCode::unknown, curl().multiStrerror(code));
   perform();
   if (active > 0) _lastActivity = Clock::now();
@@ -295,7 +328,7 @@ void CurlTransfer::process(milliseconds limit) {
 
 void CurlTransfer::perform() {
   int running = 0;
-  const CURLMcode code = curl().multiPerform(_multi.get(), &running);
+  const CURLMcode code = curl().multiPerform(_connections.get(), &running);
   if (code != CURLM_OK) return fail(UrlErrorCode::unknown, curl().multiStrerror(code));
   if (running == 0 && !_ended) collectEnd();
 }
@@ -308,7 +341,7 @@ void CurlTransfer::failWhenOverdue() {
 
 void CurlTransfer::collectEnd() {
   int queued = 0;
-  const CURLMsg* message = curl().multiInfoRead(_multi.get(), &queued);
+  const CURLMsg* message = curl().multiInfoRead(_connections.get(), &queued);
   if (message == nullptr || message->msg != CURLMSG_DONE) return;
   _outcome.code = message->data.result;
   _outcome.verifyResult = info(CURLINFO_SSL_VERIFYRESULT);

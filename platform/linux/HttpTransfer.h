@@ -26,8 +26,10 @@ class HttpTransferSink {
   virtual bool didReceiveBody(std::string_view bytes) = 0;
 };
 
-/// One GET request and its answer: no redirects, no second attempt. Certificates are checked against
-/// `SSL_CERT_FILE` and `SSL_CERT_DIR` where set; `https_proxy`, `http_proxy` and `no_proxy` are honoured.
+/// One GET request and its answer: no redirects, no second attempt, except where a connection that was kept
+/// turns out to be closed. Connections are kept for the later requests of the thread. Certificates are
+/// checked against `SSL_CERT_FILE` and `SSL_CERT_DIR` where set; `https_proxy`, `http_proxy` and `no_proxy`
+/// are honoured.
 class HttpTransfer {
  public:
   struct Options {

@@ -8,6 +8,10 @@ namespace {
 
 constexpr unsigned kMaxRedirects = 20;
 
+/// What an answer that is not the final one may announce, in bytes, and still be read to its end. The
+/// connection is then good for the next request; else a new one costs less.
+constexpr std::int64_t kShortBody = 16 * 1024;
+
 Error tooLong() {
   return urlError(UrlErrorCode::dataLengthExceedsMaximum, "resource exceeds maximum size");
 }
@@ -44,7 +48,12 @@ bool UrlExchange::didReceiveHead(const HttpHead& head) {
   } else {
     _error = announce(head);
   }
-  return !_error && !_sendsAnother;
+  return !_error && (!_sendsAnother || isShort(head));
+}
+
+bool UrlExchange::isShort(const HttpHead& head) const {
+  const std::int64_t length = makeResponse(_request.url, head).expectedContentLength;
+  return length >= 0 && length <= kShortBody;
 }
 
 Error UrlExchange::followRedirect(const HttpHead& head) {
@@ -83,6 +92,7 @@ Error UrlExchange::announce(const HttpHead& head) {
 }
 
 bool UrlExchange::didReceiveBody(std::string_view bytes) {
+  if (_sendsAnother) return true;
   _bodyBytes += bytes.size();
   _error = _bodyBytes <= _request.sizeLimitBytes ? _client.didReceiveData(bytes) : tooLong();
   return !_error;

@@ -41,6 +41,7 @@ class UrlExchange : private HttpTransferSink {
   void startTransfer();
   [[nodiscard]] Error followRedirect(const HttpHead& head);
   [[nodiscard]] bool acceptsChallenge(const HttpHead& head);
+  [[nodiscard]] bool isShort(const HttpHead& head) const;
   [[nodiscard]] Error announce(const HttpHead& head);
   void conclude();
   void end(Error error);

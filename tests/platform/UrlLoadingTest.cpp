@@ -39,6 +39,7 @@ constexpr const char* kHost = "good.example";
 const std::vector<staging::Host> kHosts = {
     {.name = kHost},
     {.name = "other.example"},
+    {.name = "localhost"},
     {.name = "expired.example", .certificate = Certificate::expired},
     {.name = "early.example", .certificate = Certificate::notYetValid},
     {.name = "selfsigned.example", .certificate = Certificate::selfSigned},
@@ -326,6 +327,53 @@ TEST_F(UrlLoading, RedirectsAreFollowedWhereverTheyLead) {
   EXPECT_EQ(server.requests().at(1).path, "/1?a%20b%C3%BC");
   EXPECT_EQ(download(url("/0")), 0);
   EXPECT_EQ(test::readFile(destination), "plain");
+}
+
+TEST_F(UrlLoading, OneConnectionServesAllRequestsToAHost) {
+  struct Case {
+    const char* name;
+    std::string host;
+    std::map<std::string, std::optional<std::string>> variables;
+  };
+  const Case kCases[] = {
+      {"through the proxy", kHost, {}},
+      {"direct", "localhost:" + std::to_string(server.port()), {{"no_proxy", "*"}}},
+  };
+  for (const char* host : {kHost, "localhost"}) {
+    server.serve(host, "/info", Reply::text("info"));
+    server.serve(host, "/moved", Reply::redirect("/archive"));
+    server.serve(host, "/archive", Reply::text("archive"));
+  }
+  for (const Case& row : kCases) {
+    SCOPED_TRACE(row.name);
+    const test::ScopedEnvironment changes(row.variables);
+    const std::size_t before = server.connections();
+    EXPECT_EQ(fetch(url("/info", row.host)), 0);
+    EXPECT_EQ(download(url("/moved", row.host)), 0);
+    EXPECT_EQ(download(url("/archive", row.host)), 0);
+    EXPECT_EQ(test::readFile(destination), "archive");
+    EXPECT_EQ(server.connections(), before + 1);
+  }
+}
+
+TEST_F(UrlLoading, AConnectionThatTheServerHasClosedIsMadeAgain) {
+  for (const Ending ending : {Ending::closed, Ending::cut, Ending::reset}) {
+    const Reply none = Reply::bytes("").endingAfter(0, ending);
+    server.serve(kHost, "/x", {Reply::text("first"), none, Reply::text("again")});
+    EXPECT_EQ(fetch(url("/x")), 0);
+    EXPECT_EQ(fetch(url("/x")), 0) << "it was closed when the second request was under way";
+    EXPECT_EQ(body, "again");
+    if (ending == Ending::reset) continue;  // which may take away what was sent
+    server.serve(kHost, "/x", Reply::text("x").endingAfter(1, ending));
+    for (int i = 0; i < 3; ++i)
+      EXPECT_EQ(download(url("/x")), 0) << "it was closed after the answer";
+  }
+}
+
+TEST_F(UrlLoading, ARequestMayBeginWithinADownload) {
+  server.serve(kHost, "/x", Reply::text("x"));
+  recorder.onCreated = [this] { EXPECT_EQ(fetch(url("/x")), 0); };
+  EXPECT_EQ(download(url("/x")), 0);
 }
 
 TEST_F(UrlLoading, AnyStatusAndManyHeadsAreAnAnswer) {

@@ -1,5 +1,6 @@
 #include "tools/staging/StagingServer.h"
 
+#include <atomic>
 #include <list>
 #include <mutex>
 
@@ -22,6 +23,7 @@ class Server::Implementation {
   void stop();
   [[nodiscard]] Site& site() { return _site; }
   [[nodiscard]] const std::string& caFile() const { return _caFile; }
+  [[nodiscard]] std::size_t connections() const { return _accepted; }
   [[nodiscard]] std::uint16_t port() const { return _port; }
   [[nodiscard]] std::uint16_t proxyPort() const { return _proxyPort; }
 
@@ -36,6 +38,7 @@ class Server::Implementation {
   TlsHosts _hosts;
   std::mutex _mutex;
   std::list<std::unique_ptr<Connection>> _connections;
+  std::atomic<std::size_t> _accepted = 0;
   std::list<Listener> _listeners;
   std::uint16_t _port;
   std::uint16_t _proxyPort;
@@ -54,6 +57,7 @@ std::uint16_t Server::Implementation::listen(std::uint16_t port, bool throughPro
 }
 
 void Server::Implementation::take(int socket, bool throughProxy) {
+  ++_accepted;
   const std::lock_guard lock(_mutex);
   _connections.remove_if([](const auto& connection) { return connection->hasEnded(); });
   _connections.push_back(Connection::start(socket, throughProxy, _site, _hosts));
@@ -97,6 +101,10 @@ std::vector<std::string> Server::missingRequests() const {
 
 std::vector<Request> Server::requests() const {
   return _implementation->site().requests();
+}
+
+std::size_t Server::connections() const {
+  return _implementation->connections();
 }
 
 std::uint16_t Server::port() const {

@@ -134,6 +134,9 @@ class Server {
   /// Everything so far, in the order of arrival.
   [[nodiscard]] std::vector<Request> requests() const;
 
+  /// How many connections were made so far, to the proxy and to the HTTPS server.
+  [[nodiscard]] std::size_t connections() const;
+
   [[nodiscard]] std::uint16_t port() const;
   /// "http://127.0.0.1:12345"
   [[nodiscard]] std::string proxyUrl() const;
