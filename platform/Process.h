@@ -7,17 +7,12 @@
 #include <string>
 #include <vector>
 
-/// Child processes, as the kernel knows them.
+#include "platform/Error.h"
+
+/// Child processes, as the kernel knows them. Errors are of the POSIX domain and name the call that failed.
 namespace platform::process {
 
 using ProcessId = std::int32_t;
-
-/// A system call that failed: which one, and the errno value. A number of 0 means "no failure".
-struct [[nodiscard]] SystemCallFailure {
-  const char* call = "";
-  int number = 0;
-  explicit operator bool() const noexcept { return number != 0; }
-};
 
 /// In a stream plan: the null device.
 inline constexpr int kNullDevice = -2;
@@ -47,7 +42,7 @@ struct SpawnRequest {
 /// plan do not reach the child (0, 1, 2 do when there is no plan). Whatever this process does with signals,
 /// the child starts with none blocked and none ignored. Any thread; the cost does not grow with this
 /// process's memory, except that of a suspended start.
-SystemCallFailure spawn(const SpawnRequest& request, ProcessId& child);
+Error spawn(const SpawnRequest& request, ProcessId& child);
 
 enum class WaitOutcome {
   exited,
@@ -60,18 +55,17 @@ enum class WaitOutcome {
 /// status, but answers "exited" for a child only when `waitpid` has it at once (the end of a traced child is
 /// first its tracer's). A signal restarts the wait with the full limit. Any thread; takes no lock. Fails:
 /// "kqueue" when no watch can be made; "kevent" when it cannot be set on the process (ESRCH: it is gone).
-SystemCallFailure waitForExit(ProcessId child, std::optional<std::chrono::milliseconds> limit,
-                              WaitOutcome& outcome);
+Error waitForExit(ProcessId child, std::optional<std::chrono::milliseconds> limit, WaitOutcome& outcome);
 
 /// Sends SIGKILL ("kill" fails).
-SystemCallFailure sendKill(ProcessId process);
+Error sendKill(ProcessId process);
 /// Sends SIGCONT ("kill" fails).
-SystemCallFailure sendContinue(ProcessId process);
+Error sendContinue(ProcessId process);
 
 /// The running processes.
-SystemCallFailure listProcesses(std::vector<ProcessId>& processes);
+Error listProcesses(std::vector<ProcessId>& processes);
 /// Absolute path of a process's executable ("proc_pidpath" fails).
-SystemCallFailure executablePath(ProcessId process, std::string& path);
+Error executablePath(ProcessId process, std::string& path);
 
 /// This process's environment as "NAME=VALUE" entries.
 [[nodiscard]] std::vector<std::string> currentEnvironment();

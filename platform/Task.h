@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <exception>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -27,8 +28,7 @@ class LaunchException : public std::exception {
 /// runs (SIGKILL), and waits for that end.
 class Task {
  public:
-  Task() = default;
-  explicit Task(std::string toolPath, std::vector<std::string> toolArguments = {});
+  explicit Task(std::string toolPath = {}, std::vector<std::string> toolArguments = {});
   ~Task();
   Task(const Task&) = delete;
   Task& operator=(const Task&) = delete;
@@ -49,14 +49,11 @@ class Task {
   /// Sends SIGTERM; nothing happens when it has ended.
   void terminate();
   /// The exit status, or the signal's number when a signal ended it. Valid once it has ended.
-  [[nodiscard]] int terminationStatus() const { return _status; }
+  [[nodiscard]] int terminationStatus() const;
 
  private:
-  void collect(bool wait);
-
-  process::ProcessId _pid = -1;
-  int _status = 0;
-  bool _ended = false;
+  struct Child;
+  std::unique_ptr<Child> _child;  ///< none before the launch
 };
 
 }  // namespace platform

@@ -113,7 +113,7 @@ ZRResult VNTUpdateDownloader::download(const std::string& url, const std::string
                 .idleTimeout = kRequestTimeout,
                 .headers = {{"User-Agent", userAgent}},
                 .ignoresCache = true});
-  while (!_completed && platform::RunLoop::current().runOnce(platform::distantFuture())) {
+  while (!_completed && platform::runLoopOnce(platform::distantFuture())) {
   }
 
   streamTime = _streamTime;

@@ -1,24 +1,33 @@
 #include "platform/RunLoop.h"
 
+#include "platform/common/RunLoopSource.h"
+
 namespace platform {
+namespace {
 
-RunLoop& RunLoop::current() {
-  thread_local RunLoop loop;
-  return loop;
+RunLoopSource*& currentSource() {
+  thread_local RunLoopSource* source = nullptr;
+  return source;
 }
 
-bool RunLoop::runOnce(Date deadline) {
-  if (_source == nullptr) return false;
-  _source->process(deadline);
-  return true;
+}  // namespace
+
+bool runLoopOnce(Date deadline) {
+  RunLoopSource* source = currentSource();
+  if (source != nullptr) source->process(deadline);
+  return source != nullptr;
 }
 
-void RunLoop::addSource(RunLoopSource& source) {
-  _source = &source;
+bool RunLoopSource::isThere() {
+  return currentSource() != nullptr;
 }
 
-void RunLoop::removeSource(RunLoopSource& source) {
-  if (_source == &source) _source = nullptr;
+void RunLoopSource::joinRunLoop() {
+  currentSource() = this;
+}
+
+void RunLoopSource::leaveRunLoop() {
+  if (currentSource() == this) currentSource() = nullptr;
 }
 
 }  // namespace platform

@@ -21,4 +21,11 @@ Error posixError(int number, std::string_view subject) {
   return {kPosixErrorDomain, number, std::move(description)};
 }
 
+Error systemCallError(const char* call, int number) {
+  if (number == 0) return {};
+  Error error = posixError(number, call);
+  error.call = call;
+  return error;
+}
+
 }  // namespace platform

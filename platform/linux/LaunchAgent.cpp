@@ -137,8 +137,8 @@ void tellManager(std::vector<std::string> arguments) {
   process::ProcessId child = 0;
   if (process::spawn(request, child)) return;
   process::WaitOutcome outcome = process::WaitOutcome::timedOut;
-  const auto failure = process::waitForExit(child, kManagerLimit, outcome);
-  if (failure || outcome == process::WaitOutcome::timedOut) static_cast<void>(process::sendKill(child));
+  const Error error = process::waitForExit(child, kManagerLimit, outcome);
+  if (error || outcome == process::WaitOutcome::timedOut) static_cast<void>(process::sendKill(child));
   while (waitpid(child, nullptr, 0) < 0 && errno == EINTR) {
   }
 }

@@ -61,25 +61,25 @@ class FileActions {
   FileActions(const FileActions&) = delete;
   FileActions& operator=(const FileActions&) = delete;
 
-  [[nodiscard]] SystemCallFailure initialised() const {
-    return {"posix_spawn_file_actions_init", _initError};
+  [[nodiscard]] Error initialised() const {
+    return systemCallError("posix_spawn_file_actions_init", _initError);
   }
 
-  SystemCallFailure add(const StreamPlan& plan) {
+  Error add(const StreamPlan& plan) {
     for (int target = 0; target < static_cast<int>(plan.descriptors.size()); ++target) {
-      if (const SystemCallFailure failure = fill(target, plan)) return failure;
+      if (Error error = fill(target, plan)) return error;
     }
     return {};
   }
 
-  SystemCallFailure changeFolder(const std::string& path) {
-    return {"posix_spawn_file_actions_addchdir_np",
-            posix_spawn_file_actions_addchdir_np(&_actions, path.c_str())};
+  Error changeFolder(const std::string& path) {
+    return systemCallError("posix_spawn_file_actions_addchdir_np",
+                           posix_spawn_file_actions_addchdir_np(&_actions, path.c_str()));
   }
 
-  SystemCallFailure closeTheRest() {
+  Error closeTheRest() {
     const int error = posix_spawn_file_actions_addclosefrom_np(&_actions, kFirstOwnDescriptor);
-    return {"posix_spawn_file_actions_addclose", error};
+    return systemCallError("posix_spawn_file_actions_addclose", error);
   }
 
   [[nodiscard]] const posix_spawn_file_actions_t* get() const { return &_actions; }
@@ -94,22 +94,23 @@ class FileActions {
            std::find(later, plan.descriptors.end(), descriptor) != plan.descriptors.end();
   }
 
-  SystemCallFailure fill(int target, const StreamPlan& plan) {
+  Error fill(int target, const StreamPlan& plan) {
     const int descriptor = plan.descriptors[static_cast<std::size_t>(target)];
     if (descriptor == target) return {};
     if (descriptor == -1) return close(target);
     if (descriptor == kNullDevice) {
       const int error = posix_spawn_file_actions_addopen(&_actions, target, kNullPath, O_RDWR, 0);
-      return {"posix_spawn_file_actions_addopen", error};
+      return systemCallError("posix_spawn_file_actions_addopen", error);
     }
     if (const int error = posix_spawn_file_actions_adddup2(&_actions, descriptor, target)) {
-      return {"posix_spawn_file_actions_adddup2", error};
+      return systemCallError("posix_spawn_file_actions_adddup2", error);
     }
-    return isNeededLater(plan, target) ? SystemCallFailure{} : close(descriptor);
+    return isNeededLater(plan, target) ? Error{} : close(descriptor);
   }
 
-  SystemCallFailure close(int descriptor) {
-    return {"posix_spawn_file_actions_addclose", posix_spawn_file_actions_addclose(&_actions, descriptor)};
+  Error close(int descriptor) {
+    return systemCallError("posix_spawn_file_actions_addclose",
+                           posix_spawn_file_actions_addclose(&_actions, descriptor));
   }
 
   posix_spawn_file_actions_t _actions;
@@ -125,21 +126,22 @@ class SpawnAttributes {
   SpawnAttributes(const SpawnAttributes&) = delete;
   SpawnAttributes& operator=(const SpawnAttributes&) = delete;
 
-  [[nodiscard]] SystemCallFailure initialised() const { return {"posix_spawnattr_init", _initError}; }
+  [[nodiscard]] Error initialised() const { return systemCallError("posix_spawnattr_init", _initError); }
 
   /// The flags of a plan, and signals as a new program expects them.
-  SystemCallFailure set(std::uint16_t flags) {
+  Error set(std::uint16_t flags) {
     sigset_t signals;
     sigfillset(&signals);
     if (const int error = posix_spawnattr_setsigdefault(&_attributes, &signals)) {
-      return {"posix_spawnattr_setsigdefault", error};
+      return systemCallError("posix_spawnattr_setsigdefault", error);
     }
     sigemptyset(&signals);
     if (const int error = posix_spawnattr_setsigmask(&_attributes, &signals)) {
-      return {"posix_spawnattr_setsigmask", error};
+      return systemCallError("posix_spawnattr_setsigmask", error);
     }
     const int all = flags | POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK;
-    return {"posix_spawnattr_setflags", posix_spawnattr_setflags(&_attributes, static_cast<short>(all))};
+    return systemCallError("posix_spawnattr_setflags",
+                           posix_spawnattr_setflags(&_attributes, static_cast<short>(all)));
   }
   [[nodiscard]] const posix_spawnattr_t* get() const { return &_attributes; }
 
@@ -152,26 +154,27 @@ std::uint16_t flagsOf(const SpawnRequest& request) {
   return request.streams ? request.streams->flags : std::uint16_t{0};
 }
 
-SystemCallFailure prepare(const SpawnRequest& request, FileActions& actions, SpawnAttributes& attributes) {
-  if (const SystemCallFailure failure = actions.initialised()) return failure;
-  if (const SystemCallFailure failure = attributes.initialised()) return failure;
-  if (const SystemCallFailure failure = attributes.set(flagsOf(request))) return failure;
+Error prepare(const SpawnRequest& request, FileActions& actions, SpawnAttributes& attributes) {
+  if (Error error = actions.initialised()) return error;
+  if (Error error = attributes.initialised()) return error;
+  if (Error error = attributes.set(flagsOf(request))) return error;
   if (request.streams) {
-    if (const SystemCallFailure failure = actions.add(*request.streams)) return failure;
+    if (Error error = actions.add(*request.streams)) return error;
   }
   if (!request.workingFolder.empty()) {
-    if (const SystemCallFailure failure = actions.changeFolder(request.workingFolder)) return failure;
+    if (Error error = actions.changeFolder(request.workingFolder)) return error;
   }
   return actions.closeTheRest();
 }
 
-SystemCallFailure spawnRunning(const SpawnRequest& request, ProgramVectors& vectors, ProcessId& child) {
+Error spawnRunning(const SpawnRequest& request, ProgramVectors& vectors, ProcessId& child) {
   FileActions actions;
   SpawnAttributes attributes;
-  if (const SystemCallFailure failure = prepare(request, actions, attributes)) return failure;
+  if (Error error = prepare(request, actions, attributes)) return error;
   const auto spawnFunction = request.searchPath ? posix_spawnp : posix_spawn;
-  return {"posix_spawn", spawnFunction(&child, request.path.c_str(), actions.get(), attributes.get(),
-                                       vectors.arguments.data(), vectors.environment.data())};
+  return systemCallError("posix_spawn",
+                         spawnFunction(&child, request.path.c_str(), actions.get(), attributes.get(),
+                                       vectors.arguments.data(), vectors.environment.data()));
 }
 
 // -------------------------------------------------------------------------------------- suspended start
@@ -261,39 +264,39 @@ int readExecError(int pipe) {
 }
 
 /// The same flags are refused as for a program that runs at once.
-SystemCallFailure checkFlags(std::uint16_t flags) {
+Error checkFlags(std::uint16_t flags) {
   SpawnAttributes attributes;
-  const SystemCallFailure failure = attributes.initialised();
-  return failure ? failure : attributes.set(flags);
+  if (Error error = attributes.initialised()) return error;
+  return attributes.set(flags);
 }
 
 /// Lets a traced child go, stopped; one that cannot be is ended.
-SystemCallFailure detachStopped(ProcessId child) {
+Error detachStopped(ProcessId child) {
   if (::ptrace(PTRACE_DETACH, child, nullptr, SIGSTOP) == 0) return {};
   const int error = errno;
   int status = 0;
   ::kill(child, SIGKILL);
   waitForChild(child, status);
-  return {"posix_spawn", error};
+  return systemCallError("posix_spawn", error);
 }
 
 /// The program is executed under trace, so that it stops before its first instruction, and let go stopped.
-SystemCallFailure spawnStopped(const SpawnRequest& request, const ProgramVectors& vectors, ProcessId& child) {
-  if (const SystemCallFailure failure = checkFlags(flagsOf(request))) return failure;
+Error spawnStopped(const SpawnRequest& request, const ProgramVectors& vectors, ProcessId& child) {
+  if (Error error = checkFlags(flagsOf(request))) return error;
   int ends[2];
-  if (::pipe2(ends, O_CLOEXEC) != 0) return {"posix_spawn", errno};
+  if (::pipe2(ends, O_CLOEXEC) != 0) return systemCallError("posix_spawn", errno);
   const FileDescriptor readEnd(ends[0]);
   FileDescriptor writeEnd(ends[1]);
   const pid_t forked = ::fork();
-  if (forked < 0) return {"posix_spawn", errno};
+  if (forked < 0) return systemCallError("posix_spawn", errno);
   if (forked == 0) becomeTracedProgram(request, vectors, ends[1]);
 
   writeEnd.close();
   const int execError = readExecError(readEnd.get());
   int status = 0;
   waitForChild(forked, status);
-  if (execError != 0) return {"posix_spawn", execError};
-  if (!WIFSTOPPED(status)) return {"posix_spawn", ECHILD};
+  if (execError != 0) return systemCallError("posix_spawn", execError);
+  if (!WIFSTOPPED(status)) return systemCallError("posix_spawn", ECHILD);
   child = forked;
   return detachStopped(forked);
 }
@@ -331,18 +334,17 @@ bool isNumber(const char* text) {
 
 }  // namespace
 
-SystemCallFailure spawn(const SpawnRequest& request, ProcessId& child) {
+Error spawn(const SpawnRequest& request, ProcessId& child) {
   ProgramVectors vectors(request);
   return request.startSuspended ? spawnStopped(request, vectors, child)
                                 : spawnRunning(request, vectors, child);
 }
 
-SystemCallFailure waitForExit(ProcessId child, std::optional<std::chrono::milliseconds> limit,
-                              WaitOutcome& outcome) {
+Error waitForExit(ProcessId child, std::optional<std::chrono::milliseconds> limit, WaitOutcome& outcome) {
   const FileDescriptor watch(static_cast<int>(::syscall(SYS_pidfd_open, child, 0)));
   if (watch.get() < 0) {
     const bool isAboutProcess = errno == ESRCH || errno == EINVAL;
-    return {isAboutProcess ? "kevent" : "kqueue", errno};
+    return systemCallError(isAboutProcess ? "kevent" : "kqueue", errno);
   }
   std::optional<std::chrono::steady_clock::time_point> deadline;
   if (limit) deadline = std::chrono::steady_clock::now() + *limit;
@@ -352,24 +354,24 @@ SystemCallFailure waitForExit(ProcessId child, std::optional<std::chrono::millis
   do {
     ready = ::ppoll(&entry, 1, limit ? &time : nullptr, nullptr);
   } while (ready < 0 && errno == EINTR);
-  if (ready < 0) return {"kevent", errno};
+  if (ready < 0) return systemCallError("kevent", errno);
   outcome = ready == 0                      ? WaitOutcome::timedOut
             : (entry.revents & POLLIN) != 0 ? waitForTracer(watch.get(), deadline)
                                             : WaitOutcome::unexpected;
   return {};
 }
 
-SystemCallFailure sendKill(ProcessId process) {
-  return {"kill", ::kill(process, SIGKILL) == 0 ? 0 : errno};
+Error sendKill(ProcessId process) {
+  return systemCallError("kill", ::kill(process, SIGKILL) == 0 ? 0 : errno);
 }
 
-SystemCallFailure sendContinue(ProcessId process) {
-  return {"kill", ::kill(process, SIGCONT) == 0 ? 0 : errno};
+Error sendContinue(ProcessId process) {
+  return systemCallError("kill", ::kill(process, SIGCONT) == 0 ? 0 : errno);
 }
 
-SystemCallFailure listProcesses(std::vector<ProcessId>& processes) {
+Error listProcesses(std::vector<ProcessId>& processes) {
   const std::unique_ptr<DIR, int (*)(DIR*)> folder(::opendir("/proc"), ::closedir);
-  if (!folder) return {"sysctl", errno};
+  if (!folder) return systemCallError("sysctl", errno);
   processes.clear();
   while (const dirent* entry = ::readdir(folder.get())) {
     if (isNumber(entry->d_name)) processes.push_back(static_cast<ProcessId>(std::atoi(entry->d_name)));
@@ -377,11 +379,11 @@ SystemCallFailure listProcesses(std::vector<ProcessId>& processes) {
   return {};
 }
 
-SystemCallFailure executablePath(ProcessId process, std::string& path) {
+Error executablePath(ProcessId process, std::string& path) {
   std::string buffer(PATH_MAX, '\0');
   const std::string link = "/proc/" + std::to_string(process) + "/exe";
   const ssize_t length = ::readlink(link.c_str(), buffer.data(), buffer.size());
-  if (length < 0) return {"proc_pidpath", errno == ENOENT ? ESRCH : errno};
+  if (length < 0) return systemCallError("proc_pidpath", errno == ENOENT ? ESRCH : errno);
   path = buffer.substr(0, static_cast<std::size_t>(length));
   return {};
 }

@@ -26,6 +26,27 @@ void requireFolder(const std::string& path) {
 
 }  // namespace
 
+/// The child process from the launch on.
+struct Task::Child {
+  process::ProcessId pid = -1;
+  int status = 0;
+  bool hasEnded = false;
+
+  void collect(bool wait);
+};
+
+void Task::Child::collect(bool wait) {
+  int ending = 0;
+  pid_t collected;
+  do {
+    collected = ::waitpid(pid, &ending, wait ? 0 : WNOHANG);
+  } while (collected < 0 && errno == EINTR);
+  if (collected == 0) return;
+  hasEnded = true;
+  // Somebody else collected it: how it ended is not known, so it did not end well.
+  status = collected < 0 ? 255 : WIFSIGNALED(ending) ? WTERMSIG(ending) : WEXITSTATUS(ending);
+}
+
 LaunchException::LaunchException(std::string name, std::string reason)
     : _name(std::move(name)), _reason(std::move(reason)) {}
 
@@ -34,12 +55,12 @@ Task::Task(std::string toolPath, std::vector<std::string> toolArguments)
 
 Task::~Task() {
   if (!isRunning()) return;
-  ::kill(_pid, SIGKILL);
+  ::kill(_child->pid, SIGKILL);
   waitUntilExit();
 }
 
 void Task::launch() {
-  if (_pid >= 0) throw LaunchException("NSInvalidArgumentException", "task already launched");
+  if (_child) throw LaunchException("NSInvalidArgumentException", "task already launched");
   if (!currentFolder.empty()) requireFolder(currentFolder);
   process::SpawnRequest request;
   request.path = launchPath;
@@ -47,44 +68,38 @@ void Task::launch() {
   request.environment = environment;
   request.workingFolder = currentFolder;
   request.streams = process::kNullStreams;
-  process::ProcessId child = -1;
-  if (const auto failure = process::spawn(request, child)) refuseLaunch(launchPath, failure.number);
-  _pid = child;
+  auto child = std::make_unique<Child>();
+  if (const Error error = process::spawn(request, child->pid)) {
+    refuseLaunch(launchPath, static_cast<int>(error.code));
+  }
+  _child = std::move(child);
 }
 
 bool Task::isRunning() {
-  if (_pid >= 0 && !_ended) collect(false);
-  return _pid >= 0 && !_ended;
+  if (_child && !_child->hasEnded) _child->collect(false);
+  return _child && !_child->hasEnded;
 }
 
 void Task::waitUntilExit() {
-  if (_pid >= 0 && !_ended) collect(true);
+  if (_child && !_child->hasEnded) _child->collect(true);
 }
 
 bool Task::waitForExit(std::chrono::milliseconds limit) {
   if (!isRunning()) return true;
   process::WaitOutcome outcome = process::WaitOutcome::timedOut;
-  const auto failure = process::waitForExit(_pid, limit, outcome);
+  const Error error = process::waitForExit(_child->pid, limit, outcome);
   // Without a watch (no descriptor is free, say) the time is spent asleep.
-  const bool isUnwatched = failure ? failure.number != ESRCH : outcome == process::WaitOutcome::unexpected;
+  const bool isUnwatched = error ? error.code != ESRCH : outcome == process::WaitOutcome::unexpected;
   if (isUnwatched) std::this_thread::sleep_for(limit);
   return !isRunning();
 }
 
 void Task::terminate() {
-  if (isRunning()) ::kill(_pid, SIGTERM);
+  if (isRunning()) ::kill(_child->pid, SIGTERM);
 }
 
-void Task::collect(bool wait) {
-  int status = 0;
-  pid_t collected;
-  do {
-    collected = ::waitpid(_pid, &status, wait ? 0 : WNOHANG);
-  } while (collected < 0 && errno == EINTR);
-  if (collected == 0) return;
-  _ended = true;
-  // Somebody else collected it: how it ended is not known, so it did not end well.
-  _status = collected < 0 ? 255 : WIFSIGNALED(status) ? WTERMSIG(status) : WEXITSTATUS(status);
+int Task::terminationStatus() const {
+  return _child ? _child->status : 0;
 }
 
 }  // namespace platform

@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "platform/Clock.h"
-#include "platform/RunLoop.h"
+#include "platform/common/RunLoopSource.h"
 #include "platform/linux/DownloadFile.h"
 #include "platform/linux/UrlExchange.h"
 
@@ -22,9 +22,8 @@ class FileDownload final : public UrlDownload, private RunLoopSource, private Ur
  public:
   FileDownload(UrlRequest request, UrlDownloadDelegate& delegate)
       : _delegate(delegate), _exchange(std::move(request), false, *this) {
-    _runLoop.addSource(*this);
+    joinRunLoop();
   }
-  ~FileDownload() override { _runLoop.removeSource(*this); }
 
   void setDestination(const std::string& path, bool overwrite) override {
     _file.setDestination(path, overwrite);
@@ -44,7 +43,6 @@ class FileDownload final : public UrlDownload, private RunLoopSource, private Ur
   void fail(Error error);
 
   UrlDownloadDelegate& _delegate;
-  RunLoop& _runLoop = RunLoop::current();
   DownloadFile _file;
   UrlExchange _exchange;
   bool _begun = false;
@@ -102,7 +100,7 @@ Error FileDownload::didReceiveData(std::string_view bytes) {
 }
 
 void FileDownload::conclude() {
-  _runLoop.removeSource(*this);
+  leaveRunLoop();
   if (_exchange.error()) return fail(_exchange.error());
   if (!_file.isOpen()) return fail(urlError(UrlErrorCode::zeroByteResource, "resource has no data"));
   if (Error error = _file.commit()) return fail(std::move(error));
@@ -142,7 +140,7 @@ class BodyCollector final : public UrlExchangeClient {
 }  // namespace
 
 std::unique_ptr<UrlDownload> UrlDownload::start(UrlRequest request, UrlDownloadDelegate& delegate) {
-  if (RunLoop::current().hasSource()) return nullptr;
+  if (RunLoopSource::isThere()) return nullptr;
   return std::make_unique<FileDownload>(std::move(request), delegate);
 }
 

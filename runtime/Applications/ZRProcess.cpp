@@ -20,8 +20,8 @@ ZRResult ZRMacProcess::resume() {
   const ZRMutex::Guard guard(_mutex);
   if (!_isSuspended) return ZRError::eBadStatus;
   _isSuspended = false;
-  const platform::process::SystemCallFailure failure = platform::process::sendContinue(_id);
-  return failure ? ZRResult::fromSystemError(failure.call, failure.number) : ZRResult();
+  const platform::Error error = platform::process::sendContinue(_id);
+  return error ? ZRResult::fromSystemError(error.call, static_cast<int>(error.code)) : ZRResult();
 }
 
 ZRResult ZRMacProcess::getSessionId(std::int32_t& sessionId) {
@@ -39,7 +39,7 @@ ZRResult ZRMacProcess::wait(std::uint32_t timeoutMs) {
   const boost::shared_ptr<zrrt::IProcessManager> manager = _manager.lock();
   if (!manager) return ZRError::eNullPointer;
   const ZRResult waited = manager->waitForExit(_id, timeoutMs);
-  if (waited.code() == ZRError::eNotFound) return ZRThread::sleep(1);  // it is gone already
+  if (waited.code() == ZRError::eNotFound) return ZRError::eNoError;  // it is gone already
   ZR_RETURN_FAILURE(waited);
   return ZRError::eNoError;
 }

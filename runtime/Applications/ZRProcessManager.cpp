@@ -16,8 +16,6 @@
 
 namespace {
 
-using platform::process::SystemCallFailure;
-
 constexpr std::int32_t kStartupOrder = 10;
 
 /// In this file, so that a program that uses processes cannot be linked without it.
@@ -33,8 +31,8 @@ bool isSeparator(char c) {
   return static_cast<signed char>(c) <= 32;
 }
 
-ZRResult resultOf(const SystemCallFailure& failure) {
-  return failure ? ZRResult::fromSystemError(failure.call, failure.number) : ZRResult();
+ZRResult resultOf(const platform::Error& error) {
+  return error ? ZRResult::fromSystemError(error.call, static_cast<int>(error.code)) : ZRResult();
 }
 
 bool isExecutableFile(const ZRString& path) {
@@ -137,9 +135,9 @@ ZRResult ZRMacProcessManager::start(boost::shared_ptr<zrrt::IProcess>& process, 
 
   const boost::weak_ptr<zrrt::IProcessManager> self = shared_from_this();  // throws before there is a child
   platform::process::ProcessId id = -1;
-  if (const SystemCallFailure failure = platform::process::spawn(request, id)) {
-    ZRResult result = resultOf(failure);
-    if (failure.number == ENOENT) result.append("program path: \"%s\"", path.c_str());
+  if (const platform::Error error = platform::process::spawn(request, id)) {
+    ZRResult result = resultOf(error);
+    if (error.code == ENOENT) result.append("program path: \"%s\"", path.c_str());
     return result;
   }
   try {
@@ -160,7 +158,7 @@ ZRResult ZRMacProcessManager::waitForExit(std::int32_t processId, std::uint32_t 
   ZR_RETURN_FAILURE(resultOf(platform::process::waitForExit(processId, limit, outcome)));
   switch (outcome) {
     case platform::process::WaitOutcome::exited:
-      return ZRThread::sleep(1);
+      return ZRError::eNoError;
     case platform::process::WaitOutcome::timedOut:
       return ZRError::eTimeout;
     case platform::process::WaitOutcome::unexpected:

@@ -39,8 +39,8 @@ SpawnRequest shell(const std::string& script) {
 
 ProcessId started(const SpawnRequest& request) {
   ProcessId child = -1;
-  const SystemCallFailure failure = spawn(request, child);
-  EXPECT_FALSE(failure) << failure.call << " " << failure.number;
+  const platform::Error error = spawn(request, child);
+  EXPECT_FALSE(error) << error.description;
   EXPECT_GT(child, 0);
   return child;
 }
@@ -188,9 +188,9 @@ TEST_P(Spawn, FlagsOfThePlanApply) {
 
   made.streams->flags = 0x4000;
   ProcessId none = -1;
-  const SystemCallFailure failure = spawn(made, none);
+  const platform::Error failure = spawn(made, none);
   EXPECT_STREQ(failure.call, "posix_spawnattr_setflags");
-  EXPECT_EQ(failure.number, EINVAL);
+  EXPECT_EQ(failure.code, EINVAL);
 }
 
 TEST_P(Spawn, NoOtherDescriptorReachesTheChild) {
@@ -210,7 +210,7 @@ TEST_P(Spawn, SearchesThePathOnlyWhenAsked) {
   SpawnRequest made = request("exit 4");
   made.path = "sh";
   ProcessId child = -1;
-  EXPECT_EQ(spawn(made, child).number, ENOENT);
+  EXPECT_EQ(spawn(made, child).code, ENOENT);
   made.searchPath = true;
   EXPECT_EQ(exitStatus(run(made)), 4);
 }
@@ -237,9 +237,9 @@ TEST_P(Spawn, WhatCannotBeStartedIsReportedAtOnce) {
     made.streams = StreamPlan{0, row.descriptors};
     made.workingFolder = row.workingFolder;
     ProcessId child = -1;
-    const SystemCallFailure failure = spawn(made, child);
+    const platform::Error failure = spawn(made, child);
     EXPECT_STREQ(failure.call, "posix_spawn");
-    EXPECT_EQ(failure.number, row.error) << row.path;
+    EXPECT_EQ(failure.code, row.error) << row.path;
   }
   EXPECT_EQ(::waitpid(-1, nullptr, WNOHANG), -1) << "no child is left behind";
   EXPECT_EQ(errno, ECHILD);
@@ -283,10 +283,10 @@ TEST(Process, WaitingForTheEnd) {
   EXPECT_EQ(outcome, WaitOutcome::exited) << "it is not collected yet";
   EXPECT_EQ(collect(child), SIGKILL) << "waiting left the status alone";
 
-  const SystemCallFailure gone = waitForExit(child, std::nullopt, outcome);
+  const platform::Error gone = waitForExit(child, std::nullopt, outcome);
   EXPECT_STREQ(gone.call, "kevent");
-  EXPECT_EQ(gone.number, ESRCH);
-  EXPECT_EQ(sendKill(child).number, ESRCH);
+  EXPECT_EQ(gone.code, ESRCH);
+  EXPECT_EQ(sendKill(child).code, ESRCH);
   EXPECT_STREQ(sendContinue(child).call, "kill");
 }
 

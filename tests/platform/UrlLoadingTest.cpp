@@ -136,7 +136,7 @@ class UrlLoading : public ::testing::Test {
     const auto running = platform::UrlDownload::start(request(text), recorder);
     running->setDestination(destination, overwrite);
     running->setDeletesFileUponFailure(deletes);
-    while (platform::RunLoop::current().runOnce(platform::distantFuture())) {
+    while (platform::runLoopOnce(platform::distantFuture())) {
     }
     EXPECT_EQ(recorder.ends, 1);
     EXPECT_EQ(recorder.error.failed(), recorder.events.back() == "fail");
@@ -619,15 +619,15 @@ TEST_F(UrlLoading, DestroyingADownloadStopsIt) {
   running->setDeletesFileUponFailure(true);
   EXPECT_EQ(platform::UrlDownload::start(request(url("/x")), recorder), nullptr) << "one at a time";
   while (recorder.bytes == 0)
-    ASSERT_TRUE(platform::RunLoop::current().runOnce(platform::distantFuture()));
+    ASSERT_TRUE(platform::runLoopOnce(platform::distantFuture()));
   EXPECT_THAT(files(), ElementsAre(StartsWith(".vantora-"))) << "nothing under the final name yet";
 
   const auto before = platform::now();
-  EXPECT_TRUE(platform::RunLoop::current().runOnce(before + 50ms)) << "the deadline ends a run";
+  EXPECT_TRUE(platform::runLoopOnce(before + 50ms)) << "the deadline ends a run";
   EXPECT_GE(platform::now(), before + 50ms);
   running.reset();
   EXPECT_EQ(files(), std::vector<std::string>());
-  EXPECT_FALSE(platform::RunLoop::current().runOnce(platform::distantFuture()));
+  EXPECT_FALSE(platform::runLoopOnce(platform::distantFuture()));
   EXPECT_EQ(recorder.ends, 0);
 }
 
