@@ -1,6 +1,8 @@
 // A full install of a 200 MB build from the staging server, against the curl tool, md5sum, tar and sync one
 // after the other.
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <cstdio>
 #include <string>
@@ -28,6 +30,7 @@ double installByHand(const std::string& url, const benchmark::AgentSandbox& sand
   auto environment = sandbox.environment();
   environment.insert(variables.begin(), variables.end());
   const std::string archive = (folder / "archive").string();
+  sync();
   return benchmark::secondsFor([&] {
     benchmark::runProgram({"/usr/bin/curl", "-s", "-f", "-o", archive, url}, environment);
     benchmark::runProgram({"/usr/bin/curl", "-s", "-f", "-o", archive + ".md5", url + ".md5"}, environment);
@@ -54,6 +57,7 @@ int main() {
     fs::remove_all(sandbox.installedBuilds());
     sandbox.installBuild(7700);
     sandbox.schedule(-60);
+    sync();  // so that nobody waits for pages that somebody else wrote
     best.ours = std::min(best.ours, sandbox.runAgent(server.environment()).wallSeconds);
     if (!fs::exists(sandbox.installedBuilds() / ("Vantora (" + std::to_string(kBuild) + ").app"))) {
       std::fprintf(stderr, "the agent did not install the build\n");
@@ -63,5 +67,5 @@ int main() {
         std::min(best.peer, installByHand(document.activeBuilds[0].mac.url, sandbox, server.environment()));
   }
   benchmark::print("full install of a 200 MB build", "curl, md5sum, tar, sync in turn", best,
-                   benchmark::Meaning::time, 1.05);
+                   benchmark::Meaning::time, 1.00);
 }

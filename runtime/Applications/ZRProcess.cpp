@@ -7,7 +7,6 @@
 
 #include "platform/Process.h"
 #include "runtime/Applications/ZRProcessManager.h"
-#include "runtime/Threads/ZRThread.h"
 
 ZRMacProcess::ZRMacProcess(const boost::weak_ptr<zrrt::IProcessManager>& manager, std::int32_t id,
                            Waitable waitable, Suspended suspended)

@@ -12,7 +12,6 @@
 #include <new>
 
 #include "runtime/Applications/ZRRuntimeInit.h"
-#include "runtime/Threads/ZRThread.h"
 
 namespace {
 

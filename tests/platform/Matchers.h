@@ -26,6 +26,11 @@ MATCHER_P2(FailedWith, number, subject, "is the POSIX error " + std::to_string(n
          arg.description.find(subject) != std::string::npos;
 }
 
+/// A failure of the system call that messages know by that name.
+MATCHER_P2(FailedCall, call, number, std::string(call) + " fails with " + std::to_string(number)) {
+  return arg.domain == platform::kPosixErrorDomain && arg.code == number && arg.call == std::string(call);
+}
+
 MATCHER_P(HasCode, code, "has the code " + std::to_string(code)) {
   return arg.code == code && !arg.domain.empty() && !arg.description.empty();
 }

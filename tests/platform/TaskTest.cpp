@@ -2,13 +2,11 @@
 
 #include <gtest/gtest.h>
 #include <signal.h>
-#include <sys/stat.h>
 
 #include <cerrno>
 #include <chrono>
-#include <map>
-#include <optional>
 #include <string>
+#include <utility>
 
 #include "tests/support/Environment.h"
 #include "tests/support/TemporaryFolder.h"
@@ -22,10 +20,9 @@ platform::Task shell(const std::string& script) {
 }
 
 TEST(Task, RunsUntilItIsTold) {
-  platform::Task task = shell("exec sleep 60");
-  EXPECT_FALSE(task.isRunning());
-  task.terminate();
-  task.waitUntilExit();
+  const auto session = test::ScopedEnvironment::with({{"TAR_OPTIONS", "--exclude=*"}});
+  platform::Task task = shell("[ -z \"$TAR_OPTIONS\" ] || exit 3; exec sleep 60");
+  task.terminate();  // nothing happens, as there is nothing yet
   task.launch();
   EXPECT_TRUE(task.isRunning());
   const auto start = std::chrono::steady_clock::now();
@@ -35,21 +32,7 @@ TEST(Task, RunsUntilItIsTold) {
   task.waitUntilExit();
   EXPECT_FALSE(task.isRunning());
   EXPECT_EQ(task.terminationStatus(), SIGTERM);
-  task.terminate();
   EXPECT_THROW(task.launch(), platform::LaunchException);
-}
-
-TEST(Task, RunsInItsFolderWithAToolsEnvironmentAndStreams) {
-  const test::TemporaryFolder folder;
-  const test::ScopedEnvironment session(
-      std::map<std::string, std::optional<std::string>>{{"TAR_OPTIONS", "--exclude=*"}});
-  platform::Task task =
-      shell("readlink /proc/$$/fd/0 /proc/$$/fd/2 > out; echo \"$PWD$TAR_OPTIONS\" >> out; exit 3");
-  task.currentFolder = folder.path();
-  task.launch();
-  EXPECT_TRUE(task.waitForExit(20s));
-  EXPECT_EQ(task.terminationStatus(), 3);
-  EXPECT_EQ(test::readFile(folder / "out"), "/dev/null\n/dev/null\n" + folder.path() + "\n");
 }
 
 TEST(Task, ItsToolDoesNotOutliveIt) {
@@ -67,35 +50,17 @@ TEST(Task, ItsToolDoesNotOutliveIt) {
   EXPECT_EQ(errno, ESRCH);
 }
 
-TEST(Task, WhatCannotBeLaunched) {
-  const test::TemporaryFolder folder;
-  test::writeFile(folder / "plain", "no program");
-  ::chmod((folder / "plain").c_str(), 0644);
-  struct Case {
-    std::string tool;
-    std::string workingFolder;
-    std::string reasonNames;
-  };
-  const Case cases[] = {
-      {folder / "missing", "", "missing"},
-      {folder / "plain", "", "plain"},
-      {folder.path(), "", folder.path()},
-      {"", "", ""},
-      {"/bin/sh", folder / "no such folder", "no such folder"},
-      {"/bin/sh", folder / "plain", "plain"},
-  };
-  for (const Case& row : cases) {
-    platform::Task task;
-    task.launchPath = row.tool;
-    task.currentFolder = row.workingFolder;
+TEST(Task, WhatCannotBeLaunchedIsThrown) {
+  for (const auto& [tool, folder] : {std::pair("/none", "/"), std::pair("/bin/sh", "/none")}) {
+    platform::Task task(tool);
+    task.currentFolder = folder;
     try {
       task.launch();
-      ADD_FAILURE() << row.tool << " was launched in " << row.workingFolder;
+      ADD_FAILURE() << tool << " was launched in " << folder;
     } catch (const platform::LaunchException& exception) {
       EXPECT_EQ(exception.name(), "NSInvalidArgumentException");
-      EXPECT_NE(exception.reason().find(row.reasonNames), std::string::npos) << exception.reason();
+      EXPECT_NE(exception.reason().find("/none"), std::string::npos) << exception.reason();
     }
-    EXPECT_FALSE(task.isRunning());
   }
 }
 
