@@ -22,8 +22,8 @@ process::ProcessId start(const Program& program) {
   for (const auto& [name, value] : program.environment)
     request.environment.push_back(name + "=" + value);
   process::ProcessId child = 0;
-  if (const auto failure = process::spawn(request, child)) {
-    throw std::runtime_error(program.path + " cannot be started: " + std::strerror(failure.number));
+  if (const auto error = process::spawn(request, child)) {
+    throw std::runtime_error(program.path + " cannot be started: " + error.description);
   }
   return child;
 }
