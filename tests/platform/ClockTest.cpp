@@ -4,6 +4,7 @@
 
 #include <cmath>
 #include <limits>
+#include <utility>
 
 namespace {
 
@@ -11,25 +12,19 @@ using platform::Date;
 using platform::Seconds;
 
 TEST(Clock, WritesAndReadsDates) {
-  struct Case {
-    double seconds;
-    const char* iso8601;
-    const char* description;
-  };
-  const Case cases[] = {{0, "1970-01-01T00:00:00Z", "1970-01-01 00:00:00 +0000"},
-                        {951'782'400, "2000-02-29T00:00:00Z", "2000-02-29 00:00:00 +0000"},
-                        {64'092'211'200, "4001-01-01T00:00:00Z", "4001-01-01 00:00:00 +0000"},
-                        {-62'167'219'201, "-0001-12-31T23:59:59Z", "-0001-12-31 23:59:59 +0000"},
-                        {253'402'300'800, "10000-01-01T00:00:00Z", "10000-01-01 00:00:00 +0000"}};
-  for (const Case& c : cases) {
-    const Date date{Seconds(c.seconds)};
-    EXPECT_EQ(platform::formatIso8601(date), c.iso8601);
-    EXPECT_EQ(platform::describe(date), c.description);
+  const std::pair<double, const char*> cases[] = {{0, "1970-01-01T00:00:00Z"},
+                                                  {951'782'400, "2000-02-29T00:00:00Z"},
+                                                  {64'092'211'200, "4001-01-01T00:00:00Z"},
+                                                  {-62'167'219'201, "-0001-12-31T23:59:59Z"},
+                                                  {253'402'300'800, "10000-01-01T00:00:00Z"}};
+  for (const auto& [seconds, iso8601] : cases) {
+    const Date date{Seconds(seconds)};
+    EXPECT_EQ(platform::formatIso8601(date), iso8601);
     Date read;
-    EXPECT_TRUE(platform::parseIso8601(c.iso8601, read)) << c.iso8601;
-    EXPECT_EQ(read, date) << c.iso8601;
+    EXPECT_TRUE(platform::parseIso8601(iso8601, read)) << iso8601;
+    EXPECT_EQ(read, date) << iso8601;
   }
-  EXPECT_EQ(platform::formatIso8601(Date(Seconds(-0.25))), "1969-12-31T23:59:59Z");
+  EXPECT_EQ(platform::describe(Date(Seconds(-0.25))), "1969-12-31 23:59:59 +0000");
   for (const double extreme : {1e300, -1e300, std::nan(""), std::numeric_limits<double>::infinity()}) {
     Date read;
     EXPECT_TRUE(platform::parseIso8601(platform::formatIso8601(Date(Seconds(extreme))), read)) << extreme;

@@ -41,7 +41,6 @@ TEST(FileContents, AFailedWriteKeepsTheOldFile) {
   test::writeFile(folder / "file", "old");
   fs::create_symlink("loop", folder / "loop");
   EXPECT_THAT(writeFileAtomically(folder.path(), "x"), FailedWith(EISDIR, folder.path()));
-  EXPECT_THAT(writeFileAtomically("/dev/null", "x"), FailedWith(EINVAL, "/dev/null"));
   EXPECT_THAT(writeFileAtomically(folder / "loop", "x"), FailedWith(ELOOP, "loop"));
   EXPECT_THAT(writeFileAtomically(folder / "none/file", "x"), FailedWith(ENOENT, "none/file"));
   {
@@ -64,7 +63,6 @@ TEST(FileContents, OnlyRegularFilesAreReadAndUpToALimit) {
   test::writeFile(folder / "file", std::string(100'000, 'y'));
   mkfifo((folder / "pipe").c_str(), 0600);
   EXPECT_THAT(platform::readFile(folder / "file", 99'999, bytes), FailedWith(EFBIG, "file"));
-  EXPECT_THAT(platform::readFile(folder / "none", 10, bytes), FailedWith(ENOENT, "none"));
   EXPECT_THAT(platform::readFile(folder.path(), 10, bytes), FailedWith(EISDIR, folder.path()));
   EXPECT_THAT(platform::readFile(folder / "pipe", 10, bytes), FailedWith(EINVAL, "pipe"));
   EXPECT_THAT(platform::readFile("/proc/self/status", 10, bytes), FailedWith(EFBIG, "status"));

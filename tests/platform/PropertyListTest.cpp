@@ -33,11 +33,7 @@ std::string repeated(const std::string& text, std::size_t count) {
 }
 
 TEST(PropertyListXml, ReadsEachTypeStrictly) {
-  struct Case {
-    const char* xml;
-    Value value;
-  };
-  const Case accepted[] = {
+  const std::pair<const char*, Value> accepted[] = {
       {"<integer> -12 </integer>", -12},
       {"<integer>0x1F</integer>", 31},
       {"<integer>18446744073709551615</integer>", std::numeric_limits<std::uint64_t>::max()},
@@ -48,10 +44,10 @@ TEST(PropertyListXml, ReadsEachTypeStrictly) {
       {"<date>4001-01-01T00:00:00Z</date>", platform::distantFuture()},
       {"<data>\n\tAQ ID\n\tBA==\n</data>", plist::Data{1, 2, 3, 4}},
       {"<dict><key>k</key><true/><key>k</key><dict/></dict>", plist::Dictionary{{"k", plist::Dictionary{}}}}};
-  for (const Case& c : accepted) {
+  for (const auto& [xml, expected] : accepted) {
     Value value;
-    EXPECT_THAT(plist::parse(document(c.xml), value), Succeeded()) << c.xml;
-    EXPECT_TRUE(value == c.value) << c.xml;
+    EXPECT_THAT(plist::parse(document(xml), value), Succeeded()) << xml;
+    EXPECT_TRUE(value == expected) << xml;
   }
 }
 
@@ -148,11 +144,7 @@ std::string object(std::initializer_list<int> bytes) {
 }
 
 TEST(PropertyListBinary, ReadsEachType) {
-  struct Case {
-    std::string bytes;
-    Value value;
-  };
-  const Case cases[] = {
+  const std::pair<std::string, Value> cases[] = {
       {object({0x09}), true},
       {object({0x12, 0xFF, 0xFF, 0xFF, 0xFF}), std::int64_t{4294967295}},
       {object({0x13, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFE}), -2},
@@ -164,10 +156,10 @@ TEST(PropertyListBinary, ReadsEachType) {
       {object({0x63, 0x20, 0xAC, 0xD8, 0x3D, 0xDE, 0x00}), "\xE2\x82\xAC\xF0\x9F\x98\x80"},
       {object({0x81, 0x01, 0x00}), plist::Uid{256}},
   };
-  for (const Case& c : cases) {
+  for (const auto& [bytes, expected] : cases) {
     Value value;
-    EXPECT_THAT(plist::parse(binary({c.bytes}), value), Succeeded());
-    EXPECT_TRUE(value == c.value) << plist::toXml(value);
+    EXPECT_THAT(plist::parse(binary({bytes}), value), Succeeded());
+    EXPECT_TRUE(value == expected) << plist::toXml(value);
   }
   Value value;
   const auto nested = binary({object({0xD2, 1, 2, 3, 1}), "\x51k", "\x51l", object({0xA2, 1, 1})});
@@ -204,20 +196,21 @@ TEST(PropertyListValue, ConvertsNumbersAndTexts) {
   constexpr auto kMin = std::numeric_limits<std::int64_t>::min();
   struct Case {
     Value value;
-    std::optional<std::int64_t> integer;
-    std::optional<bool> boolean;
+    std::int64_t integer;
+    bool boolean;
   };
-  const Case cases[] = {{true, 1, true},
-                        {std::numeric_limits<std::uint64_t>::max(), kMax, true},
+  const Case cases[] = {{std::numeric_limits<std::uint64_t>::max(), kMax, true},
+                        {-1e30, kMin, true},
                         {" \t-7759.3 beta", -7759, true},
                         {"99999999999999999999", kMax, true},
                         {"-9223372036854775808", kMin, true},
                         {"Yes", 0, true},
-                        {Date(), std::nullopt, std::nullopt}};
+                        {"false", 0, false}};
   for (const Case& c : cases) {
     EXPECT_EQ(c.value.integerValue(), c.integer) << plist::toXml(c.value);
     EXPECT_EQ(c.value.booleanValue(), c.boolean) << plist::toXml(c.value);
   }
+  EXPECT_EQ(Value(Date()).integerValue(), std::nullopt);
 }
 
 }  // namespace
