@@ -53,8 +53,9 @@ enum class WaitOutcome {
 /// Waits until `child` has ended (it need not be this process's child) or `limit` has passed (none: no
 /// limit). An ended child that nobody has collected yet counts as ended at once. Does not collect the exit
 /// status, but answers "exited" for a child only when `waitpid` has it at once (the end of a traced child is
-/// first its tracer's). A signal restarts the wait with the full limit. Any thread; takes no lock. Fails:
-/// "kqueue" when no watch can be made; "kevent" when it cannot be set on the process (ESRCH: it is gone).
+/// first its tracer's; where the system tells of the end too early, the wait goes on until then). A signal
+/// restarts the wait with the full limit. Any thread; takes no lock. Fails: "kqueue" when no watch can be
+/// made; "kevent" when it cannot be set on the process (ESRCH: it is gone).
 Error waitForExit(ProcessId child, std::optional<std::chrono::milliseconds> limit, WaitOutcome& outcome);
 
 /// Sends SIGKILL ("kill" fails).

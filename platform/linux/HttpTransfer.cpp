@@ -20,6 +20,8 @@ using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 
 constexpr long kReceiveBufferSize = 256L * 1024;
+/// What has been idle for longer may have been dropped on the way without a word: it would cost a time-out.
+constexpr long kLongestIdleSeconds = 60;
 constexpr std::size_t kMaxHeadBytes = 1024UL * 1024;  // of interim answers, the head and trailers together
 
 /// The network library. It brings dozens of others with it, so it is loaded at the first request.
@@ -263,6 +265,7 @@ void CurlTransfer::setUp(const UrlRequest& request, const Options& options) {
   set(CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_1_1));
   set(CURLOPT_FOLLOWLOCATION, 0L);
   set(CURLOPT_BUFFERSIZE, kReceiveBufferSize);
+  set(CURLOPT_MAXAGE_CONN, kLongestIdleSeconds);
   set(CURLOPT_ERRORBUFFER, _errorText.data());
   set(CURLOPT_HEADERFUNCTION, &takeHeader);
   set(CURLOPT_HEADERDATA, this);
