@@ -3,9 +3,6 @@
 #include <fcntl.h>
 #include <openssl/cms.h>
 #include <openssl/crypto.h>
-#include <openssl/err.h>
-#include <openssl/evp.h>
-#include <openssl/pem.h>
 #include <openssl/x509v3.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -15,44 +12,23 @@
 #include <cstring>
 #include <memory>
 
+#include "tools/certificates/OpenSsl.h"
+
 namespace codesign {
 namespace {
 
-template <auto free>
-struct Release {
-  template <typename T>
-  void operator()(T* object) const {
-    free(object);
-  }
-};
+using certificates::Bio;
+using certificates::CertificateHandle;
+using certificates::contents;
+using certificates::KeyHandle;
+using certificates::Release;
 
-using Bio = std::unique_ptr<BIO, Release<BIO_free_all>>;
-using Certificate = std::unique_ptr<X509, Release<X509_free>>;
 using Cms = std::unique_ptr<CMS_ContentInfo, Release<CMS_ContentInfo_free>>;
 using DigestContext = std::unique_ptr<EVP_MD_CTX, Release<EVP_MD_CTX_free>>;
-using Extension = std::unique_ptr<X509_EXTENSION, Release<X509_EXTENSION_free>>;
-using Key = std::unique_ptr<EVP_PKEY, Release<EVP_PKEY_free>>;
 using Store = std::unique_ptr<X509_STORE, Release<X509_STORE_free>>;
 
-/// Ends the work with the library's own reason, which is the newest of its queue.
-[[noreturn]] void fail(const std::string& what) {
-  const unsigned long number = ERR_peek_last_error();
-  const char* data = nullptr;
-  int flags = 0;
-  ERR_peek_last_error_data(&data, &flags);
-  std::string message = what;
-  if (const char* reason = number != 0 ? ERR_reason_error_string(number) : nullptr) {
-    message += std::string(": ") + reason;
-  }
-  if (data != nullptr && (flags & ERR_TXT_STRING) != 0 && *data != '\0') {
-    message += std::string(" (") + data + ")";
-  }
-  ERR_clear_error();
-  throw CodeSignatureError(message);
-}
-
 void require(bool done, const char* what) {
-  if (!done) fail(what);
+  if (!done) throw CodeSignatureError(certificates::failureText(what));
 }
 
 template <typename Handle>
@@ -62,29 +38,11 @@ Handle required(Handle handle, const char* what) {
 }
 
 Bio readingBio(const std::string& bytes) {
-  return required(Bio(BIO_new_mem_buf(bytes.data(), static_cast<int>(bytes.size()))), "no memory");
+  return required(certificates::readingBio(bytes), "no memory");
 }
 
-Bio writingBio() {
-  return required(Bio(BIO_new(BIO_s_mem())), "no memory");
-}
-
-std::string contents(const Bio& bio) {
-  char* bytes = nullptr;
-  const long size = BIO_get_mem_data(bio.get(), &bytes);
-  return {bytes, static_cast<std::size_t>(size)};
-}
-
-Certificate readCertificate(const std::string& pem) {
-  return required(Certificate(PEM_read_bio_X509(readingBio(pem).get(), nullptr, nullptr, nullptr)),
-                  "the certificate cannot be read");
-}
-
-/// A key with a passphrase is refused: there is nobody to ask.
-Key readPrivateKey(const std::string& pem) {
-  std::string noPassphrase;
-  return required(Key(PEM_read_bio_PrivateKey(readingBio(pem).get(), nullptr, nullptr, noPassphrase.data())),
-                  "the private key cannot be read");
+CertificateHandle readCertificate(const std::string& pem) {
+  return required(certificates::parseCertificate(pem), "the certificate cannot be read");
 }
 
 DigestContext beginSha256() {
@@ -133,55 +91,6 @@ class OpenFile {
   std::string _path;
   int _number;
 };
-
-void addExtension(X509* certificate, int kind, const char* value) {
-  X509V3_CTX context;
-  X509V3_set_ctx_nodb(&context);
-  X509V3_set_ctx(&context, certificate, certificate, nullptr, nullptr, 0);
-  const Extension extension =
-      required(Extension(X509V3_EXT_conf_nid(nullptr, &context, kind, value)), "bad extension");
-  require(X509_add_ext(certificate, extension.get(), -1) == 1, "no memory");
-}
-
-void setRandomSerialNumber(X509* certificate) {
-  using Number = std::unique_ptr<BIGNUM, Release<BN_free>>;
-  const Number number = required(Number(BN_new()), "no memory");
-  require(BN_rand(number.get(), 127, BN_RAND_TOP_ANY, BN_RAND_BOTTOM_ANY) == 1, "no random number");
-  require(BN_to_ASN1_INTEGER(number.get(), X509_get_serialNumber(certificate)) != nullptr, "no memory");
-}
-
-void setValidity(X509* certificate, const IdentityRequest& request) {
-  using std::chrono::system_clock;
-  require(ASN1_TIME_set(X509_getm_notBefore(certificate), system_clock::to_time_t(request.notBefore)) !=
-                  nullptr &&
-              ASN1_TIME_set(X509_getm_notAfter(certificate), system_clock::to_time_t(request.notAfter)) !=
-                  nullptr,
-          "the date cannot be in a certificate");
-}
-
-void setName(X509* certificate, const std::string& commonName) {
-  X509_NAME* name = X509_get_subject_name(certificate);
-  const auto* text = reinterpret_cast<const unsigned char*>(commonName.data());
-  require(X509_NAME_add_entry_by_txt(name, "CN", MBSTRING_UTF8, text, static_cast<int>(commonName.size()), -1,
-                                     0) == 1,
-          "the name cannot be in a certificate");
-  require(X509_set_issuer_name(certificate, name) == 1, "no memory");
-}
-
-Certificate makeCertificate(const IdentityRequest& request, EVP_PKEY* key) {
-  Certificate certificate = required(Certificate(X509_new()), "no memory");
-  require(X509_set_version(certificate.get(), X509_VERSION_3) == 1, "no memory");
-  setRandomSerialNumber(certificate.get());
-  setValidity(certificate.get(), request);
-  setName(certificate.get(), request.commonName);
-  require(X509_set_pubkey(certificate.get(), key) == 1, "no memory");
-  addExtension(certificate.get(), NID_basic_constraints, "critical,CA:FALSE");
-  addExtension(certificate.get(), NID_key_usage, "critical,digitalSignature");
-  addExtension(certificate.get(), NID_ext_key_usage, request.forCodeSigning ? "codeSigning" : "serverAuth");
-  addExtension(certificate.get(), NID_subject_key_identifier, "hash");
-  require(X509_sign(certificate.get(), key, EVP_sha256()) > 0, "the certificate cannot be signed");
-  return certificate;
-}
 
 Cms readSignature(const std::string& der) {
   const auto* next = reinterpret_cast<const unsigned char*>(der.data());
@@ -263,25 +172,26 @@ Digest sha256OfFile(const std::string& path) {
 }
 
 SigningIdentity makeSigningIdentity(const IdentityRequest& request) {
-  const Key key = required(Key(EVP_EC_gen("P-256")), "no key could be made");
-  const Certificate certificate = makeCertificate(request, key.get());
-  const Bio certificateText = writingBio();
-  const Bio keyText = writingBio();
-  require(PEM_write_bio_X509(certificateText.get(), certificate.get()) == 1 &&
-              PEM_write_bio_PrivateKey(keyText.get(), key.get(), nullptr, nullptr, 0, nullptr, nullptr) == 1,
-          "no memory");
-  return {.certificate = contents(certificateText), .privateKey = contents(keyText)};
+  return certificates::makeSelfSigned(
+      {.commonName = request.commonName,
+       .notBefore = request.notBefore,
+       .notAfter = request.notAfter,
+       .extensions = {{"basicConstraints", "critical,CA:FALSE"},
+                      {"keyUsage", "critical,digitalSignature"},
+                      {"extendedKeyUsage", request.forCodeSigning ? "codeSigning" : "serverAuth"},
+                      {"subjectKeyIdentifier", "hash"}}});
 }
 
 std::string signDetached(const std::string& bytes, const SigningIdentity& identity) {
-  const Certificate certificate = readCertificate(identity.certificate);
-  const Key key = readPrivateKey(identity.privateKey);
+  const CertificateHandle certificate = readCertificate(identity.certificate);
+  const KeyHandle key =
+      required(certificates::parsePrivateKey(identity.privateKey), "the private key cannot be read");
   const unsigned flags = CMS_DETACHED | CMS_BINARY | CMS_PARTIAL | CMS_NOSMIMECAP;
   const Cms cms = required(Cms(CMS_sign(nullptr, nullptr, nullptr, nullptr, flags)), "no memory");
   require(CMS_add1_signer(cms.get(), certificate.get(), key.get(), EVP_sha256(), flags) != nullptr,
           "the key does not belong to the certificate");
   require(CMS_final(cms.get(), readingBio(bytes).get(), nullptr, flags) == 1, "the bytes cannot be signed");
-  const Bio der = writingBio();
+  const Bio der = required(certificates::writingBio(), "no memory");
   require(i2d_CMS_bio(der.get(), cms.get()) == 1, "no memory");
   return contents(der);
 }

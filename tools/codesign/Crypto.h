@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "tools/certificates/Certificates.h"
 #include "tools/codesign/CodeSignatureError.h"
 
 namespace codesign {
@@ -21,11 +22,8 @@ void ignoreLibrarySettings();
 /// Throws when the path is no regular file (a link is none) or cannot be read.
 [[nodiscard]] Digest sha256OfFile(const std::string& path);
 
-/// A maker's certificate and private key, both as PEM text.
-struct SigningIdentity {
-  std::string certificate;
-  std::string privateKey;
-};
+/// A maker's certificate and private key.
+using SigningIdentity = certificates::Identity;
 
 struct IdentityRequest {
   std::string commonName;
@@ -35,7 +33,7 @@ struct IdentityRequest {
 };
 
 /// A fresh P-256 key and a self-signed certificate for it: for staging, and for makers who hand their
-/// certificate to their users themselves.
+/// certificate to their users themselves. Throws std::runtime_error.
 [[nodiscard]] SigningIdentity makeSigningIdentity(const IdentityRequest& request);
 
 /// A detached CMS signature (RFC 5652 SignedData, DER) over the bytes, with SHA-256 and signed attributes.

@@ -38,7 +38,7 @@ using Contexts = std::map<std::string, std::unique_ptr<TlsContext>>;
 
 constexpr std::size_t kChunkSize = 256 * 1024;
 
-std::unique_ptr<TlsContext> makeContext(const Identity& identity) {
+std::unique_ptr<TlsContext> makeContext(const certificates::Identity& identity) {
   auto context = std::make_unique<TlsContext>(TlsContext::tls_server);
   context->use_certificate_chain(asio::buffer(identity.certificate));
   context->use_private_key(asio::buffer(identity.privateKey), TlsContext::pem);
