@@ -73,12 +73,10 @@ fs::path Stage::preferences() const {
 }
 
 void Stage::setPreference(const std::string& key, const plist::Value& value) const {
-  plist::Value all;
-  require(plist::read(preferences().string(), all));
-  auto* dictionary = all.as<plist::Dictionary>();
-  if (dictionary == nullptr) throw std::runtime_error("the preferences are no dictionary");
-  (*dictionary)[key] = value;
-  require(plist::write(preferences().string(), all));
+  plist::Dictionary all;
+  require(plist::readDictionary(preferences().string(), all));
+  all[key] = value;
+  require(plist::write(preferences().string(), plist::Value(std::move(all))));
 }
 
 void Stage::makeCheckDue() const {
