@@ -16,11 +16,11 @@ std::vector<ActiveBuild> missingBuilds(std::uint32_t count) {
   std::vector<ActiveBuild> builds(count);
   for (std::uint32_t i = 0; i < count; ++i) {
     builds[i].buildNumber = 8000 + i;
-    builds[i].macDownloadSize = 90000000 + random() % 9000000;
+    builds[i].macDownloadSize = static_cast<std::uint32_t>(90000000 + random() % 9000000);
     for (std::uint32_t k = 0; k < 20; ++k) {
       DeltaPackage package;
-      package.fromBuildNumber = 8000 + random() % (count + 40);
-      package.macDownloadSize = 1000000 + random() % 50000000;
+      package.fromBuildNumber = static_cast<std::uint32_t>(8000 + random() % (count + 40));
+      package.macDownloadSize = static_cast<std::uint32_t>(1000000 + random() % 50000000);
       package.macDownloadUrl = "https://downloads.vantora-storage.example/delta";
       builds[i].deltaPackages.push_back(package);
     }

@@ -16,7 +16,7 @@ struct TreeItem {
 };
 
 /// Everything in a bundle, sorted bytewise by path, so that a folder comes before what is in it. Throws
-/// PackagingError when there is anything that a delta package cannot deliver (see makeDeltaPackage).
+/// std::runtime_error when there is anything that a delta package cannot deliver (see makeDeltaPackage).
 [[nodiscard]] std::vector<TreeItem> deliverableItems(const std::filesystem::path& bundle);
 
 }  // namespace packager
