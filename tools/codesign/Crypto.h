@@ -35,6 +35,8 @@ struct IdentityRequest {
 /// A fresh P-256 key and a self-signed certificate for it: for staging, and for makers who hand their
 /// certificate to their users themselves. Throws std::runtime_error.
 [[nodiscard]] SigningIdentity makeSigningIdentity(const IdentityRequest& request);
+/// The same, for a year from now.
+[[nodiscard]] SigningIdentity makeSigningIdentity(const std::string& commonName);
 
 /// A detached CMS signature (RFC 5652 SignedData, DER) over the bytes, with SHA-256 and signed attributes.
 /// The identity's certificate is in it.

@@ -1,7 +1,5 @@
 #include "tools/demo/Releases.h"
 
-#include <chrono>
-
 #include "tools/codesign/Signer.h"
 #include "tools/packager/Archive.h"
 #include "tools/packager/DeltaPackage.h"
@@ -21,13 +19,6 @@ std::string deltaName(std::uint32_t from, std::uint32_t to) {
 }
 
 constexpr const char* kMessengerName = "messenger.zip";
-
-codesign::SigningIdentity makeIdentity() {
-  using namespace std::chrono_literals;
-  const auto now = std::chrono::system_clock::now();
-  return codesign::makeSigningIdentity(
-      {.commonName = "Vantora staging", .notBefore = now - 1h, .notAfter = now + 24h * 365});
-}
 
 void zipFolder(const fs::path& parent, const std::string& name, const fs::path& archive) {
   tools::runProgram({.path = "/usr/bin/zip",
@@ -73,7 +64,7 @@ void Releases::addMessenger() {
   const fs::path bundle = _folder / "bundles" / "Vantora Messenger.app";
   fs::remove_all(bundle);
   fs::remove(served() / kMessengerName);
-  codesign::writeIdentity(identity(), makeIdentity());
+  codesign::writeIdentity(identity(), codesign::makeSigningIdentity("Vantora staging"));
   makeMessengerBundle(bundle);
   codesign::signBundle(bundle, codesign::readIdentity(identity()));
   zipFolder(bundle.parent_path(), bundle.filename().string(), served() / kMessengerName);

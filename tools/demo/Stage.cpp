@@ -13,16 +13,14 @@
 #include "platform/Metadata.h"
 #include "platform/Preferences.h"
 #include "tools/support/Program.h"
+#include "tools/support/Require.h"
 
 namespace demo {
 namespace {
 
 namespace fs = std::filesystem;
 namespace plist = platform::plist;
-
-void require(const platform::Error& error) {
-  if (error) throw std::runtime_error(error.description);
-}
+using tools::require;
 
 platform::Date ago(std::chrono::hours hours) {
   return platform::now() - platform::Seconds(hours);

@@ -14,11 +14,13 @@
 #include "platform/LaunchAgent.h"
 #include "platform/PropertyList.h"
 #include "runtime/Applications/ZRRuntimeInit.h"
+#include "tools/support/Require.h"
 
 namespace {
 
 namespace fs = std::filesystem;
 namespace plist = platform::plist;
+using tools::require;
 
 constexpr const char* kUsage =
     "Usage: vantora-seed --agent FILE [options]\n"
@@ -68,10 +70,6 @@ Options parseOptions(const std::vector<std::string>& arguments) {
   }
   if (options.agent.empty()) throw std::invalid_argument("--agent is missing");
   return options;
-}
-
-void require(const platform::Error& error) {
-  if (error.failed()) throw std::runtime_error(error.description);
 }
 
 std::string libraryFolder() {
