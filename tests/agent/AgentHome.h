@@ -1,10 +1,13 @@
 #pragma once
 
+#include <algorithm>
 #include <filesystem>
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
+#include "Code/MacOSX/VNTUpdate/TemporaryNames.h"
 #include "Code/MacOSX/VNTUpdate/VNTUpdate.h"
 #include "platform/Clock.h"
 #include "platform/PropertyList.h"
@@ -17,6 +20,9 @@
 #include "tests/support/LogCapture.h"
 
 namespace test {
+
+using Builds = std::vector<std::uint32_t>;
+using Names = std::vector<std::string>;
 
 inline constexpr const char* kDefaultUpdateInfoUrl =
     "https://updates.vantora.example/vntupdater/live/config.json";
@@ -58,15 +64,28 @@ class AgentHome {
   [[nodiscard]] std::string installed(std::uint32_t build) const {
     return olderVersions() + "/Vantora (" + std::to_string(build) + ").app";
   }
+  /// Makes stock endpoints of these builds where builds are installed.
+  void install(const Builds& builds) const {
+    for (const std::uint32_t build : builds)
+      makeEndpoint(olderVersions(), build);
+  }
+  /// The builds in that folder, in order, by their names; there is nothing else.
+  [[nodiscard]] Builds builds() const {
+    Builds numbers;
+    for (const auto& name : exists(olderVersions()) ? namesIn(olderVersions()) : Names())
+      numbers.push_back(temporaryItemOf(name).value().build);
+    std::sort(numbers.begin(), numbers.end());
+    return numbers;
+  }
   /// Names in a folder, hidden ones as well, in order.
-  [[nodiscard]] static std::vector<std::string> namesIn(const std::string& folder) {
-    std::vector<std::string> names;
+  [[nodiscard]] static Names namesIn(const std::string& folder) {
+    Names names;
     EXPECT_FALSE(platform::defaultFileManager().contentsOfFolder(folder, names));
     return names;
   }
   /// What lies in the temporary folder beside the agent.
-  [[nodiscard]] std::vector<std::string> leftovers() const {
-    std::vector<std::string> names = namesIn(tempPath());
+  [[nodiscard]] Names leftovers() const {
+    Names names = namesIn(tempPath());
     names.erase(std::remove(names.begin(), names.end(), "VNTUpdate"), names.end());
     return names;
   }

@@ -10,6 +10,8 @@ namespace {
 
 namespace fs = std::filesystem;
 using staging::Reply;
+using test::Builds;
+using test::Names;
 
 class FullInstallTest : public ::testing::Test, public test::StagedHome {
  protected:
@@ -18,31 +20,22 @@ class FullInstallTest : public ::testing::Test, public test::StagedHome {
         build, test::MakerSite::url("b" + std::to_string(build) + ".tar"));
   }
   const std::string work = sandbox().folder() / "work";
+  const std::string outside = sandbox().folder() / "outside";
 };
 
 TEST_F(FullInstallTest, MissingActiveBuildsAreInstalled) {
-  site.addBuild(4);
-  site.addBuild(6);
-  site.addBuild(5);
-  test::makeEndpoint(olderVersions(), 6);
+  for (const std::uint32_t build : {4U, 6U, 5U})
+    site.addBuild(build);
+  AgentHome::install({6});
   site.publish();
-  site.server.expect({{test::kUpdateHost, test::kUpdatePath},
-                      {test::kBuildHost, "/b4.tar"},
-                      {test::kBuildHost, "/b4.tar.md5"},
-                      {test::kBuildHost, "/b5.tar"},
-                      {test::kBuildHost, "/b5.tar.md5"}});
   const test::FixedClock clock;
   parts().fullInstaller.downloadAndInstallActiveBuilds(parts().retrieval.getUpdateInfo().value());
-  EXPECT_TRUE(site.server.unexpectedRequests().empty());
-  EXPECT_TRUE(site.server.missingRequests().empty());
-  for (const std::uint32_t build : {4U, 5U}) {
-    EXPECT_EQ(parts().inventory.isInstalled(build), installed(build)) << log.text();
-    EXPECT_EQ(test::readFile(installed(build) + "/Contents/MacOS/Vantora"),
-              test::readFile(site.bundle(build) + "/Contents/MacOS/Vantora"));
-    EXPECT_EQ(platform::metadata::creationDate(installed(build)), clock.now());
-  }
-  EXPECT_LOGGED(log, "i: ", "Endpoint successfully installed to " + installed(4));
-  EXPECT_EQ(leftovers(), std::vector<std::string>());
+  EXPECT_EQ(site.requestedPaths(),
+            (Names{test::kUpdatePath, "/b4.tar", "/b4.tar.md5", "/b5.tar", "/b5.tar.md5"}));
+  EXPECT_EQ(builds(), (Builds{4, 5, 6}));
+  test::expectSameTree(installed(4), site.bundle(4));
+  EXPECT_EQ(platform::metadata::creationDate(installed(4)), clock.now());
+  EXPECT_EQ(parts().inventory.isInstalled(4), installed(4)) << "is registered";
 }
 
 TEST_F(FullInstallTest, OnlyAProvedArchiveOfATrustedServerIsUnpacked) {
@@ -66,23 +59,20 @@ TEST_F(FullInstallTest, OnlyAProvedArchiveOfATrustedServerIsUnpacked) {
       {good, Reply::text(digest + std::string(5 << 10, ' ')), kNoDigest},
       {good, Reply::text(digest + "\xFF"), kNoDigest},
       {good, Reply::text(""), kNoDigest},
-      {"http" + good.substr(5), Reply::text(digest),
-       "The url scheme 'http' is not safe. Aborting the download."},
-      {"https://a.vantora.example.evil.example/b4.tar", Reply::text(digest),
-       "Server 'a.vantora.example.evil.example' is not trusted. Aborting the download."},
-      {"https://evil.example\\.vantora.example/x", Reply::text(digest), "Aborting the download."},
+      {"http" + good.substr(5), Reply::text(digest), "The url scheme 'http' is not safe. Aborting the"},
+      {"https://evil.example/b4.tar", Reply::text(digest), "Server 'evil.example' is not trusted. Aborting"},
       {good.substr(0, good.rfind('/')), Reply::text(digest), "' names no file. Aborting the download."}};
   for (const Case& c : cases) {
     site.server.serve(test::kBuildHost, "/b4.tar.md5", c.digest);
     log.clear();
     EXPECT_FALSE(parts().fullInstaller.downloadAndInstallSingleBuild(4, c.url)) << c.url;
     EXPECT_LOGGED(log, "E: ", c.message);
-    EXPECT_EQ(leftovers(), std::vector<std::string>());
-    EXPECT_EQ(log.text().find("\ni: forged"), std::string::npos);
+    EXPECT_NOT_LOGGED(log, "", "\ni: forged");
+    EXPECT_EQ(leftovers(), Names());
   }
   for (const auto& request : site.server.requests())
     EXPECT_EQ(request.host, test::kBuildHost);
-  EXPECT_FALSE(test::exists(installed(4)));
+  EXPECT_EQ(builds(), Builds());
   site.server.serve(test::kBuildHost, "/b4.tar.md5", Reply::text(" \r\n" + digest + " \n"));
   EXPECT_TRUE(install(4)) << log.text();
 }
@@ -94,7 +84,7 @@ TEST_F(FullInstallTest, AnArchiveOfAnEarlierRunIsUsedAndKeptWhenAsked) {
   fs::copy_file(site.published() + "/b4.tar", archive);
   EXPECT_TRUE(install(4)) << log.text();
   EXPECT_LOGGED(log, "d: ", "Downloaded endpoint already found at " + archive);
-  EXPECT_EQ(site.requestedPaths(), std::vector<std::string>{"/b4.tar.md5"});
+  EXPECT_EQ(site.requestedPaths(), Names{"/b4.tar.md5"});
   EXPECT_TRUE(test::exists(archive));
   test::writeFile(archive, "stale");
   EXPECT_FALSE(install(4));
@@ -102,106 +92,95 @@ TEST_F(FullInstallTest, AnArchiveOfAnEarlierRunIsUsedAndKeptWhenAsked) {
 }
 
 TEST_F(FullInstallTest, WhatStoodInAPlaceBeforeDoesNotGetIn) {
-  const std::string outside = sandbox().folder() / "outside";
   test::makeFolder(outside);
   site.addBuild(4);
-  const std::function<void()> leaves[] = {
-      [&] { test::writeFile(tempPath() + "/Vantora (4).app/Contents/stale", "x"); },
-      [&] { fs::create_symlink(outside, tempPath() + "/Vantora (4).app"); },
-      [&] { fs::create_symlink(outside + "/archive", tempPath() + "/VNT_Mac_x86_b4"); },
-      [&] { ASSERT_EQ(mkfifo((tempPath() + "/VNT_Mac_x86_b4").c_str(), 0600), 0); }};
+  const std::string archive = tempPath() + "/VNT_Mac_x86_b4";
+  const std::string bundle = tempPath() + "/Vantora (4).app";
+  const std::function<void()> leaves[] = {[&] { test::writeFile(bundle + "/Contents/stale", "x"); },
+                                          [&] { fs::create_symlink(outside, bundle); },
+                                          [&] { fs::create_symlink(outside + "/archive", archive); },
+                                          [&] { ASSERT_EQ(mkfifo(archive.c_str(), 0600), 0); }};
   for (const auto& leave : leaves) {
     leave();
     EXPECT_TRUE(install(4)) << log.text();
-    EXPECT_FALSE(test::exists(installed(4) + "/Contents/stale"));
+    test::expectSameTree(installed(4), site.bundle(4));
     EXPECT_TRUE(fs::is_empty(outside));
-    EXPECT_EQ(leftovers(), std::vector<std::string>());
+    EXPECT_EQ(leftovers(), Names());
     fs::remove_all(installed(4));
   }
   test::makeBundle(installed(4), {.build = 3});  // somebody else's, in the final place
   EXPECT_FALSE(install(4));
   EXPECT_LOGGED(log, "E: ", "Unable to install endpoint to " + installed(4) + ": ");
   EXPECT_EQ(bundleBuildNumber(installed(4)), 3);
-  EXPECT_EQ(leftovers(), std::vector<std::string>());
+  EXPECT_EQ(leftovers(), Names());
 }
 
 TEST_F(FullInstallTest, AnInstalledBuildStandsInAndIsNeverLost) {
-  const std::string loose = test::makeEndpoint(applications(), 4);
+  test::makeEndpoint(applications(), 4);
   test::makeFolder(olderVersions());
   EXPECT_TRUE(parts().placement.installEndpoint(4, olderVersions())) << log.text();
-  EXPECT_FALSE(test::exists(loose));
-  EXPECT_TRUE(test::exists(installed(4)));
+  EXPECT_EQ(namesIn(applications()), Names{"Vantora"});
   EXPECT_FALSE(parts().placement.installEndpoint(4, olderVersions()));
   EXPECT_FALSE(parts().placement.installEndpoint(4, std::nullopt));
-  EXPECT_TRUE(test::exists(installed(4)));
+  EXPECT_EQ(builds(), Builds{4});
 }
 
-/// The makers of archives, with the folder to pack, and what comes of it.
 struct ArchiveCase {
   const char* name;
   std::function<void(const std::string& bundle)> change;  ///< of the bundle in it
-  const char* message;                                    ///< with its level; of a warning: it is installed
 };
-
-const char* const kNotLocated = "E: Unable to locate extracted endpoint!";
-const ArchiveCase kArchives[] = {
-    {"another build", [](auto& bundle) { fs::rename(bundle, bundle + "/../Vantora (5).app"); }, kNotLocated},
+const ArchiveCase kRefused[] = {
+    {"another build", [](auto& bundle) { fs::rename(bundle, bundle + "/../Vantora (5).app"); }},
     {"a link",
      [](auto& bundle) {
        fs::rename(bundle, bundle + "/../real");
        fs::create_symlink("real", bundle);
-     },
-     kNotLocated},
+     }},
     {"a file",
      [](auto& bundle) {
        fs::remove_all(bundle);
        test::writeFile(bundle, "x");
-     },
-     kNotLocated},
-    {"a pipe in it", [](auto& bundle) { ASSERT_EQ(mkfifo((bundle + "/Contents/x").c_str(), 0600), 0); },
-     kNotLocated},
+     }},
+    {"a pipe in it", [](auto& bundle) { ASSERT_EQ(mkfifo((bundle + "/Contents/x").c_str(), 0600), 0); }},
     {"who runs it becomes another user",
-     [](auto& bundle) { ASSERT_EQ(chmod((bundle + "/Contents/MacOS/Vantora").c_str(), 04755), 0); },
-     kNotLocated},
-    {"without information", [](auto& bundle) { fs::remove(bundle + "/Contents/Info.plist"); },
-     "W: does not say that it is build 4"},
-    {"another number", [](auto& bundle) { test::makeBundle(bundle, {.build = 4, .version = "5"}); },
-     "W: does not say that it is build 4"}};
+     [](auto& bundle) { ASSERT_EQ(chmod((bundle + "/Contents/MacOS/Vantora").c_str(), 04755), 0); }}};
+const ArchiveCase kTaken[] = {
+    {"without information", [](auto& bundle) { fs::remove(bundle + "/Contents/Info.plist"); }},
+    {"another number", [](auto& bundle) { test::makeBundle(bundle, {.build = 4, .version = "5"}); }}};
 
 TEST_F(FullInstallTest, WhatMayBeInABundle) {
-  test::writeFile(site.published() + "/b6.tar", "no archive at all");
-  test::writeFile(site.published() + "/b6.tar.md5", packager::md5OfFile(site.published() + "/b6.tar"));
-  EXPECT_FALSE(install(6));
-  EXPECT_LOGGED(log, "E: ", "tar failed, exit code 2");
-  EXPECT_LOGGED(log, "E: ", "Unable to extract endpoint to folder " + tempPath());
-  for (const ArchiveCase& c : kArchives) {
-    SCOPED_TRACE(c.name);
+  const auto installChanged = [this](const ArchiveCase& c) {
     test::makeEndpoint(work, 4);
     c.change(work + "/Vantora (4).app");
     site.publishArchive("b4.tar", work, ".");
-    log.clear();
-    const bool isInstalled = c.message[0] == 'W';
-    EXPECT_EQ(install(4), isInstalled) << log.text();
-    EXPECT_TRUE(log.contains(c.message)) << log.text();
-    EXPECT_EQ(test::exists(installed(4)), isInstalled);
-    EXPECT_EQ(leftovers(), std::vector<std::string>());
     fs::remove_all(work);
-    fs::remove_all(installed(4));
-  }
+    const bool isInstalled = install(4);
+    EXPECT_EQ(builds(), isInstalled ? Builds{4} : Builds()) << c.name;
+    EXPECT_EQ(leftovers(), Names()) << c.name;
+    fs::remove_all(olderVersions());
+    return isInstalled;
+  };
+  for (const ArchiveCase& c : kRefused)
+    EXPECT_FALSE(installChanged(c)) << c.name;
+  EXPECT_LOGGED(log, "E: ", "Unable to locate extracted endpoint!");
+  EXPECT_NOT_LOGGED(log, "W: ", "");
+  for (const ArchiveCase& c : kTaken)
+    EXPECT_TRUE(installChanged(c)) << c.name;
+  EXPECT_LOGGED(log, "W: ", "does not say that it is build 4");
+  test::writeFile(site.published() + "/b4.tar", "no archive at all");
+  test::writeFile(site.published() + "/b4.tar.md5", packager::md5OfFile(site.published() + "/b4.tar"));
+  EXPECT_FALSE(install(4));
+  EXPECT_LOGGED(log, "E: ", "Unable to extract endpoint to folder " + tempPath());
 }
 
 TEST_F(FullInstallTest, NothingInAnArchiveIsWrittenElsewhere) {
-  const std::string outside = sandbox().folder() / "outside";
   test::makeFolder(outside);
   test::writeFile(work + "/in/file", "x");
-  const auto members = {"-P --transform='s,^in,../climbed,' in", "-P --transform='s,^in,../../climbed,' in",
-                        "-P --transform='s,^in,INSIDE,' in"};
-  for (std::string arguments : members) {
-    if (const auto at = arguments.find("INSIDE"); at != std::string::npos) arguments.replace(at, 6, outside);
-    site.publishArchive("b4.tar", work, arguments);
+  for (const std::string& target : {std::string("../climbed"), std::string("../../climbed"), outside}) {
+    site.publishArchive("b4.tar", work, "-P --transform='s,^in," + target + ",' in");
     EXPECT_FALSE(install(4));
     EXPECT_TRUE(fs::is_empty(outside));
-    EXPECT_EQ(leftovers(), std::vector<std::string>());
+    EXPECT_EQ(leftovers(), Names());
     EXPECT_FALSE(test::exists(tempPath() + "/../climbed"));
   }
 }

@@ -5,19 +5,10 @@
 namespace {
 
 TEST(LogManager, NamesTheFolderByBundleAndProcessInStandardForm) {
-  struct Case {
-    const char* logs;
-    std::optional<std::string> bundle;
-    const char* path;
-  };
-  const Case cases[] = {
-      {"/h/Library/Logs", std::nullopt, "/h/Library/Logs"},
-      {"/h/Library/Logs", "com.korvane.Vantora", "/h/Library/Logs/com.korvane.Vantora/42"},
-      {"//h/./x/../Library//Logs/", "b", "/h/Library/Logs/b/42"},
-      {"/../..", std::nullopt, "/"},
-  };
-  for (const Case& c : cases)
-    EXPECT_EQ(HOLLogManager::processLogFolderPath(c.logs, c.bundle, 42), c.path);
+  const auto path = HOLLogManager::processLogFolderPath;
+  EXPECT_EQ(path("/h/Library/Logs", std::nullopt, 42), "/h/Library/Logs");
+  EXPECT_EQ(path("//h/./x/../Library//Logs/", "b", 42), "/h/Library/Logs/b/42");
+  EXPECT_EQ(path("/../..", std::nullopt, 42), "/");
 }
 
 }  // namespace

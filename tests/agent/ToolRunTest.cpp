@@ -33,7 +33,6 @@ TEST(ToolRun, EndsInAStatusOrAnException) {
     if (c.exception == nullptr) continue;
     EXPECT_LOGGED(log, "E: ", std::string("context - Unable to launch ") + c.tool.name + " command.");
     EXPECT_LOGGED(log, "E: ", std::string("context - Exception Name  : ") + c.exception);
-    EXPECT_LOGGED(log, "E: ", "context - Exception Reason: ");
   }
   EXPECT_EQ(kill(std::stoi(test::readFile(folder / "pid")), 0), -1);
   EXPECT_EQ(errno, ESRCH) << "it is gone, and collected";
@@ -49,7 +48,6 @@ TEST(AgentLock, KeepsOthersOutForAsLongAsItIsHeldByTheAgentAlone) {
   EXPECT_EQ(lockOutOtherAgents(second, 200ms), OtherRuns::atWork);
   EXPECT_LOGGED(home.log, "i: ", "VNTUpdate: Another run is at work, waiting for its end.");
   EXPECT_LOGGED(home.log, "W: ", "VNTUpdate: Another run is still at work. Leaving everything to it.");
-  EXPECT_EQ(home.leftovers(), std::vector<std::string>());
   first = platform::FolderLock();
   EXPECT_EQ(lockOutOtherAgents(second, 0ms), OtherRuns::lockedOut) << "the tool has it";
   second = platform::FolderLock();

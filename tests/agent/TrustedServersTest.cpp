@@ -4,41 +4,33 @@
 
 namespace {
 
-TEST(TrustedServersTest, OnlyHttpsIsSafe) {
+TEST(TrustedServersTest, HttpsOfHostsOnTheListAndSubdomainsOfDottedEntries) {
   struct Case {
-    const char* scheme;
-    bool safe;
+    std::string url;
+    bool safe, trusted;
   };
-  const Case cases[] = {{"https", true}, {"HTTPS", true}, {"hTtPs", true},   {nullptr, false},
-                        {"", false},     {"http", false}, {"httpss", false}, {"https ", false},
-                        {"ftp", false},  {"file", false}, {"xhttps", false}};
-  for (const Case& c : cases)
-    EXPECT_EQ(isSafeScheme(c.scheme), c.safe) << (c.scheme != nullptr ? c.scheme : "null");
-}
-
-TEST(TrustedServersTest, HostsOnTheListAndSubdomainsOfDottedEntries) {
-  struct Case {
-    const char* host;
-    bool trusted;
-  };
-  const Case cases[] = {{"updates.vantora.example", true},
-                        {"UPDATES.Vantora.EXAMPLE", true},
-                        {"a.b.vantora.example", true},
-                        {"x.korvane-services.example", true},
-                        {"downloads.vantora-storage.example", true},
-                        {"Archive.korvane-storage.example", true},
-                        {nullptr, false},
-                        {"", false},
-                        {"vantora.example", false},
-                        {".vantora.example", false},
-                        {"evilvantora.example", false},
-                        {"vantora.example.evil.example", false},
-                        {"x.downloads.vantora-storage.example", false},
-                        {"vantora-storage.example", false},
-                        {"updates.vantora.example.", false},
-                        {"updates.vantora.example:443", false}};
-  for (const Case& c : cases)
-    EXPECT_EQ(isTrustedServer(c.host), c.trusted) << (c.host != nullptr ? c.host : "null");
+  const Case cases[] = {{"https://updates.vantora.example/x", true, true},
+                        {"hTtPs://A.b.Vantora.EXAMPLE:443", true, true},
+                        {"https://x.korvane-services.example", true, true},
+                        {"https://Archive.korvane-storage.example", true, true},
+                        {"http://downloads.vantora-storage.example", false, true},
+                        {"httpss://x.vantora.example", false, true},
+                        {"https://vantora.example", true, false},
+                        {"https://.vantora.example", true, false},
+                        {"https://evilvantora.example", true, false},
+                        {"https://vantora.example.evil.example", true, false},
+                        {"https://x.vantora.example@evil.example/", true, false},
+                        {"https://x.downloads.vantora-storage.example", true, false},
+                        {"https://updates.vantora.example.", true, false},
+                        {std::string("https://x.vantora.example\0.evil.example/", 41), false, false},
+                        {"https://evil.example\\.vantora.example/x", false, false},
+                        {"x", false, false},
+                        {"", false, false}};
+  for (const Case& c : cases) {
+    const UrlTrust trust = examineUrl(c.url);
+    EXPECT_EQ(trust.isSafe, c.safe) << c.url;
+    EXPECT_EQ(trust.isTrusted, c.trusted) << c.url;
+  }
 }
 
 }  // namespace
