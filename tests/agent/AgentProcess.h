@@ -30,10 +30,9 @@ class AgentProcess {
     if (geteuid() != 0) return run();
     return ended(launched("/usr/bin/setpriv", {"--bounding-set=-all", _program}));
   }
-  /// The same with a limit on open files.
-  int runWithFiles(int limit) const {
-    return ended(
-        launched("/bin/sh", {"-c", "ulimit -n " + std::to_string(limit) + "; exec \"$0\"", _program}));
+  /// The same with a limit on what it takes of the system, as the shell's `ulimit` names it.
+  int runWithLimit(const std::string& limit) const {
+    return ended(launched("/bin/sh", {"-c", "ulimit " + limit + " && exec \"$0\"", _program}));
   }
 
   [[nodiscard]] std::string logPath() const {

@@ -14,19 +14,15 @@ class DeploymentTest : public ::testing::Test, public test::AgentHome {};
 TEST_F(DeploymentTest, FirstWritableFolderWins) {
   const std::string user = sandbox().home() + "/Applications";
   const std::string desktop = sandbox().home() + "/Desktop";
-  const auto& manager = platform::defaultFileManager();
-  EXPECT_EQ(findInstallationFolder(manager), applications());
-  EXPECT_TRUE(log.lines().empty());
-  fs::remove_all(applications());
-  test::makeFolder(user);
-  EXPECT_EQ(findInstallationFolder(manager), user);
-  EXPECT_LOGGED(log,
-                "W: ", "System Applications path not accessible, falling back on User Applications folder.");
-  fs::remove_all(user);
-  test::writeFile(user, "no folder");
-  test::makeFolder(desktop);
-  EXPECT_EQ(findInstallationFolder(manager), desktop);
-  EXPECT_LOGGED(log, "W: ", "User Applications path not accessible, falling back on Desktop folder.");
+  for (const std::string& folder : {applications(), user, desktop}) {
+    log.clear();
+    test::makeFolder(folder);
+    EXPECT_EQ(findInstallationFolder(platform::defaultFileManager()), folder);
+    EXPECT_EQ(log.contains("W: ", "System Applications path not accessible"), folder != applications());
+    EXPECT_EQ(log.contains("W: ", "User Applications path not accessible"), folder == desktop);
+    fs::remove_all(folder);
+    test::writeFile(folder, "no folder");
+  }
 }
 
 TEST_F(DeploymentTest, TheBundleIsReplacedOrStaysAndNothingElseIsLeft) {

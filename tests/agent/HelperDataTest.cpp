@@ -19,6 +19,7 @@ class HelperDataTest : public ::testing::Test, public test::AgentHome {
                 ZRError::eNoError);
     ASSERT_CODE(entry.setValue(name, value), ZRError::eNoError);
   }
+  const test::Names items = {launchAgentPlist(), plistPath(), tempPath() + "/VNTUpdate"};
 };
 
 TEST_F(HelperDataTest, InstalledMeansAllThreeItems) {
@@ -26,65 +27,43 @@ TEST_F(HelperDataTest, InstalledMeansAllThreeItems) {
   setPreferences({{"VNTBuildNumber", 7000}});
   EXPECT_TRUE(isVNTHelperInstalled(gVNTUpdateData, build));
   EXPECT_EQ(build, 7000);
-  setPreferences({});
-  EXPECT_TRUE(isVNTHelperInstalled(gVNTUpdateData, build));
-  EXPECT_EQ(build, -1);
-  for (const std::string& item : {tempPath() + "/VNTUpdate", launchAgentPlist(), plistPath()}) {
+  for (const std::string& item : items) {
+    setPreferences({});
+    EXPECT_TRUE(isVNTHelperInstalled(gVNTUpdateData, build));
+    EXPECT_EQ(build, -1);
     fs::rename(item, item + ".away");
+    EXPECT_CODE(uninstallVNTHelper(gVNTUpdateData), ZRError::eNoError) << "it is none";
     EXPECT_FALSE(isVNTHelperInstalled(gVNTUpdateData, build)) << item;
     fs::rename(item + ".away", item);
   }
 }
 
 TEST_F(HelperDataTest, UninstallStopsAtTheFirstFailure) {
-  struct Case {
-    const char* ending;
-    const char* message;
-    std::vector<bool> left;  ///< launch agent, preferences, executable
-  };
-  const Case cases[] = {{"LaunchAgents/com.korvane.Vantora.VNTUpdate.plist",
-                         "unable to remove VNTUpdate launch agent plist",
-                         {true, true, true}},
-                        {"Preferences/com.korvane.VNTUpdate.plist",
-                         "unable to remove VNTUpdate prefs plist",
-                         {false, true, true}},
-                        {"Vantora/VNTUpdate", "unable to remove VNTUpdate executable", {false, false, true}}};
-  for (const Case& c : cases) {
+  const char* const kNames[] = {"launch agent plist", "prefs plist", "executable"};
+  for (std::size_t failing = 0; failing < items.size(); ++failing) {
     test::writeFile(launchAgentPlist(), "x");
     setPreferences({});
-    test::FaultyFileManager failing;
-    failing.fail(test::FaultyFileManager::Call::remove, c.ending, EACCES);
-    EXPECT_CODE(uninstallVNTHelper(gVNTUpdateData, failing), ZRError::eNoAccess);
-    EXPECT_LOGGED(log, "E: ", c.message);
-    const std::vector<bool> left = {test::exists(launchAgentPlist()), test::exists(plistPath()),
-                                    test::exists(executable())};
-    EXPECT_EQ(left, c.left) << c.ending;
+    test::FaultyFileManager manager;
+    manager.fail(test::FaultyFileManager::Call::remove, items[failing], EACCES);
+    EXPECT_CODE(uninstallVNTHelper(gVNTUpdateData, manager), ZRError::eNoAccess);
+    EXPECT_LOGGED(log, "E: ", std::string("unable to remove VNTUpdate ") + kNames[failing]);
+    EXPECT_LOGGED(log, "E: ", "removeFile - Unable to remove '" + items[failing]);
+    for (std::size_t i = 0; i < items.size(); ++i)
+      EXPECT_EQ(test::exists(items[i]), i >= failing) << items[i];
   }
-  EXPECT_LOGGED(log, "E: ", "removeFile - Unable to remove '");
-  EXPECT_CODE(uninstallVNTHelper(gVNTUpdateData), ZRError::eNoError);
-  EXPECT_TRUE(test::exists(executable())) << "two of three items are no installation";
 }
 
-TEST_F(HelperDataTest, UninstallLeavesNothingOfTheLaunchAgentThatStartsIt) {
+TEST_F(HelperDataTest, UninstallEndsTheLaunchAgentAsFarAsItCan) {
   const std::string label = gVNTUpdateData.launchAgentLabel();
-  const std::string units = sandbox().home() + "/.config/systemd/user/";
-  const std::string service = units + label + ".service";
-  for (const bool isStuck : {false, true}) {
-    setPreferences({});
-    test::makeFolder(tempPath() + "/VNTUpdate");
-    ASSERT_FALSE(platform::installLaunchAgent({label, {executable()}}));
-    if (isStuck) {
-      ASSERT_TRUE(fs::remove(service));
-      test::makeFolder(service);
-    }
-    EXPECT_CODE(uninstallVNTHelper(gVNTUpdateData), ZRError::eNoError);
-    EXPECT_EQ(log.contains("W: ", "unable to remove VNTUpdate launch agent registration: "), isStuck);
-    EXPECT_EQ(leftovers(), test::Names());
-    EXPECT_FALSE(test::exists(tempPath() + "/VNTUpdate"));
-    EXPECT_FALSE(test::exists(units + label + ".timer"));
-    EXPECT_TRUE(fs::is_empty(units + "timers.target.wants"));
-    EXPECT_EQ(test::exists(service), isStuck);
-  }
+  const std::string unit = sandbox().home() + "/.config/systemd/user/" + label;
+  setPreferences({});
+  ASSERT_FALSE(platform::installLaunchAgent({label, {executable()}}));
+  ASSERT_TRUE(fs::remove(unit + ".service"));
+  test::makeFolder(unit + ".service");  // which cannot be removed as a file
+  EXPECT_CODE(uninstallVNTHelper(gVNTUpdateData), ZRError::eNoError);
+  EXPECT_LOGGED(log, "W: ", "unable to remove VNTUpdate launch agent registration: ");
+  EXPECT_FALSE(test::exists(unit + ".timer"));
+  EXPECT_EQ(namesIn(tempPath()), test::Names());
 }
 
 TEST_F(HelperDataTest, PreferencesAreSeeded) {
@@ -118,7 +97,6 @@ TEST_F(HelperDataTest, MessengerFlagInAllItsForms) {
       {"true", true}, {"1", false}, {true, true}, {0, false}, {0.5, true}};
   for (const auto& [value, expected] : kForms) {
     setRegistry("MessengerWasInstalled", value);
-    flag = !expected;
     EXPECT_CODE(getMessengerWasInstalled(flag), ZRError::eNoError);
     EXPECT_EQ(flag, expected) << plist::toXml(value);
   }

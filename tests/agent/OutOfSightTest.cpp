@@ -3,8 +3,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <functional>
-
 #include "platform/ApplicationRegistry.h"
 #include "tests/agent/AgentProcess.h"
 
@@ -20,6 +18,16 @@ class OutOfSight : public ::testing::Test, public test::AgentHome {
     for (const auto& path : {executable(), plistPath(), launchAgentPlist()})
       EXPECT_TRUE(test::exists(path)) << path << " in\n" << process.logged();
   }
+  /// By a run.
+  void expectLeftAlone() const {
+    EXPECT_EQ(process.runAsOrdinaryUser(), 0);
+    expectInstalled();
+    EXPECT_NE(process.logged().find("W: <main> VNTUpdate: No endpoints seen, but not everything could be "
+                                    "looked at. Leaving all as it is."),
+              std::string::npos)
+        << process.logged();
+    fs::remove(process.logPath());
+  }
   /// The registry alone knows of it.
   void moveBuildAside() const {
     const std::string path = sandbox().folder() / "elsewhere/a.app";
@@ -33,40 +41,19 @@ class OutOfSight : public ::testing::Test, public test::AgentHome {
 };
 
 TEST_F(OutOfSight, NothingIsUninstalled) {
-  struct Case {
-    const char* name;
-    std::function<void()> prepare;
-  };
-  const auto close = [](const std::string& path) { return [path] { ::chmod(path.c_str(), 0); }; };
-  const Case cases[] = {
-      {"folder", [&] { ::chmod(applications().c_str(), 0300); }},
-      {"bundle", close(bundle)},
-      {"contents", close(bundle + "/Contents")},
-      {"information", close(bundle + "/Contents/Info.plist")},
-      {"information of no bytes", [&] { test::writeFile(bundle + "/Contents/Info.plist", ""); }},
-      {"registry", [&] {
-         moveBuildAside();
-         ::chmod(database.c_str(), 0);
-       }}};
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.name);
-    test::makeBundle(bundle, {.build = 5});
-    c.prepare();
-    EXPECT_EQ(process.runAsOrdinaryUser(), 0);
-    expectInstalled();
-    EXPECT_NE(process.logged().find("W: <main> VNTUpdate: No endpoints seen, but not everything could be "
-                                    "looked at. Leaving all as it is."),
-              std::string::npos)
-        << process.logged();
-    ::chmod(applications().c_str(), 0755);
-    ::chmod(bundle.c_str(), 0755);
-    ::chmod((bundle + "/Contents").c_str(), 0755);
-    fs::remove_all(bundle);
-    fs::remove(process.logPath());
+  const std::string information = bundle + "/Contents/Info.plist";
+  test::makeBundle(bundle, {.build = 5});
+  for (const auto& path : {applications(), bundle, bundle + "/Contents", information}) {
+    const fs::perms before = fs::status(path).permissions();
+    ::chmod(path.c_str(), path == applications() ? 0300 : 0);
+    expectLeftAlone();
+    fs::permissions(path, before);
   }
+  test::writeFile(information, "");
+  expectLeftAlone();
 }
 
-TEST_F(OutOfSight, NorWhileTheRegistryIsLocked) {
+TEST_F(OutOfSight, NorWithoutTheRegistry) {
   moveBuildAside();
   const int file = ::open(database.c_str(), O_RDWR);
   struct flock lock {};
@@ -75,12 +62,14 @@ TEST_F(OutOfSight, NorWhileTheRegistryIsLocked) {
   EXPECT_EQ(process.run(), 0);
   ::close(file);
   expectInstalled();
+  ::chmod(database.c_str(), 0);
+  expectLeftAlone();
 }
 
 TEST_F(OutOfSight, NorWithoutDescriptors) {
   test::makeBundle(bundle, {.build = 5});
   for (int limit = 4; limit <= 12; ++limit) {
-    static_cast<void>(process.runWithFiles(limit));
+    static_cast<void>(process.runWithLimit("-n " + std::to_string(limit)));
     expectInstalled();
   }
 }

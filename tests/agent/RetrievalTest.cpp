@@ -37,7 +37,6 @@ TEST_F(RetrievalTest, WhatArrivesIsJudgedByItsText) {
       {"status 500", Reply::withStatus(500, "{}"), kUsed},
       {"status 404", Reply::withStatus(404, "<html>not found</html>"), kUnparsed},
       {"not ASCII", Reply::text("{\"newLocation\": \"\xC3\xA9\"}"), kUnparsed},
-      {"cut text", Reply::text("[1"), kUnparsed},
       {"a line for the log", Reply::text("{\"a\":\ni: forged"), "E: Error returned at parseDocument"},
       {"nothing", Reply::text(""), "d: Unable to download from UpdateInfo URL, errorcode = 0"},
       {"cut off", Reply::text("{}").endingAfter(1, staging::Ending::cut),

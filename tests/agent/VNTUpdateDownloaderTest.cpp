@@ -77,32 +77,4 @@ TEST_F(Downloader, CannotStart) {
   EXPECT_TRUE(server.requests().empty());
 }
 
-/// Reports one of the platform's errors instead of downloading.
-class FailingDownloader : public VNTUpdateDownloader {
- public:
-  explicit FailingDownloader(std::int64_t code) : _code(code) {}
-  void didBegin(platform::UrlDownload& running) override {
-    didFail(running, {platform::kUrlErrorDomain, _code, "why"});
-  }
-
- private:
-  std::int64_t _code;
-};
-
-TEST_F(Downloader, PlatformCodesHaveTheirResults) {
-  const std::pair<std::int64_t, std::uint32_t> kCodes[] = {{-1012, ZRError::eUserCanceled},
-                                                           {-1003, ZRNetworkError::eUnknownHost},
-                                                           {-1202, ZRSecurityError::eBadCertificate},
-                                                           {-1205, ZRSecurityError::eAuthFailed},
-                                                           {-1206, ZRError::eSomeError},
-                                                           {-3005, ZRError::eIOError}};
-  for (const auto& [code, expected] : kCodes) {
-    FailingDownloader failing(code);
-    const ZRResult result = download(failing);
-    EXPECT_CODE(result, expected);
-    EXPECT_EQ(result.message(), ZRString("Download failed with native error code " + std::to_string(code) +
-                                         " and description \"why\""));
-  }
-}
-
 }  // namespace

@@ -36,41 +36,34 @@ class FaultyFileManager : public platform::FileManager {
     return error.failed() ? error : FileManager::contentsOfFolder(path, names);
   }
   platform::Error createFolder(const std::string& path) override {
-    const auto error = change(Call::create, path);
-    return error.failed() ? error : FileManager::createFolder(path);
+    return change(Call::create, path, [&] { return FileManager::createFolder(path); });
   }
   platform::Error copyItem(const std::string& from, const std::string& to) override {
-    const auto error = change(Call::copy, to);
-    return error.failed() ? error : FileManager::copyItem(from, to);
+    return change(Call::copy, to, [&] { return FileManager::copyItem(from, to); });
   }
   platform::Error renameItem(const std::string& from, const std::string& to) override {
-    const auto error = change(Call::rename, to);
-    return error.failed() ? error : FileManager::renameItem(from, to);
+    return change(Call::rename, to, [&] { return FileManager::renameItem(from, to); });
   }
   platform::Error moveItem(const std::string& from, const std::string& to) override {
-    const auto error = change(Call::move, to);
-    return error.failed() ? error : FileManager::moveItem(from, to);
+    return change(Call::move, to, [&] { return FileManager::moveItem(from, to); });
   }
   platform::Error removeItem(const std::string& path) override {
-    const auto error = change(Call::remove, path);
-    return error.failed() ? error : FileManager::removeItem(path);
+    return change(Call::remove, path, [&] { return FileManager::removeItem(path); });
   }
   platform::Error createPrivateFolder(const std::string& parent, std::string& folder) override {
-    const auto error = change(Call::folder, parent);
-    return error.failed() ? error : FileManager::createPrivateFolder(parent, folder);
+    return change(Call::folder, parent, [&] { return FileManager::createPrivateFolder(parent, folder); });
   }
   platform::Error setAttributes(const std::string& path, const platform::ItemAttributes& set) override {
-    const auto error = change(Call::attributes, path);
-    return error.failed() ? error : FileManager::setAttributes(path, set);
+    return change(Call::attributes, path, [&] { return FileManager::setAttributes(path, set); });
   }
   platform::Error createReplacementFolder(const std::string& destination, std::string& folder) override {
-    const auto error = change(Call::folder, destination);
-    return error.failed() ? error : FileManager::createReplacementFolder(destination, folder);
+    return change(Call::folder, destination,
+                  [&] { return FileManager::createReplacementFolder(destination, folder); });
   }
   platform::Error replaceItem(const std::string& destination, const std::string& replacement,
                               const std::string& backup) override {
-    const auto error = change(Call::replace, destination);
-    return error.failed() ? error : FileManager::replaceItem(destination, replacement, backup);
+    return change(Call::replace, destination,
+                  [&] { return FileManager::replaceItem(destination, replacement, backup); });
   }
 
   /// An item whose path ends so lies on another volume than it does.
@@ -93,8 +86,11 @@ class FaultyFileManager : public platform::FileManager {
     const auto found = std::find_if(_faults.begin(), _faults.end(), fits);
     return found != _faults.end() ? platform::posixError(found->number, path) : platform::Error();
   }
-  platform::Error change(Call call, const std::string& path) {
-    return ++_changes == _failingChange ? platform::posixError(_number, path) : fault(call, path);
+  template <typename Real>
+  platform::Error change(Call call, const std::string& path, Real real) {
+    if (++_changes == _failingChange) return platform::posixError(_number, path);
+    const auto error = fault(call, path);
+    return error.failed() ? error : real();
   }
 
   std::vector<Fault> _faults;
