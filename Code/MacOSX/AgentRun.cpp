@@ -5,6 +5,7 @@
 
 #include "Code/MacOSX/AgentLock.h"
 #include "Code/MacOSX/MacMessengerUtilities.h"
+#include "Code/MacOSX/ProductSettings.h"
 #include "Code/MacOSX/VNTHelperData.h"
 #include "Code/MacOSX/VNTUpdate/VNTUpdate.h"
 #include "Shared/Code/MacOSX/HOLLogManager.h"
@@ -24,10 +25,9 @@ ZRString makeLogPath() {
   ZRString folder;
   static_cast<void>(HOLLogManager::processLogFolder(folder));
   if (folder.isEmpty()) return {};
-  using platform::withTrailingSlash;
-  const std::string own = withTrailingSlash(withTrailingSlash(folder.str()) + "com.korvane." + "Vantora");
+  const std::string own = platform::joinPath(folder.str(), "com.korvane.Vantora");
   static_cast<void>(platform::defaultFileManager().createFolder(own));
-  return ZRString(own + "VNTUpdate" + ".log");
+  return ZRString(platform::joinPath(own, "VNTUpdate.log"));
 }
 
 /// The log for the length of the run.
@@ -93,7 +93,7 @@ void lookAfterMessenger(VNTUpdate& engine) {
     return;
   }
   ZRString wanted;
-  static_cast<void>(readRegistryString("VNTMessenger", wanted));
+  static_cast<void>(readRegistryString(setting::kMessenger, wanted));
   if (!wanted.isEmpty()) installWantedMessenger(engine);
 }
 

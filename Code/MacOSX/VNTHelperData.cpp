@@ -1,26 +1,35 @@
 #include "Code/MacOSX/VNTHelperData.h"
 
 #include "Code/Common/AgentVersion.h"
+#include "Code/Common/DelayArithmetic.h"
 #include "Code/Common/ServerConfiguration.h"
-#include "Code/MacOSX/VNTUpdate/DelayArithmetic.h"
+#include "Code/MacOSX/PreferenceKeys.h"
+#include "Code/MacOSX/ProductSettings.h"
 #include "platform/Clock.h"
 #include "platform/Folders.h"
 #include "platform/LaunchAgent.h"
+#include "platform/Path.h"
 #include "platform/Random.h"
 #include "runtime/Code/ZRLog.h"
-#include "runtime/Registry/ZRRegEntry.h"
 
 namespace plist = platform::plist;
-
-const VNTUpdateData gVNTUpdateData;
-const VNTUpdateOldBrandedData gVNTUpdateOldBrandedData;
+using platform::joinPath;
 
 namespace {
 
-constexpr const char* kNextUpdateCheckKey = "NextUpdateCheck";
-constexpr const char* kBuildNumberKey = "VNTBuildNumber";
-constexpr const char* kUpdateInfoUrlName = "UpdateInfoURL";
-constexpr const char* kMessengerWasInstalledName = "MessengerWasInstalled";
+constexpr HelperNames kCurrent = {.displayName = "VNTUpdate",
+                                  .launchAgentLabel = "com.korvane.Vantora.VNTUpdate",
+                                  .launchAgentPlist = "LaunchAgents/com.korvane.Vantora.VNTUpdate.plist",
+                                  .preferencesDomain = "com.korvane.VNTUpdate",
+                                  .preferencesPlist = "Preferences/com.korvane.VNTUpdate.plist",
+                                  .executableFolder = "Application Support/KorvaneInc/Vantora/VNTUpdate"};
+constexpr HelperNames kOldBranded = {
+    .displayName = "VNTUpdate (old-branded)",
+    .launchAgentLabel = "com.halvardonline.Vantora.VNTUpdate",
+    .launchAgentPlist = "LaunchAgents/com.halvardonline.Vantora.VNTUpdate.plist",
+    .preferencesDomain = "com.halvardonline.VNTUpdate",
+    .preferencesPlist = "Preferences/com.halvardonline.VNTUpdate.plist",
+    .executableFolder = "Application Support/HalvardOnline/Vantora/VNTUpdate"};
 
 bool exists(const std::string& path) {
   return platform::defaultFileManager().itemKind(path) != platform::ItemKind::none;
@@ -28,7 +37,7 @@ bool exists(const std::string& path) {
 
 /// The preferences' date of the next check; one that is no date counts as missing.
 platform::Date firstUpdateCheck(const plist::Dictionary& preferences) {
-  const plist::Value* stored = plist::find(preferences, kNextUpdateCheckKey);
+  const plist::Value* stored = plist::find(preferences, preference::kNextUpdateCheck);
   const auto* date = stored != nullptr ? stored->as<platform::Date>() : nullptr;
   if (date != nullptr) return *date;
   const auto delay = delaySeconds(1, 2, kSecondsPerDay, platform::random32());
@@ -42,7 +51,7 @@ void logBuildNumber(const char* name, const std::string& plistPath, int& buildNu
                    "Error reading installed %s prefs at %s", name, plistPath.c_str());
     return;
   }
-  const plist::Value* stored = plist::find(preferences, kBuildNumberKey);
+  const plist::Value* stored = plist::find(preferences, preference::kVNTBuildNumber);
   if (stored == nullptr) {
     zrrt::logEntry(ZRLogLevel::eInformation, "isVNTHelperInstalled", nullptr,
                    "%s prefs does not contain VNTBuildNumber", name);
@@ -66,11 +75,11 @@ ZRResult removeFile(platform::FileManager& fileManager, const std::string& path)
 
 ZRResult removePreferencesAndExecutable(const VNTHelperData& helper, platform::FileManager& fileManager,
                                         const std::string& library) {
-  if (removeFile(fileManager, library + "/" + helper.preferencesPlist()).isFailure()) {
+  if (removeFile(fileManager, joinPath(library, helper.preferencesPlist())).isFailure()) {
     zrrt::log(ZRLogLevel::eError, "unable to remove %s prefs plist", helper.displayName());
     return ZRError::eNoAccess;
   }
-  if (removeFile(fileManager, library + "/" + helper.executableFolder()).isFailure()) {
+  if (removeFile(fileManager, joinPath(library, helper.executableFolder())).isFailure()) {
     zrrt::log(ZRLogLevel::eError, "unable to remove %s executable", helper.displayName());
     return ZRError::eNoAccess;
   }
@@ -88,39 +97,11 @@ void removeRegistration(const VNTHelperData& helper) {
                  error.description.c_str());
 }
 
-/// Whether an administrator rolled this computer out.
-bool isAdministrated() {
-  ZRClearEntry entry;
-  ZRString type;
-  return entry.open(settingsKeyPath(configuration::kProductSuffix), ZRRegEntry::eAllUsersThisHost)
-             .isSuccess() &&
-         entry.getString("AdminType", type).isSuccess() && type == "ServerTQS";
-}
-
-ZRResult openSettings(ZRClearEntry& entry) {
-  return entry.open(settingsKeyPath(configuration::kProductSuffix), ZRRegEntry::eCurrentUserThisHost);
-}
-
 }  // namespace
 
-const char* VNTUpdateData::displayName() const {
-  return "VNTUpdate";
-}
-const char* VNTUpdateData::launchAgentLabel() const {
-  return "com.korvane.Vantora.VNTUpdate";
-}
-const char* VNTUpdateData::launchAgentPlist() const {
-  return "LaunchAgents/com.korvane.Vantora.VNTUpdate.plist";
-}
-const char* VNTUpdateData::preferencesDomain() const {
-  return "com.korvane.VNTUpdate";
-}
-const char* VNTUpdateData::preferencesPlist() const {
-  return "Preferences/com.korvane.VNTUpdate.plist";
-}
-const char* VNTUpdateData::executableFolder() const {
-  return "Application Support/KorvaneInc/Vantora/VNTUpdate";
-}
+VNTUpdateData::VNTUpdateData() : VNTUpdateData(kCurrent) {}
+
+VNTUpdateOldBrandedData::VNTUpdateOldBrandedData() : VNTUpdateData(kOldBranded) {}
 
 ZRResult VNTUpdateData::getHelperPrefs(const std::string& plistPath, plist::Dictionary& preferences) const {
   plist::Dictionary read;
@@ -132,35 +113,17 @@ ZRResult VNTUpdateData::getHelperPrefs(const std::string& plistPath, plist::Dict
   const platform::Date firstCheck = firstUpdateCheck(read);
   zrrt::log(ZRLogLevel::eInformation, "First Update Check at %s", platform::describe(firstCheck).c_str());
   ZRString url;
-  if (readRegistryString(kUpdateInfoUrlName, url).isFailure()) url = configuration::kDefaultUpdateInfoUrl;
-  read.insert_or_assign(kNextUpdateCheckKey, firstCheck);
-  read.insert_or_assign(kUpdateInfoUrlName, url.str());
-  read.insert_or_assign(kBuildNumberKey, static_cast<int>(kAgentBuildNumber));
+  if (readRegistryString(setting::kUpdateInfoURL, url).isFailure())
+    url = configuration::kDefaultUpdateInfoUrl;
+  read.insert_or_assign(preference::kNextUpdateCheck, firstCheck);
+  read.insert_or_assign(preference::kUpdateInfoURL, url.str());
+  read.insert_or_assign(preference::kVNTBuildNumber, static_cast<int>(kAgentBuildNumber));
   preferences = std::move(read);
   return ZRError::eNoError;
 }
 
-const char* VNTUpdateOldBrandedData::displayName() const {
-  return "VNTUpdate (old-branded)";
-}
-const char* VNTUpdateOldBrandedData::forwardedName() const {
-  return displayName();
-}
-const char* VNTUpdateOldBrandedData::launchAgentLabel() const {
-  return "com.halvardonline.Vantora.VNTUpdate";
-}
-const char* VNTUpdateOldBrandedData::launchAgentPlist() const {
-  return "LaunchAgents/com.halvardonline.Vantora.VNTUpdate.plist";
-}
-const char* VNTUpdateOldBrandedData::preferencesDomain() const {
-  return "com.halvardonline.VNTUpdate";
-}
-const char* VNTUpdateOldBrandedData::preferencesPlist() const {
-  return "Preferences/com.halvardonline.VNTUpdate.plist";
-}
-const char* VNTUpdateOldBrandedData::executableFolder() const {
-  return "Application Support/HalvardOnline/Vantora/VNTUpdate";
-}
+const VNTUpdateData gVNTUpdateData;
+const VNTUpdateOldBrandedData gVNTUpdateOldBrandedData;
 
 bool isVNTHelperInstalled(const VNTHelperData& helper, int& buildNumber) {
   buildNumber = -1;
@@ -170,9 +133,9 @@ bool isVNTHelperInstalled(const VNTHelperData& helper, int& buildNumber) {
     zrrt::logEntry(ZRLogLevel::eError, "isVNTHelperInstalled", nullptr, "%s - Library path not found", name);
     return false;
   }
-  const std::string plistPath = *library + "/" + helper.preferencesPlist();
-  if (!exists(*library + "/" + helper.launchAgentPlist()) || !exists(plistPath) ||
-      !exists(*library + "/" + helper.executableFolder())) {
+  const std::string plistPath = joinPath(*library, helper.preferencesPlist());
+  if (!exists(joinPath(*library, helper.launchAgentPlist())) || !exists(plistPath) ||
+      !exists(joinPath(*library, helper.executableFolder()))) {
     zrrt::logEntry(ZRLogLevel::eInformation, "isVNTHelperInstalled", nullptr, "%s is not installed", name);
     return false;
   }
@@ -190,7 +153,7 @@ ZRResult uninstallVNTHelper(const VNTHelperData& helper, platform::FileManager& 
     return ZRError::eNotFound;
   }
   const char* name = helper.displayName();
-  if (removeFile(fileManager, *library + "/" + helper.launchAgentPlist()).isFailure()) {
+  if (removeFile(fileManager, joinPath(*library, helper.launchAgentPlist())).isFailure()) {
     zrrt::log(ZRLogLevel::eError, "unable to remove %s launch agent plist", name);
     return ZRError::eNoAccess;
   }
@@ -198,48 +161,4 @@ ZRResult uninstallVNTHelper(const VNTHelperData& helper, platform::FileManager& 
   removeRegistration(helper);
   if (removed.isSuccess()) zrrt::log(ZRLogLevel::eInformation, "%s has been uninstalled", name);
   return removed;
-}
-
-ZRResult readRegistryString(const char* name, ZRString& value) {
-  // Both kinds of computers read the user's value; the distinction is asked for and has no effect here.
-  static_cast<void>(isAdministrated());
-  ZRClearEntry entry;
-  ZR_RETURN_FAILURE(openSettings(entry));
-  return entry.getString(name, value);
-}
-
-ZRResult writeRegistryString(const char* name, const ZRString& value) {
-  ZRClearEntry entry;
-  ZR_RETURN_FAILURE(openSettings(entry));
-  return entry.setString(name, value);
-}
-
-ZRResult getMessengerWasInstalled(bool& wasInstalled) {
-  ZRClearEntry entry;
-  ZR_RETURN_FAILURE(openSettings(entry));
-  ZRString text;
-  ZRResult result = entry.getString(kMessengerWasInstalledName, text);
-  if (result.code() == ZRError::eNoError) wasInstalled = text == "true";
-  if (result.code() != ZRError::eInvalidType) return result;
-  // Other programs of the product store a boolean or a number.
-  result = entry.getBoolean(kMessengerWasInstalledName, wasInstalled);
-  if (result.code() != ZRError::eInvalidType) return result;
-  double number = 0;
-  result = entry.getNumber(kMessengerWasInstalledName, number);
-  if (result.code() == ZRError::eNoError) wasInstalled = number != 0;
-  return result;
-}
-
-ZRResult setMessengerWasInstalled(bool wasInstalled) {
-  const ZRResult result = writeRegistryString(kMessengerWasInstalledName, wasInstalled ? "true" : "false");
-  if (result.isFailure()) {
-    zrrt::logEntry(ZRLogLevel::eError, "setMessengerWasInstalled", nullptr,
-                   "failed to set MessengerWasInstalled");
-  }
-  return result;
-}
-
-ZRString settingsKeyPath(const ZRString& productSuffix) {
-  const ZRString path = "Software/KorvaneInc/Vantora";
-  return productSuffix.isEmpty() ? path : path + " " + productSuffix;
 }

@@ -6,51 +6,63 @@
 #include "platform/PropertyList.h"
 #include "runtime/Code/ZRResult.h"
 
+/// The texts of an identity. Paths are relative to the user's Library folder.
+struct HelperNames {
+  const char* displayName;
+  const char* launchAgentLabel;
+  const char* launchAgentPlist;
+  const char* preferencesDomain;
+  const char* preferencesPlist;
+  const char* executableFolder;
+};
+
 /// An identity under which a helper is installed in the user's Library folder: a launch agent, a preferences
-/// file and a folder with the executable. Paths are relative to the Library folder.
+/// file and a folder with the executable.
 class VNTHelperData {
  public:
   virtual ~VNTHelperData() = default;
-  [[nodiscard]] virtual const char* displayName() const = 0;
-  /// The name under which other programs show the helper: its display name, unless an identity has another.
-  [[nodiscard]] virtual const char* forwardedName() const { return displayName(); }
-  [[nodiscard]] virtual const char* launchAgentLabel() const = 0;
-  [[nodiscard]] virtual const char* launchAgentPlist() const = 0;
-  [[nodiscard]] virtual const char* preferencesDomain() const = 0;
-  [[nodiscard]] virtual const char* preferencesPlist() const = 0;
-  [[nodiscard]] virtual const char* executableFolder() const = 0;
+  [[nodiscard]] virtual const char* displayName() const { return _names.displayName; }
+  [[nodiscard]] virtual const char* launchAgentLabel() const { return _names.launchAgentLabel; }
+  [[nodiscard]] virtual const char* launchAgentPlist() const { return _names.launchAgentPlist; }
+  [[nodiscard]] virtual const char* preferencesPlist() const { return _names.preferencesPlist; }
+  [[nodiscard]] virtual const char* executableFolder() const { return _names.executableFolder; }
   /// The preferences in the file at `plistPath`, completed: a first check in one to two days unless there is
   /// a date, the address of the update info, and the build number of this agent. Writes nothing. Fails:
   /// eNotFound when the file cannot be read.
   virtual ZRResult getHelperPrefs(const std::string& plistPath,
                                   platform::plist::Dictionary& preferences) const = 0;
+
+  // What no run calls.
+
+  /// The name under which other programs show the helper.
+  [[nodiscard]] virtual const char* forwardedName() const { return displayName(); }
+  [[nodiscard]] virtual const char* preferencesDomain() const { return _names.preferencesDomain; }
   [[nodiscard]] virtual bool isInstalledPerUser() const = 0;
+
+ protected:
+  /// `names` outlives it.
+  explicit VNTHelperData(const HelperNames& names) : _names(names) {}
+
+ private:
+  const HelperNames& _names;
 };
 
 /// The current identity.
 class VNTUpdateData : public VNTHelperData {
  public:
-  [[nodiscard]] const char* displayName() const override;
-  [[nodiscard]] const char* launchAgentLabel() const override;
-  [[nodiscard]] const char* launchAgentPlist() const override;
-  [[nodiscard]] const char* preferencesDomain() const override;
-  [[nodiscard]] const char* preferencesPlist() const override;
-  [[nodiscard]] const char* executableFolder() const override;
+  VNTUpdateData();
   ZRResult getHelperPrefs(const std::string& plistPath,
                           platform::plist::Dictionary& preferences) const override;
   [[nodiscard]] bool isInstalledPerUser() const override { return true; }
+
+ protected:
+  using VNTHelperData::VNTHelperData;
 };
 
 /// What releases under the maker's former name left behind.
 class VNTUpdateOldBrandedData : public VNTUpdateData {
  public:
-  [[nodiscard]] const char* displayName() const override;
-  [[nodiscard]] const char* forwardedName() const override;
-  [[nodiscard]] const char* launchAgentLabel() const override;
-  [[nodiscard]] const char* launchAgentPlist() const override;
-  [[nodiscard]] const char* preferencesDomain() const override;
-  [[nodiscard]] const char* preferencesPlist() const override;
-  [[nodiscard]] const char* executableFolder() const override;
+  VNTUpdateOldBrandedData();
 };
 
 extern const VNTUpdateData gVNTUpdateData;
@@ -66,18 +78,3 @@ extern const VNTUpdateOldBrandedData gVNTUpdateOldBrandedData;
 /// Fails: eNotFound without a Library folder; eNoAccess when an item cannot be removed.
 ZRResult uninstallVNTHelper(const VNTHelperData& helper,
                             platform::FileManager& fileManager = platform::defaultFileManager());
-
-/// A text of the product's settings (current user, current host).
-/// Fails: eNotFound, eInvalidType.
-ZRResult readRegistryString(const char* name, ZRString& value);
-/// Fails: eIOError when the preferences service could not write.
-ZRResult writeRegistryString(const char* name, const ZRString& value);
-
-/// Whether the Messenger was installed or found once. `wasInstalled` is set only with eNoError.
-/// Fails: eNotFound, eInvalidType.
-ZRResult getMessengerWasInstalled(bool& wasInstalled);
-/// A failure is logged here.
-ZRResult setMessengerWasInstalled(bool wasInstalled);
-
-/// The settings' key path: "Software/KorvaneInc/Vantora", then a blank and the suffix unless it is empty.
-[[nodiscard]] ZRString settingsKeyPath(const ZRString& productSuffix);

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "Code/MacOSX/VNTHelperData.h"
+#include "Code/MacOSX/ProductSettings.h"
 #include "platform/Task.h"
 #include "tests/agent/AgentHome.h"
 

@@ -3,7 +3,7 @@
 
 #include <chrono>
 
-#include "Code/MacOSX/VNTUpdate/DelayArithmetic.h"
+#include "Code/Common/DelayArithmetic.h"
 #include "platform/Metadata.h"
 #include "tests/agent/AgentHome.h"
 

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include "Code/MacOSX/ProductSettings.h"
 #include "Code/MacOSX/VNTHelperData.h"
 #include "platform/LaunchAgent.h"
 #include "runtime/Registry/ZRRegEntry.h"

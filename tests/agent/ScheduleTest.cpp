@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "Code/MacOSX/VNTUpdate/DelayArithmetic.h"
+#include "Code/Common/DelayArithmetic.h"
 #include "tests/agent/AgentHome.h"
 #include "tests/support/OrdinaryUser.h"
 

@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "Code/MacOSX/PreferenceKeys.h"
+#include "Code/MacOSX/ProductSettings.h"
 #include "Code/MacOSX/VNTHelperData.h"
 #include "platform/Clock.h"
 #include "platform/FileManager.h"
@@ -86,10 +88,10 @@ void seedPreferences(const std::string& path, const Options& options) {
   if (gVNTUpdateData.getHelperPrefs(path, preferences).isFailure()) {
     throw std::runtime_error(path + " cannot be read as a property list.");
   }
-  if (options.checkNow) preferences["NextUpdateCheck"] = platform::now();
-  if (options.checkAlways) preferences["AlwaysCheck"] = true;
-  if (options.keepDownloads) preferences["CleanupDownloadCache"] = 0;
-  if (options.updateInfoUrl) preferences["UpdateInfoURL"] = *options.updateInfoUrl;
+  if (options.checkNow) preferences[preference::kNextUpdateCheck] = platform::now();
+  if (options.checkAlways) preferences[preference::kAlwaysCheck] = true;
+  if (options.keepDownloads) preferences[preference::kCleanupDownloadCache] = 0;
+  if (options.updateInfoUrl) preferences[preference::kUpdateInfoURL] = *options.updateInfoUrl;
   require(plist::write(path, plist::Value(std::move(preferences))));
 }
 
@@ -111,7 +113,7 @@ void installAgent(const Options& options) {
   for (const auto& companion : options.companions)
     static_cast<void>(installProgram(companion, folder));
   seedPreferences(library + "/" + gVNTUpdateData.preferencesPlist(), options);
-  if (options.messenger && writeRegistryString("VNTMessenger", "true").isFailure()) {
+  if (options.messenger && writeRegistryString(setting::kMessenger, "true").isFailure()) {
     throw std::runtime_error("The product's settings cannot be written.");
   }
   require(platform::installLaunchAgent({.label = gVNTUpdateData.launchAgentLabel(), .arguments = {agent}}));

@@ -3,19 +3,10 @@
 #include <optional>
 #include <string>
 
+#include "Code/MacOSX/PreferenceKeys.h"
 #include "platform/Clock.h"
 #include "platform/FileManager.h"
 #include "platform/PropertyList.h"
-
-/// The keys of the values that the agent reads or writes.
-namespace preference {
-inline constexpr const char* kNextUpdateCheck = "NextUpdateCheck";
-inline constexpr const char* kRescheduledUpdateChecks = "RescheduledUpdateChecks";
-inline constexpr const char* kCleanupDownloadCache = "CleanupDownloadCache";
-inline constexpr const char* kAlwaysCheck = "AlwaysCheck";
-inline constexpr const char* kUpdateInfoURL = "UpdateInfoURL";
-inline constexpr const char* kAggressivelyCleanup = "AggressivelyCleanup";
-}  // namespace preference
 
 /// The agent's preference file, as a whole in memory. What the agent does not know in it survives every save.
 class AgentPreferences {
@@ -39,6 +30,11 @@ class AgentPreferences {
   platform::Error save() const;
 
  private:
+  /// The value as `of` takes it; none, with a warning in the log, when that has no answer.
+  template <typename Answer>
+  [[nodiscard]] std::optional<Answer> value(const char* key,
+                                            std::optional<Answer> (*of)(const platform::plist::Value&)) const;
+
   AgentPreferences(std::string plistPath, platform::plist::Dictionary params)
       : _plistPath(std::move(plistPath)), _params(std::move(params)) {}
 

@@ -1,6 +1,6 @@
 #include "Code/MacOSX/VNTUpdate/UpdateSchedule.h"
 
-#include "Code/MacOSX/VNTUpdate/DelayArithmetic.h"
+#include "Code/Common/DelayArithmetic.h"
 #include "platform/Random.h"
 #include "runtime/Code/ZRLog.h"
 
