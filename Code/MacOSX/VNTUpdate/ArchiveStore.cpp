@@ -9,6 +9,7 @@
 #include "Code/MacOSX/VNTUpdate/DownloadGuard.h"
 #include "Code/MacOSX/VNTUpdateDownloader.h"
 #include "platform/Printable.h"
+#include "platform/Text.h"
 #include "platform/Url.h"
 #include "platform/UrlLoading.h"
 #include "runtime/Code/ZRLog.h"
@@ -36,12 +37,6 @@ std::optional<std::size_t> characterCount(const std::string& text) {
   return count;
 }
 
-std::string trimmed(const std::string& text) {
-  const auto first = text.find_first_not_of(kWhiteSpace);
-  if (first == std::string::npos) return {};
-  return text.substr(first, text.find_last_not_of(kWhiteSpace) - first + 1);
-}
-
 /// The body of a published digest: a digest alone is taken as it is, a longer text without white space around
 /// it.
 std::optional<std::string> checksumText(const std::string& body) {
@@ -49,7 +44,7 @@ std::optional<std::string> checksumText(const std::string& body) {
   if (!length) return std::nullopt;
   std::string text = body;
   if (*length > kDigestTextLength) {
-    text = trimmed(body);
+    text = platform::trimmed(body, kWhiteSpace);
     length = characterCount(text);
   }
   zrrt::log(ZRLogLevel::eDebug, "Received MD5 checksum: %s, length = %tu", platform::onOneLine(text).c_str(),
@@ -100,7 +95,8 @@ bool ArchiveStore::downloadAndUnarchiveSingleBuild(std::uint32_t build, const Ar
 }
 
 bool ArchiveStore::safelyDownloadActiveBuild(const Archive& archive, std::string& path) {
-  if (!mayDownloadFrom(archive.url) || !namesFile(archive.url) || !downloadBuild(archive, path)) return false;
+  if (!mayUse(UrlUse::archive, archive.url) || !namesFile(archive.url) || !downloadBuild(archive, path))
+    return false;
   if (verifyDownload(path, archive.url)) return true;
   removeFile(path);
   return false;

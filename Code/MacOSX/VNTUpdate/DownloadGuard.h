@@ -2,6 +2,12 @@
 
 #include <string>
 
-/// Whether an archive may be downloaded from the URL: a safe scheme and a trusted server. The answer no is
-/// logged with its reason.
-[[nodiscard]] bool mayDownloadFrom(const std::string& url);
+/// What a URL is wanted for.
+enum class UrlUse {
+  storedAddress,  ///< in the preferences, as where the update info is to be fetched
+  document,       ///< to fetch the update info
+  archive         ///< to download an archive
+};
+
+/// Whether the URL may be used: a safe scheme and a trusted server. The answer no is logged with its reason.
+[[nodiscard]] bool mayUse(UrlUse use, const std::string& url);

@@ -20,7 +20,7 @@ bool MessengerInstaller::downloadAndInstallMessengerApp() {
     return false;
   }
   // An archive from an earlier attempt does not make a bad address good.
-  if (!mayDownloadFrom(address)) return false;
+  if (!mayUse(UrlUse::archive, address)) return false;
   const auto archive = obtainArchive(address);
   return archive && MacMessengerUtilities::unarchiveIntoApplicationsFolder(_fileManager, *archive);
 }

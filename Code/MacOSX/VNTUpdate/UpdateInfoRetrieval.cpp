@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "Code/Common/ServerConfiguration.h"
-#include "Code/Common/TrustedServers.h"
+#include "Code/MacOSX/VNTUpdate/DownloadGuard.h"
 #include "platform/Printable.h"
 #include "platform/Url.h"
 #include "platform/UrlLoading.h"
@@ -18,20 +18,6 @@ bool isAscii(const std::string& text) {
   return std::all_of(text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) < 0x80; });
 }
 
-bool mayFetchDocument(const std::string& url) {
-  const UrlTrust trust = examineUrl(url);
-  if (!trust.isSafe) {
-    zrrt::log(ZRLogLevel::eDebug, "The url scheme '%s' is not safe. Aborting download.",
-              trust.scheme.c_str());
-    return false;
-  }
-  if (!trust.isTrusted) {
-    zrrt::log(ZRLogLevel::eDebug, "Server '%s' is not trusted. Aborting download.", trust.host.c_str());
-    return false;
-  }
-  return true;
-}
-
 }  // namespace
 
 std::string usableUpdateInfoURL(const std::optional<std::string>& stored) {
@@ -39,15 +25,7 @@ std::string usableUpdateInfoURL(const std::optional<std::string>& stored) {
     zrrt::log(ZRLogLevel::eDebug, "UpdateInfo URL not found in Preferences plist. Using default URL.");
   }
   const std::string url = stored.value_or(configuration::kDefaultUpdateInfoUrl);
-  const UrlTrust trust = examineUrl(url);
-  if (!trust.isSafe) {
-    zrrt::log(ZRLogLevel::eDebug, "The url scheme '%s' is not safe. Using default URL.",
-              trust.scheme.c_str());
-  }
-  if (!trust.isTrusted) {
-    zrrt::log(ZRLogLevel::eDebug, "Server '%s' is not trusted. Using default URL.", trust.host.c_str());
-  }
-  return trust.isSafe && trust.isTrusted ? url : configuration::kDefaultUpdateInfoUrl;
+  return mayUse(UrlUse::storedAddress, url) ? url : configuration::kDefaultUpdateInfoUrl;
 }
 
 std::optional<UpdateInfo> UpdateInfoRetrieval::getUpdateInfo() {
@@ -87,7 +65,7 @@ UpdateInfoRetrieval::Answer UpdateInfoRetrieval::fetchDocument(bool redirected, 
 }
 
 std::optional<std::string> UpdateInfoRetrieval::downloadDocument() const {
-  if (!mayFetchDocument(_updateInfoURL)) return std::nullopt;
+  if (!mayUse(UrlUse::document, _updateInfoURL)) return std::nullopt;
   const auto url = platform::Url::parse(_updateInfoURL);
   platform::UrlRequest request{.url = *url, .headers = {{"User-Agent", _settings.userAgent}}};
   request.ignoresCache = true;
