@@ -19,6 +19,7 @@ using platform::Error;
 using platform::FileManager;
 using platform::FolderDomain;
 using platform::ItemKind;
+using platform::joinPath;
 
 constexpr const char* kMessengerIdentifier = "com.korvane.vantora-messenger";
 constexpr const char* kUnpackFolder = "/SecretFilePath";
@@ -47,7 +48,7 @@ std::vector<std::string> verificationArguments(const std::string& application) {
 std::optional<std::string> moveInto(FileManager& fileManager, const std::string& item,
                                     const std::optional<std::string>& folder) {
   if (!folder) return std::nullopt;
-  std::string target = *folder + "/" + platform::lastComponent(item);
+  std::string target = joinPath(*folder, platform::lastComponent(item));
   if (fileManager.moveItem(item, target).failed()) return std::nullopt;
   return target;
 }
@@ -111,7 +112,7 @@ bool MacMessengerUtilities::isMessengerActive() {
 
 std::optional<std::string> MacMessengerUtilities::downloadFolder() {
   const auto library = platform::libraryFolder();
-  return library ? std::optional(*library + "/Application Support/KorvaneInc/Vantora") : std::nullopt;
+  return library ? std::optional(joinPath(*library, "Application Support/KorvaneInc/Vantora")) : std::nullopt;
 }
 
 std::optional<std::string> MacMessengerUtilities::getTempFolder(const FileManager& fileManager) {
@@ -167,7 +168,7 @@ std::optional<std::string> MacMessengerUtilities::firstItemInFolder(const FileMa
                                                                     const std::string& folder) {
   std::vector<std::string> names;
   if (fileManager.contentsOfFolder(folder, names).failed() || names.empty()) return std::nullopt;
-  return folder + "/" + names.front();
+  return joinPath(folder, names.front());
 }
 
 bool MacMessengerUtilities::digitalSignatureVerified(FileManager& fileManager,

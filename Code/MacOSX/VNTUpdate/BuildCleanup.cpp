@@ -69,7 +69,7 @@ void BuildCleanup::moveBuildToOlderVersionsFolder(const std::string& endpoint) {
 }
 
 void BuildCleanup::moveBuild(const std::string& endpoint, const std::string& folder) {
-  const std::string target = folder + "/" + platform::lastComponent(endpoint);
+  const std::string target = platform::joinPath(folder, platform::lastComponent(endpoint));
   if (_beAggressive && !folder.empty() && _fileManager.itemKind(target) != platform::ItemKind::none) {
     // A build that is where it belongs is no extra copy of itself, under whatever name the folder goes.
     if (!_fileManager.isSameItem(target, endpoint)) removeExtraCopy(endpoint, target);

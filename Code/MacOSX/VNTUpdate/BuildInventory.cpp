@@ -8,6 +8,7 @@
 #include "platform/ApplicationRegistry.h"
 #include "platform/Bundle.h"
 #include "platform/Folders.h"
+#include "platform/Path.h"
 #include "platform/PropertyList.h"
 #include "runtime/Code/ZRLog.h"
 
@@ -57,7 +58,8 @@ Endpoints BuildInventory::installedEndpointsForScheme(const std::string& url) co
 }
 
 bool BuildInventory::isDeveloperBuild(const std::string& path) const {
-  return _fileManager.itemKind(path + "/Contents/Resources/developer_build") != platform::ItemKind::none;
+  return _fileManager.itemKind(platform::joinPath(path, "Contents/Resources/developer_build")) !=
+         platform::ItemKind::none;
 }
 
 Endpoints BuildInventory::allInstalledBuilds() const {
@@ -113,7 +115,7 @@ std::vector<std::string> BuildInventory::possibleInstallPaths() const {
 std::optional<std::string> BuildInventory::getOlderVersionsFolder() const {
   const std::string& folder = _settings.installationPath;
   if (folder.empty() || !_fileManager.isWritable(folder)) return std::nullopt;
-  const std::string nested = folder + "/" + std::string(kProduct);
+  const std::string nested = platform::joinPath(folder, kProduct);
   if (_fileManager.isWritable(nested)) return nested;
   const auto error = _fileManager.createFolder(nested);
   if (!error.failed()) return nested;

@@ -3,7 +3,10 @@
 #include "Code/Common/DeltaPackageFormat.h"
 #include "Code/Common/DeltaTree.h"
 #include "Code/MacOSX/VNTUpdate/TemporaryNames.h"
+#include "platform/Path.h"
 #include "runtime/Code/ZRLog.h"
+
+using platform::joinPath;
 
 namespace {
 
@@ -26,8 +29,8 @@ bool isInForm(const std::string& path, TemporaryItem::Kind kind) {
     case TemporaryItem::Kind::bundle:
       return entry == TreeEntry::folder;
     case TemporaryItem::Kind::package:
-      return entry == TreeEntry::folder && (treeEntry(path + "/Contents") != TreeEntry::nothing ||
-                                            treeEntry(path + "/" + kCheckSumsName) != TreeEntry::nothing);
+      return entry == TreeEntry::folder && (treeEntry(joinPath(path, "Contents")) != TreeEntry::nothing ||
+                                            treeEntry(joinPath(path, kCheckSumsName)) != TreeEntry::nothing);
   }
   return false;
 }
@@ -54,7 +57,7 @@ void removeUselessDownloads(platform::FileManager& fileManager, const EngineSett
   for (const auto& name : names) {
     const auto item = temporaryItemOf(name);
     if (!item || (item->kind == TemporaryItem::Kind::archive && wanted.count(item->build) != 0)) continue;
-    const std::string path = settings.tempPath + "/" + name;
+    const std::string path = joinPath(settings.tempPath, name);
     if (isInForm(path, item->kind)) remove(fileManager, path);
   }
 }

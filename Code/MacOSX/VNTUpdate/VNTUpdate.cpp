@@ -10,6 +10,8 @@
 #include "platform/Path.h"
 #include "runtime/Code/ZRLog.h"
 
+using platform::joinPath;
+
 namespace {
 
 /// None, logged, when one of them is missing.
@@ -75,13 +77,13 @@ VNTUpdate::VNTUpdate(platform::FileManager& fileManager, AgentPreferences prefer
 void VNTUpdate::inheritLeftovers() {
   _ownsLeftovers = true;
   const std::string preferences = platform::parentFolder(_preferences.plistPath());
-  std::set<std::string> folders{_settings.tempPath, preferences, preferences + "/ByHost"};
+  std::set<std::string> folders{_settings.tempPath, preferences, joinPath(preferences, "ByHost")};
   auto places = _inventory.possibleInstallPaths();
   places.push_back(_settings.installationPath);
   if (const auto shared = platform::applicationsFolder(platform::FolderDomain::local))
     places.push_back(*shared);
   for (const auto& place : places)
-    folders.insert({place, place + "/Vantora"});
+    folders.insert({place, joinPath(place, "Vantora")});
   removeUnfinishedWork(_fileManager, folders);
 }
 

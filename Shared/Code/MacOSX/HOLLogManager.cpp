@@ -7,6 +7,7 @@
 #include "platform/Bundle.h"
 #include "platform/FileManager.h"
 #include "platform/Folders.h"
+#include "platform/Path.h"
 #include "runtime/Code/ZRLog.h"
 #include "runtime/Code/ZRPlatformError.h"
 
@@ -39,7 +40,7 @@ ZRResult reported(const ZRResult& result, const ZRLocation& location) {
 
 ZRResult HOLLogManager::logFolder(ZRString& folder) {
   const std::optional<std::string> library = platform::libraryFolder();
-  folder = library ? ZRString(*library + "/Logs") : ZRString();
+  folder = library ? ZRString(platform::joinPath(*library, "Logs")) : ZRString();
   if (folder.length() <= 1) return reported(ZRError::eSomeError, ZR_HERE);
   return ZRError::eNoError;
 }
