@@ -41,6 +41,6 @@ build_packages=(
   bsdiff tar gzip zip unzip ca-certificates
 )
 # What the tests need beside that.
-test_packages=(libgtest-dev libgmock-dev clang git attr util-linux)
+test_packages=(libgtest-dev libgmock-dev clang clang-tidy git attr util-linux)
 # The one version that decides how the sources are formatted: Debian 12 has it, Debian 13 does not.
 formatter=clang-format-14

@@ -374,7 +374,8 @@ Error listProcesses(std::vector<ProcessId>& processes) {
   if (!folder) return systemCallError("sysctl", errno);
   processes.clear();
   while (const dirent* entry = ::readdir(folder.get())) {
-    if (isNumber(entry->d_name)) processes.push_back(static_cast<ProcessId>(std::atoi(entry->d_name)));
+    if (isNumber(entry->d_name))
+      processes.push_back(static_cast<ProcessId>(std::strtol(entry->d_name, nullptr, 10)));
   }
   return {};
 }

@@ -277,11 +277,11 @@ void zrAssertionFailed(const ZRLocation& location);
 
 /// Returns the failure of `expression`, wrapped with "Error returned" and this place, from the calling
 /// function.
-#define ZR_RETURN_FAILURE(expression)                               \
-  do {                                                              \
-    if (ZRResult zrOutcome = (expression); zrOutcome.isFailure()) { \
-      return zrOutcome.wrapped("Error returned", ZR_HERE);          \
-    }                                                               \
+#define ZR_RETURN_FAILURE(expression)                                      \
+  do {                                                                     \
+    if (const ZRResult& zrOutcome = (expression); zrOutcome.isFailure()) { \
+      return zrOutcome.wrapped("Error returned", ZR_HERE);                 \
+    }                                                                      \
   } while (false)
 
 /// Returns `eBadParameter` from the calling function unless the condition holds.

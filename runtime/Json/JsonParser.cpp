@@ -69,7 +69,7 @@ class Parser {
 
   JsonNode numberValue() {
     JsonNumber number;
-    return _scanner.takeNumber(number) ? makeValue(std::move(number)) : JsonNode();
+    return _scanner.takeNumber(number) ? makeValue(number) : JsonNode();
   }
 
   template <typename Container>

@@ -95,7 +95,6 @@ void write(Writer& out, const DeltaEntry& delta) {
   out.close('}');
 }
 
-void write(Writer& out, const DeltaEntry& delta);
 void write(Writer& out, const BuildEntry& build);
 void write(Writer& out, const RangeEntry& range);
 

@@ -71,7 +71,7 @@ void Server::Implementation::stop() {
   _connections.clear();
 }
 
-Server::Server(ServerOptions options) : _implementation(std::make_unique<Implementation>(options)) {}
+Server::Server(const ServerOptions& options) : _implementation(std::make_unique<Implementation>(options)) {}
 
 Server::~Server() = default;
 

@@ -111,7 +111,7 @@ class Server {
  public:
   /// Makes certificates, listens, and serves from threads of its own. Throws std::exception's descendants
   /// when a port is taken or the system refuses something. CONNECT to an unlisted host is refused with 502.
-  explicit Server(ServerOptions options = {});
+  explicit Server(const ServerOptions& options = {});
   /// Stops.
   ~Server();
   Server(const Server&) = delete;
