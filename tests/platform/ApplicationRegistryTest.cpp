@@ -115,19 +115,6 @@ TEST_F(ApplicationRegistryTest, ACorruptDatabaseIsSetAside) {
   }
 }
 
-TEST_F(ApplicationRegistryTest, AnUnusableDatabaseCostsOnlyTheOrder) {
-  const auto b = make("b.app", 2);
-  ASSERT_THAT(applications::registerApplication(b), test::Succeeded());
-  const auto a = make("a.app", 1);
-  const test::OrdinaryUser user;
-  chmod(database.c_str(), 0444);
-  chmod(fs::path(database).parent_path().c_str(), 0555);
-  EXPECT_THAT(all(), ElementsAre(b, a)) << "read, though not written";
-  EXPECT_THAT(applications::registerApplication(a), test::HasCode(-10822));
-  chmod(database.c_str(), 0);
-  EXPECT_FALSE(applications::applicationsForUrlScheme("vantora").sawEverything);
-}
-
 TEST_F(ApplicationRegistryTest, WhatCannotBeReadNowCountsAsWhatItWas) {
   const auto a = make("a.app", 1);
   const auto b = make("b.app", 2);

@@ -1,13 +1,11 @@
 #include <gtest/gtest.h>
 #include <sys/wait.h>
-#include <sys/xattr.h>
 #include <unistd.h>
 
 #include <filesystem>
 
 #include "platform/Bundle.h"
 #include "platform/Folders.h"
-#include "platform/Metadata.h"
 #include "platform/Process.h"
 #include "platform/RunningApplications.h"
 #include "tests/platform/Matchers.h"
@@ -17,9 +15,7 @@
 namespace {
 
 namespace fs = std::filesystem;
-using platform::Date;
 using platform::FolderDomain;
-using platform::Seconds;
 using test::Succeeded;
 
 TEST(Folders, FollowTheEnvironment) {
@@ -38,22 +34,6 @@ TEST(Folders, FollowTheEnvironment) {
     EXPECT_EQ(platform::applicationsFolder(FolderDomain::local), c.applications) << c.root;
     EXPECT_EQ(platform::applicationsFolder(FolderDomain::user), "/home/me/Applications");
   }
-}
-
-TEST(Metadata, KeepsDatesOnTheItem) {
-  const test::TemporaryFolder folder;
-  const std::string item = folder / "item";
-  test::makeFolder(item);
-  const auto birth = platform::metadata::creationDate(item);
-
-  const Date date{Seconds(1'700'000'000)};
-  EXPECT_THAT(platform::metadata::setLastUsedDate(item, date), Succeeded());
-  fs::rename(item, folder / "moved");
-  EXPECT_EQ(platform::metadata::lastUsedDate(folder / "moved"), date);
-  for (const char* attribute : {"user.vantora.last-used-date", "user.vantora.creation-date"})
-    setxattr((folder / "moved").c_str(), attribute, "2026-02-30T00:00:00Z", 20, 0);
-  EXPECT_EQ(platform::metadata::lastUsedDate(folder / "moved"), std::nullopt) << "no such day";
-  EXPECT_EQ(platform::metadata::creationDate(folder / "moved"), birth);
 }
 
 TEST(Bundle, AMissingDictionaryIsToldFromOneThatCannotBeRead) {

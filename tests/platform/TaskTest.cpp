@@ -6,7 +6,6 @@
 #include <cerrno>
 #include <chrono>
 #include <string>
-#include <utility>
 
 #include "tests/support/Environment.h"
 #include "tests/support/TemporaryFolder.h"
@@ -48,20 +47,6 @@ TEST(Task, ItsToolDoesNotOutliveIt) {
   }
   EXPECT_EQ(::kill(tool, 0), -1);
   EXPECT_EQ(errno, ESRCH);
-}
-
-TEST(Task, WhatCannotBeLaunchedIsThrown) {
-  for (const auto& [tool, folder] : {std::pair("/none", "/"), std::pair("/bin/sh", "/none")}) {
-    platform::Task task(tool);
-    task.currentFolder = folder;
-    try {
-      task.launch();
-      ADD_FAILURE() << tool << " was launched in " << folder;
-    } catch (const platform::LaunchException& exception) {
-      EXPECT_EQ(exception.name(), "NSInvalidArgumentException");
-      EXPECT_NE(exception.reason().find("/none"), std::string::npos) << exception.reason();
-    }
-  }
 }
 
 }  // namespace
