@@ -75,7 +75,7 @@ class FileManagerTest : public testing::Test {
  protected:
   /// Folders that a test protected would resist the clean-up of an ordinary user.
   ~FileManagerTest() override {
-    for (const auto& name : {"a.app", "b.app", "c.app", "locked"}) {
+    for (const auto& name : {"a.app", "b.app", "c.app", "locked", "there"}) {
       if (test::exists(folder / name)) static_cast<void>(manager.removeItem(folder / name));
     }
   }
