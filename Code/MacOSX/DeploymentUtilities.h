@@ -13,6 +13,8 @@
 /// user's Desktop, whichever is writable first. None, logged, when none of them is.
 [[nodiscard]] std::optional<std::string> findInstallationFolder(const platform::FileManager& fileManager);
 
+// What no run calls.
+
 /// The build number of the folder's "Vantora.app"; the largest number there is when it has no readable
 /// information dictionary.
 [[nodiscard]] std::int64_t installedBuildNumber(const std::string& folder);

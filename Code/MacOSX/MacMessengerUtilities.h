@@ -15,10 +15,6 @@ class MacMessengerUtilities {
 
   /// The path of the installed Messenger, if there is any.
   [[nodiscard]] static std::optional<std::string> findMessenger();
-  [[nodiscard]] static std::vector<platform::RunningApplication> runningMessengerApps();
-  [[nodiscard]] static bool isMessengerRunning();
-  /// Whether the first running instance is the active application.
-  [[nodiscard]] static bool isMessengerActive();
 
   /// The agent's temporary folder, into which everything is downloaded, whether it exists or not; none
   /// without a Library folder.
@@ -49,4 +45,11 @@ class MacMessengerUtilities {
   /// there is anything named "SecretFilePath" beside the archive.
   [[nodiscard]] static bool unarchiveIntoApplicationsFolder(platform::FileManager& fileManager,
                                                             const std::string& archive);
+
+  // What no run calls.
+
+  [[nodiscard]] static std::vector<platform::RunningApplication> runningMessengerApps();
+  [[nodiscard]] static bool isMessengerRunning();
+  /// Whether the first running instance is the active application.
+  [[nodiscard]] static bool isMessengerActive();
 };

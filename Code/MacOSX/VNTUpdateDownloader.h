@@ -30,22 +30,15 @@ class VNTUpdateDownloader : public platform::UrlDownloadDelegate {
   ZRResult download(const std::string& url, const std::string& localPath, const std::string& userAgent,
                     double& streamTime, std::uint64_t& bytes);
 
-  /// Starts the platform's download into `localPath()`.
+  /// Starts the platform's download into the local path that was set.
   void startRequest(const platform::UrlRequest& request);
   /// Back to the state before any download: no outcome yet (eBadStatus), no path, no error.
   void reset();
-  /// The description of `error()`, or an empty text.
-  [[nodiscard]] ZRString errorMessage() const;
-
-  [[nodiscard]] const std::shared_ptr<platform::UrlDownload>& download() const { return _download; }
   void setDownload(std::shared_ptr<platform::UrlDownload> download) { _download = std::move(download); }
   /// When the present measurement began: the start, the last redirect, or the response.
-  [[nodiscard]] const std::optional<platform::Date>& startTime() const { return _startTime; }
   void setStartTime(std::optional<platform::Date> time) { _startTime = time; }
-  [[nodiscard]] const std::string& localPath() const { return _localPath; }
   void setLocalPath(const std::string& path) { _localPath = path; }
-  /// The last error reported; "no error" when there was none.
-  [[nodiscard]] const platform::Error& error() const { return _error; }
+  /// The last error reported.
   void setError(const platform::Error& error) { _error = error; }
 
   void didBegin(platform::UrlDownload& download) override;
@@ -62,6 +55,16 @@ class VNTUpdateDownloader : public platform::UrlDownloadDelegate {
   void didReceiveData(platform::UrlDownload& download, std::uint64_t bytes) override;
   void didFinish(platform::UrlDownload& download) override;
   void didFail(platform::UrlDownload& download, const platform::Error& error) override;
+
+  // What no run calls.
+
+  [[nodiscard]] const std::shared_ptr<platform::UrlDownload>& download() const { return _download; }
+  [[nodiscard]] const std::optional<platform::Date>& startTime() const { return _startTime; }
+  [[nodiscard]] const std::string& localPath() const { return _localPath; }
+  /// "No error" when there was none.
+  [[nodiscard]] const platform::Error& error() const { return _error; }
+  /// The description of `error()`, or an empty text.
+  [[nodiscard]] ZRString errorMessage() const;
 
  private:
   std::shared_ptr<platform::UrlDownload> _download;

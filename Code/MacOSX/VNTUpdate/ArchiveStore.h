@@ -52,6 +52,9 @@ class ArchiveStore {
   /// Makes sure that there is nothing at the path, not even a link to nowhere.
   [[nodiscard]] bool removeLeftover(const std::string& path) const;
 
+  // What no run calls.
+
+  /// The two digests that were compared last.
   [[nodiscard]] const std::string& localChecksum() const { return _localChecksum; }
   void setLocalChecksum(std::string checksum) { _localChecksum = std::move(checksum); }
   [[nodiscard]] const std::string& remoteChecksum() const { return _remoteChecksum; }

@@ -39,10 +39,12 @@ class BuildCleanup {
   /// Removes the first endpoint of each build that the update info retires, the agent's own excepted. While
   /// an active build is missing, the last build that is installed stays.
   void removeRetiredBuilds(const UpdateInfo& info);
+  [[nodiscard]] bool beAggressive() const { return _beAggressive; }
+
+  // What no run calls.
+
   /// Copies the newest build over the installation folder's "Vantora.app" unless that is the newest.
   [[nodiscard]] bool copyLatestBuildToInstallationFolder();
-
-  [[nodiscard]] bool beAggressive() const { return _beAggressive; }
   void setBeAggressive(bool aggressive) { _beAggressive = aggressive; }
 
  private:

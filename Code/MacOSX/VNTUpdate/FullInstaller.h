@@ -14,9 +14,12 @@ class FullInstaller {
   FullInstaller(const BuildInventory& inventory, ArchiveStore& store, const EndpointPlacement& placement)
       : _inventory(inventory), _store(store), _placement(placement) {}
 
+  [[nodiscard]] bool downloadAndInstallSingleBuild(std::uint32_t build, const std::string& url);
+
+  // What no run calls.
+
   /// Installs each active build that is missing, in the order of the update info.
   void downloadAndInstallActiveBuilds(const UpdateInfo& info);
-  [[nodiscard]] bool downloadAndInstallSingleBuild(std::uint32_t build, const std::string& url);
 
  private:
   const BuildInventory& _inventory;

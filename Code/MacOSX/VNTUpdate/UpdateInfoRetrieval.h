@@ -22,6 +22,8 @@ class UpdateInfoRetrieval {
   /// reason, when there is no usable document.
   [[nodiscard]] std::optional<UpdateInfo> getUpdateInfo();
 
+  // What no run calls.
+
   [[nodiscard]] const std::string& updateInfoURL() const { return _updateInfoURL; }
   void setUpdateInfoURL(std::string url) { _updateInfoURL = std::move(url); }
 

@@ -29,6 +29,8 @@ class UpdateSchedule {
   void adoptSettings(const UpdateSettings& settings);
 
   [[nodiscard]] bool isEnabled() const { return _isEnabled; }
+  // What no run calls.
+
   [[nodiscard]] platform::Date nextUpdateCheck() const { return _nextUpdateCheck; }
   void setNextUpdateCheck(platform::Date date) { _nextUpdateCheck = date; }
   [[nodiscard]] std::int32_t rescheduledUpdateChecks() const { return _rescheduledUpdateChecks; }

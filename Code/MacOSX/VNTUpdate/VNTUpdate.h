@@ -46,6 +46,8 @@ class VNTUpdate {
   [[nodiscard]] bool beAggressive() const { return _cleanup.beAggressive(); }
   void cleanup() { _cleanup.cleanup(); }
 
+  // What no run calls.
+
   /// A fresh folder, as a file URL, for an item that will replace the one at the path `destination`; none,
   /// logged, when it cannot be made. The caller removes it.
   [[nodiscard]] std::optional<platform::Url> replacementUrlForDestination(const std::string& destination);
