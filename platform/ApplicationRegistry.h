@@ -1,5 +1,6 @@
 #pragma once
 
+#include <map>
 #include <string>
 #include <vector>
 
@@ -30,8 +31,8 @@ struct Found {
 /// The one bundle with that identifier that the system would open; at most one path.
 [[nodiscard]] Found findApplication(const std::string& identifier);
 
-/// The URL schemes that the known bundles declare, in lower case, ascending, each once.
-[[nodiscard]] std::vector<std::string> declaredUrlSchemes();
+/// The same for every scheme that a known bundle declares, in one look: paths by scheme in lower case.
+[[nodiscard]] std::map<std::string, std::vector<std::string>> applicationsByUrlScheme();
 
 /// Registers the bundle at `path`, or brings what is known of it up to date. Fails when there is no bundle
 /// with a readable information dictionary at the path, or the registry cannot be written (domain OSStatus).

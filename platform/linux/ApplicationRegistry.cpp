@@ -204,11 +204,12 @@ Found findApplication(const std::string& identifier) {
   return found;
 }
 
-std::vector<std::string> declaredUrlSchemes() {
-  std::set<std::string> schemes;
+std::map<std::string, std::vector<std::string>> applicationsByUrlScheme() {
+  std::map<std::string, std::vector<std::string>> found;
   for (const auto& application : currentView().applications)
-    schemes.insert(application.schemes.begin(), application.schemes.end());
-  return {schemes.begin(), schemes.end()};
+    for (const auto& scheme : application.schemes)
+      found[scheme].push_back(application.path);
+  return found;
 }
 
 Error registerApplication(const std::string& path) {

@@ -181,7 +181,8 @@ std::vector<BuildCleanup::Retired> BuildCleanup::retiredBuilds(const UpdateInfo&
 /// other.
 std::optional<std::int32_t> BuildCleanup::buildToKeep(const UpdateInfo& info,
                                                       const std::vector<Retired>& retired) const {
-  const auto installed = _inventory.installedBuildNumbers();
+  const Endpoints endpoints = _inventory.allInstalledBuilds();
+  const auto installed = buildNumbersOf(endpoints);
   const std::set<std::uint32_t> there(installed.begin(), installed.end());
   const auto isThere = [&there](const ActiveBuild& build) { return there.count(build.buildNumber) != 0; };
   if (std::all_of(info.activeBuilds.begin(), info.activeBuilds.end(), isThere)) return std::nullopt;
@@ -193,7 +194,6 @@ std::optional<std::int32_t> BuildCleanup::buildToKeep(const UpdateInfo& info,
     going.insert(build.path);
     newest = std::max(newest.value_or(build.build), build.build);
   }
-  const Endpoints endpoints = _inventory.allInstalledBuilds();
   const bool isAnyLeft = std::any_of(endpoints.paths.begin(), endpoints.paths.end(),
                                      [&going](const std::string& path) { return going.count(path) == 0; });
   return isAnyLeft ? std::nullopt : newest;

@@ -45,9 +45,13 @@ std::optional<std::uint32_t> buildOfScheme(std::string_view scheme) {
 }  // namespace
 
 Endpoints BuildInventory::installedEndpointsForScheme(const std::string& url) const {
-  auto found = platform::applications::applicationsForUrlScheme(url.substr(0, url.find(':')));
+  const auto found = platform::applications::applicationsForUrlScheme(url.substr(0, url.find(':')));
+  return endpointsAmong({found.paths, found.sawEverything});
+}
+
+Endpoints BuildInventory::endpointsAmong(const Endpoints& found) const {
   Endpoints endpoints{{}, found.sawEverything};
-  for (auto& path : found.paths) {
+  for (const auto& path : found.paths) {
     if (liesInForeignPlace(path)) continue;
     const auto kind = _fileManager.itemKind(path);
     // The registry has just seen it: what shows nothing now is out of sight.
@@ -75,22 +79,17 @@ std::optional<std::string> BuildInventory::isInstalled(std::uint32_t buildNumber
 
 std::map<std::uint32_t, std::string> BuildInventory::installedPaths() const {
   std::map<std::uint32_t, std::string> paths;
-  for (const auto& scheme : platform::applications::declaredUrlSchemes()) {
+  for (const auto& [scheme, found] : platform::applications::applicationsByUrlScheme()) {
     const auto build = buildOfScheme(scheme);
     if (!build) continue;
-    const Endpoints endpoints = installedEndpointsForScheme(schemeOf(*build));
+    const Endpoints endpoints = endpointsAmong({found});
     if (!endpoints.paths.empty()) paths.emplace(*build, endpoints.paths.front());
   }
   return paths;
 }
 
 std::vector<std::uint32_t> BuildInventory::installedBuildNumbers() const {
-  std::vector<std::uint32_t> builds;
-  for (const auto& endpoint : allInstalledBuilds().paths) {
-    if (const auto number = bundleBuildNumber(endpoint))
-      builds.push_back(static_cast<std::uint32_t>(*number));
-  }
-  return builds;
+  return buildNumbersOf(allInstalledBuilds());
 }
 
 std::int32_t BuildInventory::latestInstalledVersion(const Endpoints& endpoints) const {
@@ -156,6 +155,14 @@ std::int32_t latestOf(const std::vector<EndpointVersion>& versions) {
   for (const auto& version : versions)
     latest = std::max(latest, version.number().value_or(latest));
   return latest;
+}
+
+std::vector<std::uint32_t> buildNumbersOf(const Endpoints& endpoints) {
+  std::vector<std::uint32_t> builds;
+  for (const auto& endpoint : readVersions(endpoints)) {
+    if (const auto number = endpoint.number()) builds.push_back(static_cast<std::uint32_t>(*number));
+  }
+  return builds;
 }
 
 void logFoundEndpoint(const std::string& path) {

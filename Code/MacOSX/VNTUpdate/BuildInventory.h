@@ -30,19 +30,24 @@ class BuildInventory {
   [[nodiscard]] std::optional<std::string> isInstalled(std::uint32_t buildNumber) const;
   /// Every build for which `isInstalled` has an answer, with that answer; not logged.
   [[nodiscard]] std::map<std::uint32_t, std::string> installedPaths() const;
-  /// The build numbers of all installed endpoints, as far as they are known, in the registry's order.
+  /// `buildNumbersOf` all installed endpoints.
   [[nodiscard]] std::vector<std::uint32_t> installedBuildNumbers() const;
-  /// The highest build number known among the endpoints; -1 when there is none.
-  [[nodiscard]] std::int32_t latestInstalledVersion(const Endpoints& endpoints) const;
-  /// Whether the update info lists the build as active.
-  [[nodiscard]] static bool isActiveBuild(const UpdateInfo& info, std::uint32_t buildNumber);
   /// The folders where builds may lie: Applications of the system and of the user, the user's Desktop.
   [[nodiscard]] std::vector<std::string> possibleInstallPaths() const;
   /// The folder "Vantora" of the installation folder, made if need be; the installation folder itself when
   /// that fails (logged); none when that is not writable.
   [[nodiscard]] std::optional<std::string> getOlderVersionsFolder() const;
 
+  // What no run calls.
+
+  /// The highest build number known among the endpoints; -1 when there is none.
+  [[nodiscard]] std::int32_t latestInstalledVersion(const Endpoints& endpoints) const;
+  /// Whether the update info lists the build as active.
+  [[nodiscard]] static bool isActiveBuild(const UpdateInfo& info, std::uint32_t buildNumber);
+
  private:
+  /// Those of the registry's bundles that are endpoints.
+  [[nodiscard]] Endpoints endpointsAmong(const Endpoints& found) const;
   [[nodiscard]] bool isDeveloperBuild(const std::string& path) const;
 
   platform::FileManager& _fileManager;
@@ -66,6 +71,9 @@ struct EndpointVersion {
 [[nodiscard]] std::vector<EndpointVersion> readVersions(const Endpoints& endpoints);
 /// The highest number known among them; -1 when there is none.
 [[nodiscard]] std::int32_t latestOf(const std::vector<EndpointVersion>& versions);
+
+/// The build numbers of the endpoints, as far as they are known, in their order.
+[[nodiscard]] std::vector<std::uint32_t> buildNumbersOf(const Endpoints& endpoints);
 
 /// Logs that an endpoint was looked for and found.
 void logFoundEndpoint(const std::string& path);
