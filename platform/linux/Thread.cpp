@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <utility>
 
 namespace platform {
 
@@ -23,13 +24,26 @@ std::uint64_t currentThreadNumber() {
   return number;
 }
 
-int waitOnCondition(pthread_cond_t& condition, pthread_mutex_t& mutex, std::chrono::milliseconds limit) {
+int waitOnCondition(void* condition, void* mutex, std::chrono::milliseconds limit) {
   timespec deadline{};
   clock_gettime(CLOCK_MONOTONIC, &deadline);
   const std::chrono::nanoseconds end = std::chrono::nanoseconds(deadline.tv_nsec) + limit;
   deadline.tv_sec += end / std::chrono::seconds(1);
   deadline.tv_nsec = (end % std::chrono::seconds(1)).count();
-  return pthread_cond_clockwait(&condition, &mutex, CLOCK_MONOTONIC, &deadline);
+  return pthread_cond_clockwait(static_cast<pthread_cond_t*>(condition), static_cast<pthread_mutex_t*>(mutex),
+                                CLOCK_MONOTONIC, &deadline);
+}
+
+void setCancellation(Cancellation wanted) {
+  const Cancellation before = std::exchange(currentCancellation, wanted);
+  int ignored = 0;
+  if (wanted == Cancellation::never) {
+    pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &ignored);
+    return;
+  }
+  const bool atOnce = wanted == Cancellation::atOnce;
+  pthread_setcanceltype(atOnce ? PTHREAD_CANCEL_ASYNCHRONOUS : PTHREAD_CANCEL_DEFERRED, &ignored);
+  if (before == Cancellation::never) pthread_setcancelstate(PTHREAD_CANCEL_ENABLE, &ignored);
 }
 
 /// The unwinding of a cancelled thread has no exception object, so the reference that catches it is null.

@@ -29,7 +29,7 @@ ZRResult ZRCondition::wait(ZRMutex& mutex, std::uint32_t timeoutMs) {
   const int error =
       timeoutMs == ZRSync::kNoLimit
           ? pthread_cond_wait(&_condition, &mutex.native())
-          : platform::waitOnCondition(_condition, mutex.native(), std::chrono::milliseconds(timeoutMs));
+          : platform::waitOnCondition(&_condition, &mutex.native(), std::chrono::milliseconds(timeoutMs));
   if (error == ETIMEDOUT) return ZRError::eTimeout;
   if (error != 0) return ZRThreadError::eWaitFailed;
   _signalled = false;

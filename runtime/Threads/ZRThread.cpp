@@ -111,10 +111,8 @@ void ZRThread::live(ZRThread& thread) {
   const boost::shared_ptr<Life> life = thread._life;
   life->self = pthread_self();
   setCurrentThread(&thread);
-  // Cancellation is to take effect at once, but only in the body: here it would leave our own locks held.
-  int previous = 0;
-  pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &previous);
-  const platform::ImmediateCancellation immediate;
+  // Only the body is cancelled: here our own locks would be left held.
+  platform::setCancellation(platform::Cancellation::never);
   takeName(thread.name());
   static_cast<void>(
       life->startEvent.wait(kNoLimit));  // without a limit there is nothing that it could fail with
@@ -127,10 +125,10 @@ void ZRThread::live(ZRThread& thread) {
 }
 
 void ZRThread::runBody(ZRThread& thread, const Life& life) {
-  int previous = 0;
-  pthread_setcancelstate(PTHREAD_CANCEL_ENABLE, &previous);
-  const ZRResult result = thread.run();
-  pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &previous);
+  const ZRResult result = [&thread] {
+    const platform::ImmediateCancellation immediate;
+    return thread.run();
+  }();
   if (life.hasDeletedItself) return;
   const Guard guard(thread);
   thread._runResult = result;
