@@ -20,9 +20,6 @@ constexpr const char* kAppendFailure = "Failure in ZRString += operator";
 char asciiLower(char c) {
   return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
 }
-char asciiUpper(char c) {
-  return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
-}
 
 /// A null text is reported, and empty. `location` is the operation that was given it.
 const char* checkedText(const char* text, const ZRLocation& location) {
@@ -194,11 +191,6 @@ void ZRString::replaceAll(std::string_view search, std::string_view replacement)
 void ZRString::toLower() {
   for (char& c : _buffer)
     c = asciiLower(c);
-}
-
-void ZRString::toUpper() {
-  for (char& c : _buffer)
-    c = asciiUpper(c);
 }
 
 ZRResult ZRString::toInteger(std::int32_t radix, long& value) const {

@@ -70,7 +70,6 @@ class ZRString : public ZRNarrowStringBase {
   void replaceAll(std::string_view search, std::string_view replacement);
 
   void toLower();  ///< ASCII letters only
-  void toUpper();  ///< ASCII letters only
 
   /// Converts leading digits of the radix (2 to 36) as strtol does: leading blanks and a sign are accepted,
   /// what follows the number is ignored, a value out of range saturates. Fails: eBadParameter "Radix %d in

@@ -1,12 +1,8 @@
 #include "runtime/Threads/ZREvent.h"
 
-#include <algorithm>
-#include <array>
 #include <boost/intrusive/list.hpp>
 #include <chrono>
 #include <memory>
-#include <span>
-#include <vector>
 
 #include "platform/Thread.h"
 
@@ -26,10 +22,6 @@ class ZREventTable {
   void remove(ZREvent& event) {
     const ZRMutex::Guard guard(_mutex);
     _events.erase(_events.iterator_to(event));
-  }
-  bool holds(const ZREvent* event) const {
-    const ZRMutex::Guard guard(_mutex);
-    return std::any_of(_events.begin(), _events.end(), [=](const ZREvent& known) { return &known == event; });
   }
   std::size_t size() const {
     const ZRMutex::Guard guard(_mutex);
@@ -148,61 +140,36 @@ class CAutoResetWaiter final : public CEventWaiter {
 
 namespace {
 
-constexpr std::size_t kNone = static_cast<std::size_t>(-1);
-using Waiters = std::span<IWaiterCondition* const>;
-
-std::size_t firstSatisfied(Waiters waiters) {
-  const auto found =
-      std::find_if(waiters.begin(), waiters.end(), [](auto* waiter) { return waiter->tryConsume(); });
-  return found == waiters.end() ? kNone : static_cast<std::size_t>(found - waiters.begin());
-}
-
-/// Lets the events wake the calling thread for a scope, which also ends when the thread is cancelled.
+/// Lets an event wake the calling thread for a scope, which also ends when the thread is cancelled.
 class Attachment {
  public:
-  Attachment(Waiters waiters, ZREventWakeup& wakeup) : _waiters(waiters), _wakeup(wakeup) {
-    for (IWaiterCondition* waiter : _waiters)
-      waiter->attach(_wakeup);
+  Attachment(IWaiterCondition& waiter, ZREventWakeup& wakeup) : _waiter(waiter), _wakeup(wakeup) {
+    _waiter.attach(_wakeup);
   }
-  ~Attachment() {
-    for (IWaiterCondition* waiter : _waiters)
-      waiter->detach(_wakeup);
-  }
+  ~Attachment() { _waiter.detach(_wakeup); }
   Attachment(const Attachment&) = delete;
   Attachment& operator=(const Attachment&) = delete;
 
  private:
-  Waiters _waiters;
+  IWaiterCondition& _waiter;
   ZREventWakeup& _wakeup;
 };
 
-ZRResult waitFor(Waiters waiters, std::uint32_t timeoutMs, std::size_t& index) {
+ZRResult waitFor(IWaiterCondition&& waiter, std::uint32_t timeoutMs) {
   const platform::DeferredCancellation deferred;
-  index = firstSatisfied(waiters);
-  if (index != kNone) return ZRError::eNoError;
+  if (waiter.tryConsume()) return ZRError::eNoError;
   if (timeoutMs == 0) return ZRError::eTimeout;
 
   const Deadline deadline(timeoutMs);
   ZREventWakeup wakeup;
-  const Attachment attachment(waiters, wakeup);
-  ZRResult slept;
-  while ((index = firstSatisfied(waiters)) == kNone && slept.isSuccess())
-    slept = wakeup.sleep(deadline);
-  return index != kNone ? ZRResult() : slept;
-}
-
-ZRResult waitForOne(CEventWaiter&& waiter, std::uint32_t timeoutMs) {
-  const std::array<IWaiterCondition*, 1> waiters{&waiter};
-  std::size_t index = 0;
-  return waitFor(waiters, timeoutMs, index);
+  const Attachment attachment(waiter, wakeup);
+  for (ZRResult slept; !waiter.tryConsume(); slept = wakeup.sleep(deadline)) {
+    if (slept.isFailure()) return slept;
+  }
+  return ZRError::eNoError;
 }
 
 }  // namespace
-
-std::unique_ptr<IWaiterCondition> ZREvent::makeWaiter(ZREvent& event) {
-  if (event._reset == Reset::manual) return std::make_unique<CManualResetWaiter>(event);
-  return std::make_unique<CAutoResetWaiter>(event);
-}
 
 ZREvent::ZREvent(const char* name, Reset reset, bool initiallySet)
     : _name(name), _reset(reset), _isSet(initiallySet) {
@@ -231,20 +198,8 @@ ZRResult ZREvent::reset() {
 
 ZRResult ZREvent::wait(std::uint32_t timeoutMs) {
   if (_reset == Reset::manual && isSet()) return ZRError::eNoError;
-  return _reset == Reset::manual ? waitForOne(CManualResetWaiter(*this), timeoutMs)
-                                 : waitForOne(CAutoResetWaiter(*this), timeoutMs);
-}
-
-ZRResult ZREvent::waitForAny(ZREvent* const* events, std::size_t count, std::uint32_t timeoutMs,
-                             std::size_t& index) {
-  ZR_CHECK_PARAMETER(events != nullptr && count > 0);
-  std::vector<std::unique_ptr<IWaiterCondition>> owned;
-  std::vector<IWaiterCondition*> waiters;
-  for (ZREvent* const* event = events; event != events + count; ++event) {
-    if (!ZREventTable::instance().holds(*event)) return ZRError::eBadHandle;
-    waiters.push_back(owned.emplace_back(makeWaiter(**event)).get());
-  }
-  return waitFor(waiters, timeoutMs, index);
+  return _reset == Reset::manual ? waitFor(CManualResetWaiter(*this), timeoutMs)
+                                 : waitFor(CAutoResetWaiter(*this), timeoutMs);
 }
 
 std::size_t ZREvent::count() {

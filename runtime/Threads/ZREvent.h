@@ -4,12 +4,10 @@
 #include <boost/intrusive/list_hook.hpp>
 #include <cstddef>
 #include <list>
-#include <memory>
 
 #include "runtime/Threads/ZRCondition.h"
 #include "runtime/Threads/ZRMutex.h"
 
-class IWaiterCondition;
 class ZREventWakeup;
 
 /// An event in the manner of Win32: threads wait until it is set. A manual-reset event stays set until it is
@@ -34,11 +32,6 @@ class ZREvent {
   /// Fails: eTimeout; ZRThreadError::eWaitFailed when the system cannot wait.
   ZRResult wait(std::uint32_t timeoutMs);
 
-  /// Waits for any of `count` events; the first in order that is set satisfies the wait, and `index` names
-  /// it. Fails: eTimeout; eBadParameter without events; eBadHandle when one does not exist (any more).
-  static ZRResult waitForAny(ZREvent* const* events, std::size_t count, std::uint32_t timeoutMs,
-                             std::size_t& index);
-
   /// How many events exist in the process.
   [[nodiscard]] static std::size_t count();
 
@@ -47,8 +40,6 @@ class ZREvent {
   friend class CManualResetWaiter;
   friend class CAutoResetWaiter;
   friend class ZREventTable;
-
-  static std::unique_ptr<IWaiterCondition> makeWaiter(ZREvent& event);
 
   boost::intrusive::list_member_hook<> _tableEntry;
   const char* _name;

@@ -60,8 +60,6 @@ class ZRThread : public ZRSync {
   virtual void setName(const ZRString& name);
   virtual ZRResult requestStop();
   [[nodiscard]] virtual bool isStopRequested() const;
-  /// Wakes a thread that sleeps on its interrupt event.
-  ZRResult interrupt() { return _evInterrupt.set(); }
 
  protected:
   /// The thread's body.
