@@ -36,11 +36,13 @@ class ZROptionsBroker : public ZROptions {
   /// Adds the pairs of a text "a=1&b=2" to the custom parameters, and each as the option
   /// "customParam_<name>". Fails: eBadParameter for a null text, eNotFound for an empty one.
   ZRResult parseCustomParams(const char* customParams);
-  /// eNotFound when there is no such parameter.
-  ZRResult getCustomParam(const ZRString& name, ZRString& value) const;
 
   /// The process's joined command line.
   ZRResult getCommandLine(ZRString& text) const;
+
+  // ------ Kept for the system's other programs; no pass of the agent calls these.
+  /// eNotFound when there is no such parameter.
+  ZRResult getCustomParam(const ZRString& name, ZRString& value) const;
 
  private:
   void parseOption(ZRString text);

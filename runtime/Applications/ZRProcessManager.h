@@ -41,6 +41,8 @@ class IProcessManager {
   /// Fails: eBadParameter for -1 and whatever else is no process's number.
   virtual ZRResult killProcess(std::int32_t processId) = 0;
 
+  // ------ Kept for the system's other programs; no pass of the agent calls these.
+
   /// The path, in double quotes when it holds a separator, and the arguments, with single blanks between.
   [[nodiscard]] virtual ZRString buildCommandLine(const ZRString& path,
                                                   const std::vector<ZRString>& arguments) const = 0;

@@ -68,12 +68,6 @@ void nameCurrentThread(const char* name, bool appendThreadNumber);
 /// Fails: eBadParameter for a null target; eExists when the slot is taken.
 ZRResult addLogTarget(const boost::shared_ptr<ILogTarget>& target, int mode);
 void clearLogTarget();
-/// Lines go here as well; null ends that.
-void setConsoleTarget(const boost::shared_ptr<ILogTarget>& target);
-/// Whether the console target gets lines; on from the start.
-void switchConsole(bool on);
-/// Slot 0 or 1; null empties it.
-ZRResult setLogListener(int slot, const boost::shared_ptr<ILogListener>& listener);
 
 /// Starts the log in a file: creates its folder if needed, opens it (appending unless `truncate`), makes it
 /// the target, switches debug messages on, and names the calling thread "main"; the last two also when it
@@ -87,5 +81,14 @@ ZRResult startLog(const ZRString& path, bool truncate);
 void stopLog() noexcept;
 /// Whether level 0 is written.
 void setDebugLogging(bool on);
+
+// ------ Kept for the system's other programs; no pass of the agent calls these.
+
+/// Lines go here as well; null ends that.
+void setConsoleTarget(const boost::shared_ptr<ILogTarget>& target);
+/// Whether the console target gets lines; on from the start.
+void switchConsole(bool on);
+/// Slot 0 or 1; null empties it.
+ZRResult setLogListener(int slot, const boost::shared_ptr<ILogListener>& listener);
 
 }  // namespace zrrt

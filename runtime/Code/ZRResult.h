@@ -236,11 +236,6 @@ class [[nodiscard]] ZRResult {
   /// "ZRError::eNotFound"; never null. A code without a name has its range's text.
   [[nodiscard]] static const char* codeName(std::uint32_t code);
 
-  /// A function that names codes of its own, null for others. Asked after the built-in names, in the order of
-  /// registration. To be called during start-up only.
-  using NameProvider = const char* (*)(std::uint32_t code);
-  static void registerNameProvider(NameProvider provider);
-
   /// The result of a failed system call: the code that the errno value stands for, and the message "<system's
   /// text> Method "<method>" returned CRT error [<number>]. " (no separator between). A null method prints as
   /// empty.
@@ -252,8 +247,13 @@ class [[nodiscard]] ZRResult {
   /// `eBadParameter` with "Parameter check "<expression>" failed at <location>.".
   [[nodiscard]] static ZRResult parameterCheckFailed(const char* expression, const ZRLocation& location);
 
+  // ------ Kept for the system's other programs; no pass of the agent calls these.
+  /// A function that names codes of its own, null for others. Asked after the built-in names, in the order of
+  /// registration. To be called during start-up only.
+  using NameProvider = const char* (*)(std::uint32_t code);
+  static void registerNameProvider(NameProvider provider);
+
  private:
-  friend class ZRResultAppender;
   ZRString _message;
   std::uint32_t _code;
   std::int32_t _level = 0;

@@ -66,6 +66,16 @@ class ZRFile {
   /// naming "fgetc()". `line` is then empty.
   ZRResult readLine(ZRString& line);
 
+  /// The file's size in bytes, pending bytes included. Fails naming "fflush()" or "fstat()".
+  ZRResult getSize(std::uint64_t& sizeBytes);
+
+  /// eYes when something is at the path (links are followed), else eNo.
+  static ZRResult exists(const ZRString& path);
+  /// Deletes the file or link. Fails: ePreconditionFailed for an empty path; naming "unlink()".
+  static ZRResult remove(const ZRString& path);
+
+  // ------ Kept for the system's other programs; no pass of the agent calls these.
+
   /// Writes all bytes. Between reading and writing the same stream there must be a `seek` or a `flush`.
   /// Fails naming "fwrite()".
   ZRResult write(const void* bytes, std::size_t size);
@@ -74,13 +84,6 @@ class ZRFile {
 
   /// Fails naming "fseek()".
   ZRResult seek(std::int64_t offset, Origin origin);
-  /// The file's size in bytes, pending bytes included. Fails naming "fflush()" or "fstat()".
-  ZRResult getSize(std::uint64_t& sizeBytes);
-
-  /// eYes when something is at the path (links are followed), else eNo.
-  static ZRResult exists(const ZRString& path);
-  /// Deletes the file or link. Fails: ePreconditionFailed for an empty path; naming "unlink()".
-  static ZRResult remove(const ZRString& path);
   /// Atomic on one volume; an existing file at `newPath` is replaced.
   /// Fails: ePreconditionFailed for an empty path; naming "rename()".
   static ZRResult rename(const ZRString& path, const ZRString& newPath);

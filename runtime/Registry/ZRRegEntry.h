@@ -46,15 +46,17 @@ class ZRRegEntry {
   ZRResult getBoolean(const ZRString& name, bool& value) const;
   /// `value` is `defaultValue` after a failure.
   ZRResult getString(const ZRString& name, ZRString& value, const ZRString& defaultValue = {}) const;
-  /// The lines of a string value; none after a failure.
-  ZRResult getStringList(const ZRString& name, std::vector<ZRString>& values) const;
-  /// `value` is `defaultValue` after a failure.
-  ZRResult getData(const ZRString& name, ZRMemBlock& value, const ZRMemBlock& defaultValue = {}) const;
 
   /// Stores the value where other processes see it at once.
   /// Fails: eIOError when the preferences service could not write; eNotInitialized.
   ZRResult setValue(const ZRString& name, const platform::plist::Value& value);
   ZRResult setString(const ZRString& name, const ZRString& value);
+
+  // ------ Kept for the system's other programs; no pass of the agent calls these.
+  /// The lines of a string value; none after a failure.
+  ZRResult getStringList(const ZRString& name, std::vector<ZRString>& values) const;
+  /// `value` is `defaultValue` after a failure.
+  ZRResult getData(const ZRString& name, ZRMemBlock& value, const ZRMemBlock& defaultValue = {}) const;
   /// Always eNoError, also for a value that is not there; what the preferences service could not write is
   /// logged.
   ZRResult deleteValue(const ZRString& name);

@@ -1,7 +1,6 @@
 #include "runtime/Strings/ZRByteString.h"
 
 #include <algorithm>
-#include <cstring>
 #include <type_traits>
 #include <utility>
 
@@ -67,10 +66,10 @@ template <typename Encoding>
 void ZRByteString<Encoding>::releaseBuffer(std::int32_t newLength) {
   _locked = false;
   if (_allocated == 0) return;
-  const auto room = static_cast<std::size_t>(_allocated - 1);
-  _used = newLength < 0 ? static_cast<std::int32_t>(strnlen(_bytes.get(), room))
-                        : std::min(newLength, _allocated - 1);
-  _bytes[static_cast<std::size_t>(_used)] = '\0';
+  const std::size_t used =
+      zrrt::releasedLength(_bytes.get(), static_cast<std::size_t>(_allocated - 1), newLength);
+  _used = static_cast<std::int32_t>(used);
+  _bytes[used] = '\0';
 }
 
 template class ZRByteString<zrrt::AsciiEncoding>;

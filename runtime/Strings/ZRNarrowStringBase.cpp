@@ -5,6 +5,10 @@
 
 #include "runtime/Code/ZRResult.h"
 
+std::size_t zrrt::releasedLength(const char* bytes, std::size_t room, std::int32_t told) {
+  return told < 0 ? strnlen(bytes, room) : std::min(static_cast<std::size_t>(told), room);
+}
+
 char* ZRNarrowStringBase::getWritableBuffer(std::int32_t size) {
   if (_locked) zrAssertionFailed(ZR_HERE, "ZRNarrowStringBase was already locked in %s", __func__);
   _locked = true;
@@ -13,9 +17,6 @@ char* ZRNarrowStringBase::getWritableBuffer(std::int32_t size) {
 }
 
 void ZRNarrowStringBase::releaseBuffer(std::int32_t newLength) {
-  const std::size_t available = _buffer.size();
-  const std::size_t length = newLength < 0 ? strnlen(_buffer.data(), available)
-                                           : std::min(static_cast<std::size_t>(newLength), available);
-  _buffer.resize(length);
+  _buffer.resize(zrrt::releasedLength(_buffer.data(), _buffer.size(), newLength));
   _locked = false;
 }

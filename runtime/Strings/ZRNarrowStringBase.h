@@ -1,8 +1,17 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <string_view>
+
+namespace zrrt {
+
+/// The length of a text whose writer has released its buffer: as told, but no more than the `room` that there
+/// is, or up to the first zero byte for a negative one.
+[[nodiscard]] std::size_t releasedLength(const char* bytes, std::size_t room, std::int32_t told);
+
+}  // namespace zrrt
 
 /// The shared buffer of the runtime's narrow strings: bytes with a used length and an allocated size, always
 /// zero-terminated, and a lock flag that is set while a caller writes through `getWritableBuffer`.

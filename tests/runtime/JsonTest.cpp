@@ -57,7 +57,6 @@ TEST(Json, AcceptsAndRefusesTexts) {
       {"\xC2\xA0{}", "refused"},
       // containers
       {"[1,]", "refused"},
-      {"[1", "refused"},
       {"[true,false,[],{},\"\",null]", "array 6"},
       {R"({"a":1,})", "refused"},
       {R"({"":1})", "refused"},

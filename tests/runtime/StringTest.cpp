@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <climits>
+#include <cstring>
 
 #include "platform/Printable.h"
 #include "runtime/Code/ZRResult.h"
@@ -89,13 +90,17 @@ TEST(String, ExchangesTextWithThePlatformAsUtf8) {
   }
 }
 
-TEST(ByteStrings, TakeTheirEncodingOnly) {
-  ZRAsciiString ascii;
-  EXPECT_CODE(ascii.assign("\xC3\xA4"), ZRError::eBadFormat);
+TEST(ByteStrings, TakeTheirEncodingOnlyAndNoMoreThanTheyHaveRoomFor) {
   ZRUTF8String utf8;
   EXPECT_CODE(utf8.assign("\xC3\xA4"), ZRError::eNoError);
   EXPECT_CODE(utf8.assign(utf8.c_str() + 1), ZRError::eBadFormat);
   EXPECT_STREQ(utf8.c_str(), "\xC3\xA4");
+  std::memcpy(utf8.getWritableBuffer(4), "abcd", 4);
+  utf8.releaseBuffer(INT_MAX);
+  EXPECT_STREQ(utf8.c_str(), "abcd");
+  std::memcpy(utf8.getWritableBuffer(4), "ef", 3);
+  utf8.releaseBuffer();
+  EXPECT_EQ(utf8.numBytesUsed(), 2);
 }
 
 TEST(OnOneLine, TakesControlCharactersOut) {

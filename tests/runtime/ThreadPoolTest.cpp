@@ -123,7 +123,6 @@ TEST(ThreadPool, GrowsUnderLoadUpToItsMaximum) {
     std::size_t running;
   } rows[] = {{0, 2, 1, 1}, {0, 2, 4, 2}, {1, 3, 1, 1}, {1, 3, 3, 3}, {2, 2, 3, 2}, {3, 2, 3, 2}};
   for (const auto& row : rows) {
-    SCOPED_TRACE(testing::Message() << row.minimum << " to " << row.maximum << ", " << row.tasks << " tasks");
     ZRDynamicThreadPool pool("Pool", row.minimum, row.maximum, 3600);
     const std::size_t atStart = pool.liveThreads();
     EXPECT_EQ(atStart, std::min(row.minimum, row.maximum));
