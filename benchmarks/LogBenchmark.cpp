@@ -10,7 +10,9 @@
 
 namespace {
 
-constexpr int kLines = 200'000;
+// Many short rounds, so that the best one of each is a round that nothing interrupted.
+constexpr int kLines = 2'000;
+constexpr int kRounds = 300;
 
 void writeOurs() {
   for (int i = 0; i < kLines; ++i) {
@@ -36,8 +38,8 @@ int main() {
   auto peer = spdlog::basic_logger_mt("peer", (folder / "peer.log").string(), true);
   peer->flush_on(spdlog::level::trace);
 
-  const auto best = benchmark::compare(7, writeOurs, [&peer] { writeTheirs(*peer); });
-  benchmark::print("log line, flushed", "spdlog, flushing every line", best, benchmark::Meaning::speed, 1.0);
+  const auto best = benchmark::compare(kRounds, writeOurs, [&peer] { writeTheirs(*peer); });
+  benchmark::print("log line, flushed", "spdlog, flushing every line", best, benchmark::Meaning::speed, 1.05);
 
   zrrt::stopLog();
   std::filesystem::remove_all(folder);
