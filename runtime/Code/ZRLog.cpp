@@ -4,8 +4,8 @@
 
 #include <array>
 #include <atomic>
+#include <chrono>
 #include <cinttypes>
-#include <cmath>
 #include <cstdio>
 #include <exception>
 #include <memory>
@@ -79,16 +79,9 @@ LogManager& manager() {
 }
 
 timeval currentTime() {
-  const double seconds = platform::now().time_since_epoch().count();
-  const auto microseconds = static_cast<std::int64_t>(std::floor(seconds * 1e6));
-  timeval time{};
-  time.tv_sec = static_cast<time_t>(microseconds / 1'000'000);
-  time.tv_usec = static_cast<suseconds_t>(microseconds % 1'000'000);
-  if (time.tv_usec < 0) {  // before 1970
-    time.tv_usec += 1'000'000;
-    --time.tv_sec;
-  }
-  return time;
+  const auto now = std::chrono::floor<std::chrono::microseconds>(platform::now());
+  const auto second = std::chrono::floor<std::chrono::seconds>(now);  // also before 1970
+  return {second.time_since_epoch().count(), (now - second).count()};
 }
 
 void writeTo(const Slot<ILogTarget>& slot, const char* line) {

@@ -55,7 +55,7 @@ class LineParts {
  public:
   void add(std::string_view part) {
     if (part.empty()) return;
-    _parts[_count++] = part;
+    _parts[_count++] = {part.data(), part.size()};
     _length += part.size();
   }
   /// Nothing at all for an absent or empty text.
@@ -69,13 +69,18 @@ class LineParts {
     line.resize(_length);
     char* next = line.data();
     for (std::size_t i = 0; i < _count; ++i) {
-      std::memcpy(next, _parts[i].data(), _parts[i].size());
-      next += _parts[i].size();
+      std::memcpy(next, _parts[i].text, _parts[i].length);
+      next += _parts[i].length;
     }
   }
 
  private:
-  std::array<std::string_view, 16> _parts;
+  struct Part {  // no text to begin with: most of the room is never used
+    const char* text;
+    std::size_t length;
+  };
+
+  std::array<Part, 16> _parts;
   std::size_t _count = 0;
   std::size_t _length = 0;
 };

@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <array>
 #include <climits>
+#include <cstdio>
 #include <cstring>
 
 #include "platform/Printable.h"
@@ -88,6 +90,25 @@ TEST(String, ExchangesTextWithThePlatformAsUtf8) {
     EXPECT_EQ(ZRString::fromPlatformString(row.bytes), expected);
     EXPECT_EQ(log.lines().size(), row.valid ? 0U : 2U) << log.text();
   }
+}
+
+/// What the runtime writes by itself and what it leaves to the C library read the same, also at the border.
+TEST(String, FormatsAsTheCLibraryDoes) {
+  const std::string longText(300, 'x');
+  for (const std::size_t length : {0u, 1u, 248u, 249u, 250u, 300u}) {
+    for (const char* format : {"", "100%%", "%s|%d|%u", "%.7s|%5d|%x", "%s %d %u %%", "<%s>%d%u"}) {
+      for (const int number : {0, -1, 2147483647}) {
+        const std::string text = longText.substr(0, length);
+        std::array<char, 400> expected{};
+        snprintf(expected.data(), expected.size(), format, text.c_str(), number, 4294967295u);
+        EXPECT_EQ(ZRString::format(1000, format, text.c_str(), number, 4294967295u), expected.data());
+        EXPECT_EQ(ZRString::format(5, format, text.c_str(), number, 4294967295u).str(),
+                  std::string(expected.data()).substr(0, 5));
+      }
+    }
+  }
+  const char* volatile nothing = nullptr;
+  EXPECT_EQ(ZRString::format(99, "%s", nothing), "(null)");
 }
 
 TEST(ByteStrings, TakeTheirEncodingOnlyAndNoMoreThanTheyHaveRoomFor) {
