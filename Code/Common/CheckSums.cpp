@@ -5,6 +5,7 @@
 
 #include "platform/Printable.h"
 #include "runtime/Code/ZRLog.h"
+#include "runtime/File/ZRFile.h"
 #include "runtime/NewCrypto/ZRHash.h"
 
 namespace {

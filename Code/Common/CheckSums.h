@@ -2,7 +2,8 @@
 
 #include "Code/Common/DeltaTree.h"
 #include "Code/Common/TaskBatch.h"
-#include "runtime/File/ZRFile.h"
+
+class ZRFile;
 
 /// @file
 /// The list of digests at the top of a delta package.

@@ -107,7 +107,7 @@ bool DeltaTree::holdsFile(const ZRString& path) {
 }
 
 bool DeltaTree::holds(const ZRString& resolved) const {
-  return resolved == _top || resolved.startsWith(withTrailingSlash(_top).view());
+  return !_top.isEmpty() && (resolved == _top || resolved.startsWith(withTrailingSlash(_top).view()));
 }
 
 /// Resolving costs as much as hashing a small file, so a folder is resolved once for all its files.

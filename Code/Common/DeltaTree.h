@@ -29,7 +29,7 @@ ZRResult requirePlainTree(const std::string& folder);
 /// The folder of one package, and what in it is its own.
 class DeltaTree {
  public:
-  /// Takes the folder as the tree's top. To be called before anything else.
+  /// Takes the folder as the tree's top; before that nothing is inside.
   /// Fails: eNoAccess when a link stands in its place; eNotFound, naming "realpath()", when there is nothing.
   ZRResult open(const ZRString& folder);
 

@@ -8,6 +8,7 @@
 #include "Code/Common/DeltaPackageFormat.h"
 #include "Code/Common/DeltaPatching.h"
 #include "runtime/Code/ZRLog.h"
+#include "runtime/File/ZRFile.h"
 
 namespace {
 

@@ -49,19 +49,17 @@ ZRResult readSignedNumber(const ZRJsonValue& object, const char* key, std::uint3
   return ZRError::eNoError;
 }
 
-/// A download for one system, in the records that want both.
+/// A download for one system, in the records that want both. The place of a failure is the record's.
 template <typename Record>
 ZRResult readMacDownload(const ZRJsonValue& object, Record& record) {
-  ZR_RETURN_FAILURE(readUrl(object, "macDownloadUrl", record.macDownloadUrl));
-  ZR_RETURN_FAILURE(getUInt32Member(object, "macDownloadSize", record.macDownloadSize));
-  return ZRError::eNoError;
+  ZRResult url = readUrl(object, "macDownloadUrl", record.macDownloadUrl);
+  return url.isFailure() ? url : getUInt32Member(object, "macDownloadSize", record.macDownloadSize);
 }
 
 template <typename Record>
 ZRResult readWindowsDownload(const ZRJsonValue& object, Record& record) {
-  ZR_RETURN_FAILURE(getStringMember(object, "windowsDownloadUrl", record.windowsDownloadUrl));
-  ZR_RETURN_FAILURE(getUInt32Member(object, "windowsDownloadSize", record.windowsDownloadSize));
-  return ZRError::eNoError;
+  ZRResult url = getStringMember(object, "windowsDownloadUrl", record.windowsDownloadUrl);
+  return url.isFailure() ? url : getUInt32Member(object, "windowsDownloadSize", record.windowsDownloadSize);
 }
 
 void readSizeOrUnknown(const ZRJsonValue& object, const char* key, std::uint32_t& size) {

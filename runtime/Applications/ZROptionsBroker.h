@@ -40,7 +40,7 @@ class ZROptionsBroker : public ZROptions {
   /// The process's joined command line.
   ZRResult getCommandLine(ZRString& text) const;
 
-  // ------ Kept for the system's other programs; no pass of the agent calls these.
+  // What no run calls.
   /// eNotFound when there is no such parameter.
   ZRResult getCustomParam(const ZRString& name, ZRString& value) const;
 

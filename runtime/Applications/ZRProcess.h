@@ -12,7 +12,7 @@ namespace zrrt {
 class IProcessManager;
 
 /// A process. Any thread; `wait` and `terminate` take no lock. `resume`, `getSessionId`, `activate` and
-/// `getExecutablePath` are kept for the system's other programs; no pass of the agent calls them.
+/// `getExecutablePath` are what no run calls.
 class IProcess {
  public:
   virtual ~IProcess() = default;

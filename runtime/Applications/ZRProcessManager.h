@@ -41,7 +41,7 @@ class IProcessManager {
   /// Fails: eBadParameter for -1 and whatever else is no process's number.
   virtual ZRResult killProcess(std::int32_t processId) = 0;
 
-  // ------ Kept for the system's other programs; no pass of the agent calls these.
+  // What no run calls.
 
   /// The path, in double quotes when it holds a separator, and the arguments, with single blanks between.
   [[nodiscard]] virtual ZRString buildCommandLine(const ZRString& path,

@@ -82,7 +82,7 @@ void stopLog() noexcept;
 /// Whether level 0 is written.
 void setDebugLogging(bool on);
 
-// ------ Kept for the system's other programs; no pass of the agent calls these.
+// What no run calls.
 
 /// Lines go here as well; null ends that.
 void setConsoleTarget(const boost::shared_ptr<ILogTarget>& target);

@@ -247,7 +247,7 @@ class [[nodiscard]] ZRResult {
   /// `eBadParameter` with "Parameter check "<expression>" failed at <location>.".
   [[nodiscard]] static ZRResult parameterCheckFailed(const char* expression, const ZRLocation& location);
 
-  // ------ Kept for the system's other programs; no pass of the agent calls these.
+  // What no run calls.
   /// A function that names codes of its own, null for others. Asked after the built-in names, in the order of
   /// registration. To be called during start-up only.
   using NameProvider = const char* (*)(std::uint32_t code);

@@ -4,7 +4,7 @@
 #include "runtime/Strings/ZRString.h"
 
 /// Operations on folders. A failed system call gives the result of its errno value and names the call.
-/// Kept for the system's other programs; no pass of the agent uses it.
+/// No run uses it.
 class ZRDirectory {
  public:
   /// Creates one folder, mode 0777 less the process's mask.

@@ -51,7 +51,6 @@ class ZRFile {
   ZRResult close();
 
   [[nodiscard]] bool isOpen() const noexcept { return _stream != nullptr; }
-  [[nodiscard]] bool hasFlag() const noexcept { return _flag; }
 
   /// Has the stream read and write in pieces of `size` bytes. To be called right after `open`.
   /// Fails naming "setvbuf()".
@@ -66,6 +65,12 @@ class ZRFile {
   /// naming "fgetc()". `line` is then empty.
   ZRResult readLine(ZRString& line);
 
+  /// Hands pending bytes to the system. Fails naming "fflush()".
+  ZRResult flush();
+
+  /// Fails naming "fseek()".
+  ZRResult seek(std::int64_t offset, Origin origin);
+
   /// The file's size in bytes, pending bytes included. Fails naming "fflush()" or "fstat()".
   ZRResult getSize(std::uint64_t& sizeBytes);
 
@@ -74,16 +79,12 @@ class ZRFile {
   /// Deletes the file or link. Fails: ePreconditionFailed for an empty path; naming "unlink()".
   static ZRResult remove(const ZRString& path);
 
-  // ------ Kept for the system's other programs; no pass of the agent calls these.
+  // What no run calls.
 
   /// Writes all bytes. Between reading and writing the same stream there must be a `seek` or a `flush`.
   /// Fails naming "fwrite()".
   ZRResult write(const void* bytes, std::size_t size);
-  /// Hands pending bytes to the system. Fails naming "fflush()".
-  ZRResult flush();
-
-  /// Fails naming "fseek()".
-  ZRResult seek(std::int64_t offset, Origin origin);
+  [[nodiscard]] bool hasFlag() const noexcept { return _flag; }
   /// Atomic on one volume; an existing file at `newPath` is replaced.
   /// Fails: ePreconditionFailed for an empty path; naming "rename()".
   static ZRResult rename(const ZRString& path, const ZRString& newPath);

@@ -3,7 +3,7 @@
 #include "runtime/Strings/ZRString.h"
 
 /// A path split at its last "/" into the folder and the name in it.
-/// Kept for the system's other programs; no pass of the agent uses it.
+/// No run uses it.
 class ZRFileSpec {
  public:
   ZRFileSpec() = default;

@@ -1,5 +1,6 @@
 #include "runtime/NewCrypto/ZRHash.h"
 
+#include "runtime/Code/ZRLog.h"
 #include "runtime/File/ZRFile.h"
 #include "runtime/NewCrypto/ZRMd5Local.h"
 
@@ -46,7 +47,9 @@ ZRResult ZRHash::fileDigest(const ZRString& path, ZRMemBlock& digest) {
 ZRResult ZRHash::fileDigestText(const ZRString& path, ZRString& text) {
   ZRMemBlock digest;
   ZRResult result = fileDigest(path, digest);
-  if (result.isSuccess()) result = digest.toHex(text);
-  if (result.isSuccess()) text.toLower();
+  if (result.isFailure()) return result;
+  result = digest.toHex(text);
+  zrReport(ZRLogLevel::eWarning, result, "Error returned", ZR_HERE);
+  text.toLower();
   return result;
 }

@@ -11,7 +11,7 @@ class ZRHash {
   /// Fails: as `ZRFile::open` (eNotFound for a missing file, eIOError for what is no regular file) and
   /// `ZRFile::read`; as `holcrypto::ZRMd5Local`.
   static ZRResult fileDigest(const ZRString& path, ZRMemBlock& digest);
-  /// The same digest as text: 32 hexadecimal digits in lower case, as `md5sum` writes it. A failure is that
-  /// of `fileDigest`, unchanged, and leaves `text` as it was.
+  /// The same digest as text: 32 hexadecimal digits in lower case, as `md5sum` writes it. Fails: as
+  /// `fileDigest`, unchanged; as `ZRMemBlock::toHex`, which is logged at level 2.
   static ZRResult fileDigestText(const ZRString& path, ZRString& text);
 };

@@ -52,7 +52,7 @@ class ZRRegEntry {
   ZRResult setValue(const ZRString& name, const platform::plist::Value& value);
   ZRResult setString(const ZRString& name, const ZRString& value);
 
-  // ------ Kept for the system's other programs; no pass of the agent calls these.
+  // What no run calls.
   /// The lines of a string value; none after a failure.
   ZRResult getStringList(const ZRString& name, std::vector<ZRString>& values) const;
   /// `value` is `defaultValue` after a failure.

@@ -23,7 +23,7 @@ struct Utf8Encoding {
 /// A string of bytes in an encoding that shows how many bytes it uses and has allocated. It is always
 /// zero-terminated; the terminating zero counts as allocated, not as used. A string that nothing was stored
 /// in has allocated nothing.
-/// Kept for the system's other programs; no pass of the agent uses it.
+/// No run uses it.
 template <typename Encoding>
 class ZRByteString {
  public:

@@ -95,7 +95,7 @@ class ZRString : public ZRNarrowStringBase {
   }
   friend bool operator<(const ZRString& a, const ZRString& b) noexcept { return a.view() < b.view(); }
 
-  // ------ Kept for the system's other programs; no pass of the agent calls these.
+  // What no run calls.
   [[nodiscard]] std::size_t findFirstOf(std::string_view set, std::size_t from = 0) const;
   /// As `replaceAll`: "Unexpected error in replaceFirst()".
   void replaceFirst(std::string_view search, std::string_view replacement);
