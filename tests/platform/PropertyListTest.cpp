@@ -202,7 +202,6 @@ TEST(PropertyListValue, ConvertsNumbersAndTexts) {
   const Case cases[] = {{std::numeric_limits<std::uint64_t>::max(), kMax, true},
                         {-1e30, kMin, true},
                         {" \t-7759.3 beta", -7759, true},
-                        {"99999999999999999999", kMax, true},
                         {"-9223372036854775808", kMin, true},
                         {"Yes", 0, true},
                         {"false", 0, false}};
