@@ -57,7 +57,7 @@ void expectSameTree(const std::string& folder, const std::string& original) {
   const auto itemsOf = [](const std::string& top) {
     std::map<fs::path, fs::perms> items;
     for (const auto& entry : fs::recursive_directory_iterator(top))
-      items.emplace(entry.path().lexically_relative(top), entry.status().permissions());
+      items.emplace(entry.path().lexically_relative(top), entry.symlink_status().permissions());
     return items;
   };
   const auto items = itemsOf(original);

@@ -24,7 +24,7 @@ void makeBundle(const std::string& path, const BundleSpec& spec);
 /// "`folder`/Vantora (`build`).app", a stock endpoint; answers its path.
 std::string makeEndpoint(const std::string& folder, std::uint32_t build);
 
-/// Both folders hold the same items, with the same bytes and modes.
+/// Both folders hold the same items, with the same bytes and modes; a link is no file and no folder.
 void expectSameTree(const std::string& folder, const std::string& original);
 
 }  // namespace test
