@@ -105,7 +105,6 @@ TEST_F(Codesign, FindsEachChange) {
   const Change changes[] = {
       {"good", [] {}},
       {"good", [&] { fs::permissions(info, fs::perms::owner_all); }},
-      {"good", [&] { fs::last_write_time(info, fs::file_time_type::clock::now() - 1h); }},
       {"good", [&] { fs::create_directories(bundle / "Contents/Empty/Deeper"); }},
       {"Contents/Info.plist was altered", [&] { test::writeFile(info, "<plisT/>"); }},
       {"Contents/Another was added", [&] { test::writeFile(bundle / "Contents/Another", ""); }},
@@ -128,7 +127,6 @@ TEST_F(Codesign, FindsEachChange) {
       {"not by exactly one signer", [&] { test::writeFile(signature, kSignedByNobody); }},
       {"large", [&] { fs::resize_file(signature, 8 << 20); }},
       {"the seal lists no items", [&] { sealAnew("<array/>"); }},
-      {"malformed entry for a", [&] { sealAnew(items("<key>a</key><string>x</string>")); }},
       {"malformed entry for a",
        [&] { sealAnew(items("<key>a</key><dict><key>hash2</key><data>AAAA</data></dict>")); }},
       {"malformed entry for a",
@@ -159,7 +157,6 @@ constexpr const char* kMakeIssuedCertificate = R"(set -e
 cd "$1"
 request() { openssl req -newkey rsa:2048 -nodes -keyout $1.key -subj /CN=$1 "${@:2}"; }
 request issuer -x509 -days 1 -addext keyUsage=keyCertSign -out issuer.pem
-request stranger -x509 -days 1 -addext keyUsage=keyCertSign -out stranger.pem
 request maker -out maker.csr
 printf '%s\n' extendedKeyUsage=codeSigning keyUsage=digitalSignature basicConstraints=CA:FALSE \
   subjectKeyIdentifier=hash authorityKeyIdentifier=keyid >maker.ext
@@ -174,7 +171,6 @@ TEST_F(Codesign, TrustsWhoItIsToldTo) {
   const SigningIdentity issued{.certificate = read("maker.pem"), .privateKey = read("maker.key")};
   const SigningIdentity other = makeIdentity();
   const SigningIdentity expired = makeIdentity(-48h, -24h);
-  const SigningIdentity future = makeIdentity(24h, 48h);
   const SigningIdentity server = makeIdentity(-1h, 24h, false);
   struct Signer {
     const char* name;
@@ -186,11 +182,9 @@ TEST_F(Codesign, TrustsWhoItIsToldTo) {
       {"one of several", maker(), {other.certificate, maker().certificate}, "good"},
       {"one whom a trusted issuer names", issued, {read("issuer.pem")}, "good"},
       {"the same without the issuer", issued, {issued.certificate}, "good"},
-      {"one whom another issuer names", issued, {read("stranger.pem")}, "issuer certificate"},
+      {"one whom another issuer names", issued, {maker().certificate}, "issuer certificate"},
       {"a stranger", other, {maker().certificate}, "self-signed certificate"},
-      {"nobody is trusted", maker(), {}, "self-signed certificate"},
       {"expired", expired, {expired.certificate}, "certificate has expired"},
-      {"not yet valid", future, {future.certificate}, "certificate is not yet valid"},
       {"not for code", server, {server.certificate}, "not for code signing"},
       {"the trusted certificate is broken", maker(), {"no certificate"}, "cannot be read"},
   };
@@ -198,11 +192,6 @@ TEST_F(Codesign, TrustsWhoItIsToldTo) {
     sign(signer.identity);
     EXPECT_THAT(verdict({.deep = true}, signer.trusted), HasSubstr(signer.verdict)) << signer.name;
   }
-}
-
-TEST_F(Codesign, SealsNoNameThatItsListCannotHold) {
-  test::writeFile(bundle / "Contents/\xff", "x");
-  EXPECT_THROW(sign(), codesign::CodeSignatureError);
 }
 
 /// The program, in an installation of its own.
@@ -233,17 +222,12 @@ TEST_F(CodesignProgram, ExitStatuses) {
   const std::string toLink = "--verify --strict '" + (folder / "link.app");
   const std::pair<std::string, int> cases[] = {
       {"--verify --deep --strict=all" + quoted, 0},
-      {"--verify --deep" + quoted + "/./", 0},
-      {"--verify" + quoted, 0},
       {toLink + "'", 1},
       {toLink + "//./.'", 1},
       {toLink + "/Contents/..'", 1},
-      {"--verify /dev/null", 1},
       {"--verify '" + (folder / "missing") + "'", 1},
-      {"", 2},
       {"--verify", 2},
       {"--deep" + quoted, 2},
-      {"--verify --sign" + quoted, 2},
       {"--verify" + quoted + quoted, 2},
   };
   for (const auto& [arguments, status] : cases) {
@@ -281,7 +265,6 @@ TEST_F(CodesignProgram, TrustsNothingThatOthersCouldHavePutThere) {
       {"maker.pem is a link", [&] { moveBehindLink(file); }},
       {"vantora is a link", [&] { moveBehindLink(above); }},
       {"no maker certificates", [&] { fs::rename(file, certificates / "README"); }},
-      {"no maker certificates", [&] { fs::remove_all(certificates); }},
   };
   for (const Case& c : cases) {
     if (c.asRoot && geteuid() != 0) continue;
