@@ -82,7 +82,6 @@ struct DocumentCase {
 #define DELTA R"({"fromBuildNumber":1,"macDownloadUrl":"","macDownloadSize":1,"windowsDownloadUrl":""})"
 
 const DocumentCase kDocuments[] = {
-    {"empty object", "{}"},
     {"redirect", R"({"newLocation":"https://x","activeBuilds":7})", ZRError::eNoError, "", "https://x"},
     {"redirect of another type", R"({"newLocation":5})"},
     {.name = "settings", .text = R"({"updaterSettings":{)" SETTINGS, .minDelayInDays = 5},
@@ -101,7 +100,6 @@ const DocumentCase kDocuments[] = {
      R"(Failed getting active build [0] from parsed JSON [{"activeBuilds":{"a":1}}])"},
     {"ranges are an object", R"({"removeBuilds":{"a":1}})", ZRError::eBadFormat,
      R"(Failed getting remove build range [0] from parsed JSON [{"removeBuilds":{"a":1}}])"},
-    {"no text", nullptr, ZRError::eBadParameter, "Parameter check \"text\" failed at parseText, "},
     {"not JSON", "{\"a\":", ZRError::eBadFormat, "Parsing of the following JSON input failed:\n {\"a\":"},
 };
 
