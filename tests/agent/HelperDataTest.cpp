@@ -45,7 +45,7 @@ TEST_F(HelperDataTest, UninstallStopsAtTheFirstFailure) {
     test::writeFile(launchAgentPlist(), "x");
     setPreferences({});
     test::FaultyFileManager manager;
-    manager.fail(test::FaultyFileManager::Call::remove, items[failing], EACCES);
+    manager.fail(test::FaultyFileManager::Call::remove, items[failing]);
     EXPECT_CODE(uninstallVNTHelper(gVNTUpdateData, manager), ZRError::eNoAccess);
     EXPECT_LOGGED(log, "E: ", std::string("unable to remove VNTUpdate ") + kNames[failing]);
     EXPECT_LOGGED(log, "E: ", "removeFile - Unable to remove '" + items[failing]);

@@ -11,6 +11,7 @@
 namespace test {
 namespace {
 
+namespace fs = std::filesystem;
 namespace plist = platform::plist;
 
 plist::Dictionary information(const BundleSpec& spec) {
@@ -27,9 +28,15 @@ plist::Dictionary information(const BundleSpec& spec) {
   return list;
 }
 
-void makeExecutable(const std::string& path, const std::string& contents) {
-  writeFile(path, contents);
-  std::filesystem::permissions(path, std::filesystem::perms(0755));
+/// Modes and contents of a tree's items; the contents as a hash, which is short when it is printed.
+std::map<std::string, std::pair<fs::perms, std::size_t>> itemsOf(const fs::path& top) {
+  std::map<std::string, std::pair<fs::perms, std::size_t>> items;
+  for (const auto& entry : fs::recursive_directory_iterator(top)) {
+    const std::string contents = entry.is_regular_file() ? readFile(entry.path()) : std::string();
+    items[entry.path().lexically_relative(top)] = {entry.symlink_status().permissions(),
+                                                   std::hash<std::string>()(contents)};
+  }
+  return items;
 }
 
 }  // namespace
@@ -37,9 +44,10 @@ void makeExecutable(const std::string& path, const std::string& contents) {
 void makeBundle(const std::string& path, const BundleSpec& spec) {
   makeFolder(path + "/Contents");
   ASSERT_FALSE(plist::write(path + "/Contents/Info.plist", plist::Value(information(spec))));
-  for (const char* executable : kBundleExecutables) {
-    makeExecutable(path + "/" + executable,
-                   std::string(4000, 'x') + executable + " of " + std::to_string(spec.build));
+  for (const std::string executable : kBundleExecutables) {
+    writeFile(path + "/" + executable,
+              std::string(4000, 'x') + executable + " of " + std::to_string(spec.build));
+    fs::permissions(path + "/" + executable, fs::perms(0755));
   }
   writeFile(path + "/Contents/Resources/Shared.txt", "alike in all builds\n");
   for (const auto& [name, contents] : spec.files)
@@ -53,20 +61,7 @@ std::string makeEndpoint(const std::string& folder, std::uint32_t build) {
 }
 
 void expectSameTree(const std::string& folder, const std::string& original) {
-  namespace fs = std::filesystem;
-  const auto itemsOf = [](const std::string& top) {
-    std::map<fs::path, fs::perms> items;
-    for (const auto& entry : fs::recursive_directory_iterator(top))
-      items.emplace(entry.path().lexically_relative(top), entry.symlink_status().permissions());
-    return items;
-  };
-  const auto items = itemsOf(original);
-  EXPECT_EQ(itemsOf(folder), items) << folder;
-  for (const auto& [item, mode] : items) {
-    const fs::path path = original / item;
-    if (!fs::is_regular_file(path) || !exists(folder / item)) continue;
-    EXPECT_EQ(readFile(folder / item), readFile(path)) << item;
-  }
+  EXPECT_EQ(itemsOf(folder), itemsOf(original)) << folder;
 }
 
 }  // namespace test

@@ -1,9 +1,8 @@
 #pragma once
 
-#include <algorithm>
 #include <cerrno>
+#include <optional>
 #include <string>
-#include <vector>
 
 #include "platform/FileManager.h"
 
@@ -12,12 +11,10 @@ namespace test {
 /// The system's file manager, of which single calls fail.
 class FaultyFileManager : public platform::FileManager {
  public:
-  enum class Call { contents, copy, create, folder, move, rename, remove, replace, attributes };
+  enum class Call { copy, create, folder, move, rename, remove, replace, attributes };
 
-  /// Calls of that kind fail from now on where the path (of two: the new one) ends so.
-  void fail(Call call, const std::string& ending = "", int number = EIO) {
-    _faults.push_back({call, ending, number});
-  }
+  /// Calls of that kind, and only they, fail from now on where the path (of two: the new one) ends so.
+  void fail(Call call, const std::string& ending = "") { _fault = {call, ending}; }
   /// The n-th call that changes something, counted from 1 and from now, fails; 0: none does.
   void failNth(unsigned n, int number) {
     _changes = 0;
@@ -27,14 +24,10 @@ class FaultyFileManager : public platform::FileManager {
   /// Calls that change something.
   [[nodiscard]] unsigned changes() const { return _changes; }
   void heal() {
-    _faults.clear();
+    _fault.reset();
     _failingChange = 0;
   }
 
-  platform::Error contentsOfFolder(const std::string& path, std::vector<std::string>& names) const override {
-    const auto error = fault(Call::contents, path);
-    return error.failed() ? error : FileManager::contentsOfFolder(path, names);
-  }
   platform::Error createFolder(const std::string& path) override {
     return change(Call::create, path, [&] { return FileManager::createFolder(path); });
   }
@@ -78,22 +71,16 @@ class FaultyFileManager : public platform::FileManager {
   struct Fault {
     Call call;
     std::string ending;
-    int number;
   };
 
-  [[nodiscard]] platform::Error fault(Call call, const std::string& path) const {
-    const auto fits = [&](const Fault& f) { return f.call == call && path.ends_with(f.ending); };
-    const auto found = std::find_if(_faults.begin(), _faults.end(), fits);
-    return found != _faults.end() ? platform::posixError(found->number, path) : platform::Error();
-  }
   template <typename Real>
   platform::Error change(Call call, const std::string& path, Real real) {
     if (++_changes == _failingChange) return platform::posixError(_number, path);
-    const auto error = fault(call, path);
-    return error.failed() ? error : real();
+    const bool isFault = _fault && _fault->call == call && path.ends_with(_fault->ending);
+    return isFault ? platform::posixError(EIO, path) : real();
   }
 
-  std::vector<Fault> _faults;
+  std::optional<Fault> _fault;
   unsigned _changes = 0;
   unsigned _failingChange = 0;
   int _number = 0;

@@ -56,12 +56,6 @@ bool LogCapture::contains(std::string_view levelPrefix, std::string_view text) c
   });
 }
 
-bool LogCapture::contains(std::string_view levelAndText) const {
-  static constexpr std::size_t kPrefixLength = 3;
-  return contains(levelAndText.substr(0, kPrefixLength),
-                  levelAndText.substr(std::min(kPrefixLength, levelAndText.size())));
-}
-
 std::string LogCapture::text() const {
   std::string all;
   for (const std::string& line : lines())

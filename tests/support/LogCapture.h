@@ -25,8 +25,6 @@ class LogCapture {
   [[nodiscard]] std::vector<std::string> lines() const;
   /// Whether a line of that level ("E: ") holds the text. An empty prefix stands for any level.
   [[nodiscard]] bool contains(std::string_view levelPrefix, std::string_view text) const;
-  /// `contains` for "E: text", the way a line reads without its thread.
-  [[nodiscard]] bool contains(std::string_view levelAndText) const;
   /// All lines, for the message of a failed expectation.
   [[nodiscard]] std::string text() const;
   void clear();

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <filesystem>
 #include <string>
 
 #include "tools/support/Files.h"
@@ -13,8 +14,14 @@ using tools::TemporaryFolder;
 using tools::writeFile;
 
 /// Whether there is an item at the path; a link counts, wherever it leads.
-[[nodiscard]] bool exists(const std::string& path);
+[[nodiscard]] inline bool exists(const std::string& path) {
+  std::error_code error;
+  return std::filesystem::symlink_status(path, error).type() != std::filesystem::file_type::not_found;
+}
+
 /// Makes the folders that are missing.
-void makeFolder(const std::string& path);
+inline void makeFolder(const std::string& path) {
+  std::filesystem::create_directories(path);
+}
 
 }  // namespace test
