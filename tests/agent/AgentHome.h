@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "Code/Common/ServerConfiguration.h"
 #include "Code/MacOSX/VNTUpdate/TemporaryNames.h"
 #include "Code/MacOSX/VNTUpdate/VNTUpdate.h"
 #include "platform/Clock.h"
@@ -23,9 +24,6 @@ namespace test {
 
 using Builds = std::vector<std::uint32_t>;
 using Names = std::vector<std::string>;
-
-inline constexpr const char* kDefaultUpdateInfoUrl =
-    "https://updates.vantora.example/vntupdater/live/config.json";
 
 class FixedRandom : public platform::RandomSource {
  public:
@@ -108,27 +106,7 @@ class AgentHome {
   Sandbox _sandbox;
 };
 
-/// The parts of an engine, given to each other as the engine does it.
-struct EngineParts {
-  EngineParts(platform::FileManager& manager, EngineSettings given)
-      : fileManager(manager),
-        settings(std::move(given)),
-        preferences(AgentPreferences::read(manager).value()) {}
-
-  platform::FileManager& fileManager;
-  const EngineSettings settings;
-  AgentPreferences preferences;
-  UpdateSchedule schedule{preferences, settings};
-  UpdateInfoRetrieval retrieval{preferences, schedule, settings};
-  BuildInventory inventory{fileManager, settings};
-  ArchiveStore store{fileManager, settings};
-  EndpointPlacement placement{fileManager, settings, inventory, store};
-  FullInstaller fullInstaller{inventory, store, placement};
-  DeltaInstaller deltaInstaller{fileManager, settings, inventory, retrieval, store, placement, fullInstaller};
-  BuildCleanup cleanup{fileManager, settings, preferences, inventory, store};
-};
-
-/// The same with the runtime started, and an engine or the parts of one.
+/// The same with the runtime started, and the parts of an engine.
 class EngineHome : public AgentHome {
  public:
   EngineHome() {
@@ -137,26 +115,23 @@ class EngineHome : public AgentHome {
     EXPECT_TRUE(runtime.initResult().isSuccess());
   }
 
-  /// The engine, made from the preferences at the first call.
-  VNTUpdate& engine() {
-    if (!_engine) _engine = VNTUpdate::initWithFileManager(fileManager);
-    if (!_engine) throw std::runtime_error("no engine:\n" + log.text());
-    return *_engine;
-  }
-  /// Made from the settings at the first call.
+  /// Made from preferences and settings at the first call.
   EngineParts& parts() {
-    if (!_parts) _parts = std::make_unique<EngineParts>(fileManager, settings);
+    if (!_parts) _parts = makeParts();
     return *_parts;
+  }
+
+  [[nodiscard]] std::unique_ptr<EngineParts> makeParts() {
+    return std::make_unique<EngineParts>(fileManager, AgentPreferences::read(fileManager).value(), settings);
   }
 
   FaultyFileManager fileManager;
   EngineSettings settings{.installationPath = applications(),
                           .tempPath = tempPath(),
                           .userAgent = "VNTUpdate/7759(Mac)",
-                          .updateInfoURL = kDefaultUpdateInfoUrl};
+                          .updateInfoURL = configuration::kDefaultUpdateInfoUrl};
 
  private:
-  std::unique_ptr<VNTUpdate> _engine;
   std::unique_ptr<EngineParts> _parts;
 };
 

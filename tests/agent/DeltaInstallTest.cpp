@@ -121,7 +121,7 @@ class AtOnce : public DeltaInstallTest {
   std::vector<packager::DeltaEntry>& packages() { return site.document.activeBuilds[0].deltaPackages; }
   void install(std::uint32_t build) {
     site.publish();
-    engine().downloadAndInstall(build);
+    parts().deltaInstaller.downloadAndInstall(build);
   }
 };
 

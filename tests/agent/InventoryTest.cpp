@@ -5,8 +5,6 @@
 
 namespace {
 
-namespace fs = std::filesystem;
-
 class InventoryTest : public ::testing::Test, public test::EngineHome {
  protected:
   const BuildInventory& inventory() { return parts().inventory; }
@@ -30,27 +28,14 @@ TEST_F(InventoryTest, ForeignCopiesAreInvisible) {
   EXPECT_EQ(inventory().isInstalled(5), real);
 }
 
-TEST_F(InventoryTest, LinksToBundlesAndFoldersAreSeen) {
-  const std::string elsewhere = sandbox().folder() / "elsewhere";
-  test::makeBundle(elsewhere + "/a folder/a.app", {.build = 5});
-  test::makeEndpoint(elsewhere + "/Vantora", 6);
-  fs::create_directory_symlink(elsewhere + "/a folder/a.app", applications() + "/link.app");
-  fs::create_directory_symlink(elsewhere + "/Vantora", olderVersions());
-  EXPECT_EQ(inventory().isInstalled(5), applications() + "/link.app");
-  EXPECT_EQ(inventory().isInstalled(6), installed(6));
-}
-
 TEST_F(InventoryTest, BuildNumbers) {
   const std::pair<const char*, std::int32_t> kVersions[] = {
       {"7759", 7759}, {"12abc", 12}, {" 8", 8}, {"x", 0}, {"", 0}, {"99999999999", INT32_MAX}};
-  EXPECT_EQ(inventory().latestInstalledVersion({}), -1);
   const std::string path = applications() + "/A.app";
   for (const auto& [version, number] : kVersions) {
     test::makeBundle(path, {.build = 5, .version = version});
     EXPECT_EQ(inventory().latestInstalledVersion({{path}}), number) << version;
   }
-  test::writeFile(path + "/Contents/Info.plist", "");
-  EXPECT_EQ(bundleBuildNumber(path), std::nullopt);
 }
 
 TEST_F(InventoryTest, TheSchemeDecidesWhatIsInstalled) {
@@ -64,15 +49,6 @@ TEST_F(InventoryTest, TheSchemeDecidesWhatIsInstalled) {
             (std::map<std::uint32_t, std::string>{{5, inventory().allInstalledBuilds().paths.front()},
                                                   {6, applications() + "/C.app"},
                                                   {0xFFFFFFFF, applications() + "/C.app"}}));
-}
-
-TEST_F(InventoryTest, FolderForInstalledBuilds) {
-  EXPECT_EQ(inventory().getOlderVersionsFolder(), olderVersions());
-  EXPECT_TRUE(fs::is_directory(olderVersions()));
-  for (const std::string& none : {std::string(), applications() + "/missing"}) {
-    settings.installationPath = none;
-    EXPECT_FALSE(test::EngineParts(fileManager, settings).inventory.getOlderVersionsFolder());
-  }
 }
 
 }  // namespace

@@ -26,52 +26,38 @@ TEST(DelayArithmeticTest, ThirtyTwoBitsWithoutATrap) {
 
 class ScheduleTest : public ::testing::Test, public test::EngineHome {
  protected:
-  /// Preferences with a check that is due for `late` seconds (negative: in the future).
-  void setLate(double late, plist::Dictionary more = {}) {
-    more["NextUpdateCheck"] = clock.now() - Seconds(late);
-    setPreferences(more);
-  }
   [[nodiscard]] double secondsToNextCheck() const {
     return (*preference("NextUpdateCheck")->as<platform::Date>() - clock.now()).count();
-  }
-  [[nodiscard]] std::optional<plist::Value> storedCount() const {
-    return preference("RescheduledUpdateChecks");
   }
 
   test::FixedClock clock;
 };
 
-TEST_F(ScheduleTest, DueLateAndPostponed) {
+TEST_F(ScheduleTest, DueLateOrPostponedByZeroToSixHours) {
   using Count = std::optional<plist::Value>;
   struct Case {
-    double late;
+    double late;  ///< seconds for which the check is due; negative: in the future
     Count postponed;
     bool due;
     Count storedAfter;
     bool alwaysCheck = false;
   };
-  const Case cases[] = {{-1, {}, false, {}},     {0, {}, true, 0},        {10'799, 0, true, 0},
-                        {10'800, 0, false, 1},   {1e7, {}, false, 1},     {10'800, 1, true, 0},
-                        {1e7, 3, true, 0},       {10'800, -5, false, -4}, {-100, 1, false, 1},
-                        {-1e6, 2, true, 2, true}};
-  for (const Case& c : cases) {
-    plist::Dictionary more = {{"AlwaysCheck", c.alwaysCheck}};
-    if (c.postponed) more["RescheduledUpdateChecks"] = *c.postponed;
-    setLate(c.late, more);
-    const auto engine = VNTUpdate::init();
-    ASSERT_TRUE(engine);
-    EXPECT_EQ(engine->isTimeForUpdateCheck(), c.due) << c.late;
-    EXPECT_EQ(storedCount(), c.storedAfter) << c.late;
-  }
-}
-
-TEST_F(ScheduleTest, PostponesByZeroToSixHoursAndKeepsUnknownPreferences) {
-  setLate(20'000, {{"SomeoneElses", "value"}});
+  const Case cases[] = {{-1, {}, false, {}},     {0, {}, true, 0},    {10'799, 0, true, 0},
+                        {10'800, 0, false, 1},   {1e7, {}, false, 1}, {10'800, 1, true, 0},
+                        {10'800, -5, false, -4}, {-100, 1, false, 1}, {-1e6, 2, true, 2, true}};
   const test::FixedRandom random(21'599);
-  EXPECT_FALSE(engine().isTimeForUpdateCheck());
-  EXPECT_DOUBLE_EQ(secondsToNextCheck(), 21'599);
-  EXPECT_EQ(*preference("SomeoneElses"), plist::Value("value"));
-  EXPECT_LOGGED(log, "d: ", "Next Update Check at 2026-11-16 00:17:25 +0000");
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.late);
+    plist::Dictionary stored = {{"NextUpdateCheck", clock.now() - Seconds(c.late)},
+                                {"AlwaysCheck", c.alwaysCheck},
+                                {"SomeoneElses", "value"}};
+    if (c.postponed) stored["RescheduledUpdateChecks"] = *c.postponed;
+    setPreferences(stored);
+    EXPECT_EQ(VNTUpdate::init()->isTimeForUpdateCheck(), c.due);
+    EXPECT_EQ(preference("RescheduledUpdateChecks"), c.storedAfter);
+    EXPECT_DOUBLE_EQ(secondsToNextCheck(), c.due || c.late < 0 ? -c.late : 21'599);
+    EXPECT_EQ(*preference("SomeoneElses"), plist::Value("value"));
+  }
 }
 
 TEST_F(ScheduleTest, NextCheckFollowsTheAdoptedSettings) {
@@ -83,9 +69,9 @@ TEST_F(ScheduleTest, NextCheckFollowsTheAdoptedSettings) {
                         {{true, 3, 3}, 1}, {{true, -1, 2}, 1}, {{true, 0, 0}, 1}, {{true, 7, 4}, 1}};
   const test::FixedRandom random(86'399);
   for (const Case& c : cases) {
-    test::EngineParts fresh(fileManager, settings);
-    fresh.schedule.adoptSettings(c.settings);
-    fresh.schedule.calculateNextUpdateCheck(UpdateSchedule::eAfterCheck);
+    const auto fresh = makeParts();
+    fresh->schedule.adoptSettings(c.settings);
+    fresh->schedule.calculateNextUpdateCheck(UpdateSchedule::eAfterCheck);
     EXPECT_DOUBLE_EQ(secondsToNextCheck(), c.days * kSecondsPerDay + 86'399) << c.settings.minDelayInDays;
   }
 }
@@ -97,6 +83,9 @@ TEST_F(ScheduleTest, NoEngineWithoutItsFilesAndFolders) {
     EXPECT_FALSE(VNTUpdate::init());
     EXPECT_LOGGED(log, "E: ", message);
   };
+  // Each of them is looked at before those that are spoilt already.
+  setPreferences({{"NextUpdateCheck", "soon"}});
+  expectNone("Time for next update check not found in Preferences plist - aborting!");
   fs::remove_all(applications());
   expectNone("No suitable installation path found - aborting!");
   fs::permissions(tempPath(), fs::perms(0555));
@@ -104,10 +93,6 @@ TEST_F(ScheduleTest, NoEngineWithoutItsFilesAndFolders) {
   fs::permissions(tempPath(), fs::perms(0755));
   fs::rename(tempPath(), tempPath() + ".away");
   expectNone("Local download folder not found - aborting!");
-  fs::rename(tempPath() + ".away", tempPath());
-  test::makeFolder(applications());
-  setPreferences({{"NextUpdateCheck", "soon"}});
-  expectNone("Time for next update check not found in Preferences plist - aborting!");
   test::writeFile(plistPath(), "<?xml version=\"1.0\"?><plist version=\"1.0\"><array/></plist>");
   expectNone("Error reading plist at ");
   fs::remove(plistPath());
@@ -115,22 +100,25 @@ TEST_F(ScheduleTest, NoEngineWithoutItsFilesAndFolders) {
 }
 
 TEST_F(ScheduleTest, ValuesOfTheWrongTypeCountAsAbsent) {
-  setLate(0, {{"RescheduledUpdateChecks", plist::Array{}},
-              {"AlwaysCheck", clock.now()},
-              {"AggressivelyCleanup", plist::Array{}},
-              {"UpdateInfoURL", 5}});
-  EXPECT_TRUE(engine().beAggressive());
+  setPreferences({{"NextUpdateCheck", clock.now()},
+                  {"RescheduledUpdateChecks", plist::Array{}},
+                  {"AlwaysCheck", clock.now()},
+                  {"AggressivelyCleanup", plist::Array{}},
+                  {"UpdateInfoURL", 5}});
+  EXPECT_TRUE(VNTUpdate::init()->beAggressive());
   for (const std::string key :
        {"RescheduledUpdateChecks", "AlwaysCheck", "AggressivelyCleanup", "UpdateInfoURL"})
     EXPECT_LOGGED(log, "W: ", "Preferences value " + key + " has the wrong type and is ignored");
 }
 
 TEST_F(ScheduleTest, AnAddressThatMayNotBeUsedIsReplaced) {
-  for (const char* url : {"http://x.vantora.example/c.json", "https://evil.example/c.json", ""})
-    EXPECT_EQ(usableUpdateInfoURL(url), test::kDefaultUpdateInfoUrl) << url;
+  const std::optional<std::string> kUnusable[] = {"http://x.vantora.example/c.json",
+                                                  "https://evil.example/c.json", "", std::nullopt};
+  for (const auto& url : kUnusable)
+    EXPECT_EQ(usableUpdateInfoURL(url), configuration::kDefaultUpdateInfoUrl) << url.value_or("none");
+  EXPECT_LOGGED(log, "d: ", "UpdateInfo URL not found in Preferences plist. Using default URL.");
   EXPECT_LOGGED(log, "d: ", "The url scheme 'http' is not safe. Using default URL.");
   EXPECT_LOGGED(log, "d: ", "Server 'evil.example' is not trusted. Using default URL.");
-  EXPECT_LOGGED(log, "d: ", "The url scheme '(null)' is not safe. Using default URL.");
   EXPECT_EQ(usableUpdateInfoURL("https://x.korvane.example/c.json"), "https://x.korvane.example/c.json");
 }
 

@@ -59,51 +59,37 @@ std::unique_ptr<VNTUpdate> VNTUpdate::initWithFileManager(platform::FileManager&
   return std::make_unique<VNTUpdate>(fileManager, std::move(*preferences), std::move(*settings));
 }
 
-VNTUpdate::VNTUpdate(platform::FileManager& fileManager, AgentPreferences preferences,
-                     EngineSettings settings)
-    : _fileManager(fileManager),
-      _preferences(std::move(preferences)),
-      _settings(std::move(settings)),
-      _schedule(_preferences, _settings),
-      _retrieval(_preferences, _schedule, _settings),
-      _inventory(_fileManager, _settings),
-      _store(_fileManager, _settings),
-      _placement(_fileManager, _settings, _inventory, _store),
-      _fullInstaller(_inventory, _store, _placement),
-      _deltaInstaller(_fileManager, _settings, _inventory, _retrieval, _store, _placement, _fullInstaller),
-      _cleanup(_fileManager, _settings, _preferences, _inventory, _store),
-      _messengerInstaller(_fileManager, _settings, _retrieval, _schedule, _store) {}
-
 void VNTUpdate::inheritLeftovers() {
   _ownsLeftovers = true;
-  const std::string preferences = platform::parentFolder(_preferences.plistPath());
-  std::set<std::string> folders{_settings.tempPath, preferences, joinPath(preferences, "ByHost")};
-  auto places = _inventory.possibleInstallPaths();
-  places.push_back(_settings.installationPath);
+  const std::string preferences = platform::parentFolder(_parts.preferences.plistPath());
+  std::set<std::string> folders{_parts.settings.tempPath, preferences, joinPath(preferences, "ByHost")};
+  auto places = _parts.inventory.possibleInstallPaths();
+  places.push_back(_parts.settings.installationPath);
   if (const auto shared = platform::applicationsFolder(platform::FolderDomain::local))
     places.push_back(*shared);
   for (const auto& place : places)
     folders.insert({place, joinPath(place, "Vantora")});
-  removeUnfinishedWork(_fileManager, folders);
+  removeUnfinishedWork(_parts.fileManager, folders);
 }
 
 bool VNTUpdate::checkForUpdate() {
-  const auto info = _retrieval.getUpdateInfo();
+  const auto info = _parts.retrieval.getUpdateInfo();
   if (!info) {
     zrrt::log(ZRLogLevel::eError, "Unable to retrieve update info");
     return false;
   }
-  if (_schedule.isEnabled()) {
-    _deltaInstaller.downloadAndInstallActiveBuildsUsingDeltaUpdates(*info);
-    _cleanup.removeRetiredBuilds(*info);
-    _cleanup.cleanup();
+  if (_parts.schedule.isEnabled()) {
+    _parts.deltaInstaller.downloadAndInstallActiveBuildsUsingDeltaUpdates(*info);
+    _parts.cleanup.removeRetiredBuilds(*info);
+    _parts.cleanup.cleanup();
     if (_ownsLeftovers && info->isParsed)
-      removeUselessDownloads(_fileManager, _settings, *info, _inventory.installedBuildNumbers());
+      removeUselessDownloads(_parts.fileManager, _parts.settings, *info,
+                             _parts.inventory.installedBuildNumbers());
   }
   return true;
 }
 
 std::optional<platform::Url> VNTUpdate::replacementUrlForDestination(const std::string& destination) {
-  const auto folder = makeReplacementFolder(_fileManager, destination);
+  const auto folder = makeReplacementFolder(_parts.fileManager, destination);
   return folder ? std::optional(platform::Url::forFile(*folder)) : std::nullopt;
 }

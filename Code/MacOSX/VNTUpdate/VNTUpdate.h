@@ -4,18 +4,9 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 
-#include "Code/MacOSX/VNTUpdate/AgentPreferences.h"
-#include "Code/MacOSX/VNTUpdate/ArchiveStore.h"
-#include "Code/MacOSX/VNTUpdate/BuildCleanup.h"
-#include "Code/MacOSX/VNTUpdate/BuildInventory.h"
-#include "Code/MacOSX/VNTUpdate/DeltaInstaller.h"
-#include "Code/MacOSX/VNTUpdate/EndpointPlacement.h"
-#include "Code/MacOSX/VNTUpdate/EngineSettings.h"
-#include "Code/MacOSX/VNTUpdate/FullInstaller.h"
-#include "Code/MacOSX/VNTUpdate/MessengerInstaller.h"
-#include "Code/MacOSX/VNTUpdate/UpdateInfoRetrieval.h"
-#include "Code/MacOSX/VNTUpdate/UpdateSchedule.h"
+#include "Code/MacOSX/VNTUpdate/EngineParts.h"
 #include "platform/FileManager.h"
 #include "platform/Url.h"
 
@@ -26,25 +17,28 @@ class VNTUpdate {
   [[nodiscard]] static std::unique_ptr<VNTUpdate> init();
   /// `fileManager` outlives the engine.
   [[nodiscard]] static std::unique_ptr<VNTUpdate> initWithFileManager(platform::FileManager& fileManager);
-  VNTUpdate(platform::FileManager& fileManager, AgentPreferences preferences, EngineSettings settings);
+  VNTUpdate(platform::FileManager& fileManager, AgentPreferences preferences, EngineSettings settings)
+      : _parts(fileManager, std::move(preferences), std::move(settings)) {}
   VNTUpdate(const VNTUpdate&) = delete;
   VNTUpdate& operator=(const VNTUpdate&) = delete;
 
   /// Removes what a run that was ended early left half done, and has the update check remove downloads that
   /// nobody will use. To be called only while no other run of the user is at work, and none can start.
   void inheritLeftovers();
-  void downloadAndInstall(std::uint32_t buildNumber) { _deltaInstaller.downloadAndInstall(buildNumber); }
-  [[nodiscard]] Endpoints allInstalledBuilds() const { return _inventory.allInstalledBuilds(); }
-  void removeUnusedBuilds(const Endpoints& endpoints) { _cleanup.removeUnusedBuilds(endpoints); }
-  [[nodiscard]] bool downloadAndInstallMessengerApp() {
-    return _messengerInstaller.downloadAndInstallMessengerApp();
+  void downloadAndInstall(std::uint32_t buildNumber) {
+    _parts.deltaInstaller.downloadAndInstall(buildNumber);
   }
-  [[nodiscard]] bool isTimeForUpdateCheck() { return _schedule.isTimeForUpdateCheck(); }
+  [[nodiscard]] Endpoints allInstalledBuilds() const { return _parts.inventory.allInstalledBuilds(); }
+  void removeUnusedBuilds(const Endpoints& endpoints) { _parts.cleanup.removeUnusedBuilds(endpoints); }
+  [[nodiscard]] bool downloadAndInstallMessengerApp() {
+    return _parts.messengerInstaller.downloadAndInstallMessengerApp();
+  }
+  [[nodiscard]] bool isTimeForUpdateCheck() { return _parts.schedule.isTimeForUpdateCheck(); }
   /// The whole check. False, logged, when the update info cannot be had.
   bool checkForUpdate();
-  void calculateNextUpdateCheck(std::int32_t mode) { _schedule.calculateNextUpdateCheck(mode); }
-  [[nodiscard]] bool beAggressive() const { return _cleanup.beAggressive(); }
-  void cleanup() { _cleanup.cleanup(); }
+  void calculateNextUpdateCheck(std::int32_t mode) { _parts.schedule.calculateNextUpdateCheck(mode); }
+  [[nodiscard]] bool beAggressive() const { return _parts.cleanup.beAggressive(); }
+  void cleanup() { _parts.cleanup.cleanup(); }
 
   // What no run calls.
 
@@ -53,17 +47,6 @@ class VNTUpdate {
   [[nodiscard]] std::optional<platform::Url> replacementUrlForDestination(const std::string& destination);
 
  private:
-  platform::FileManager& _fileManager;
-  AgentPreferences _preferences;
-  const EngineSettings _settings;
-  UpdateSchedule _schedule;
-  UpdateInfoRetrieval _retrieval;
-  BuildInventory _inventory;
-  ArchiveStore _store;
-  EndpointPlacement _placement;
-  FullInstaller _fullInstaller;
-  DeltaInstaller _deltaInstaller;
-  BuildCleanup _cleanup;
-  MessengerInstaller _messengerInstaller;
+  EngineParts _parts;
   bool _ownsLeftovers = false;
 };
