@@ -119,7 +119,6 @@ TEST_F(MeetingRuns, WithoutThreadsToPatchWithTheBuildComesWhole) {
 
 TEST_F(MeetingRuns, RedirectsOfTrustedServersLeadAnywhere) {
   const Names files = {"/config.json", "/d2_5.tar", "/d2_5.tar.md5", "/b6.tar", "/b6.tar.md5"};
-  test::writeFile(site.published() + files[0], packager::toJson(site.document));
   std::size_t asked = 0;
   const staging::Listener plain(0, [&](int client) {
     const std::string body = test::readFile(site.published() + files.at(asked++));

@@ -22,6 +22,7 @@ class MakerSite {
       : _folder(sandbox.folder() / "maker"), _environment(ScopedEnvironment::with(server.environment())) {
     makeFolder(published());
     server.serveFolder(kBuildHost, published());
+    server.serve(kUpdateHost, kUpdatePath, staging::Reply::fromFile(published() + "/config.json"));
     document.updaterSettings =
         packager::SettingsEntry{.enabled = true, .minDelayInDays = 3, .maxDelayInDays = 4};
   }
@@ -35,10 +36,10 @@ class MakerSite {
   packager::BuildEntry& addBuild(std::uint32_t build) {
     const std::string name = "b" + std::to_string(build) + ".tar";
     const auto file = packager::makeFullArchive(bundle(build), build, published() + "/" + name);
-    packager::BuildEntry entry;
+    auto& entry = document.activeBuilds.emplace_back();
     entry.buildNumber = static_cast<std::int32_t>(build);
     entry.mac = download(name, file);
-    return document.activeBuilds.emplace_back(entry);
+    return entry;
   }
   /// Publishes a delta package for the build.
   void addDelta(packager::BuildEntry& target, std::uint32_t source) {
@@ -50,10 +51,9 @@ class MakerSite {
                                                      .targetBuild = build,
                                                      .archive = published() + "/" + name,
                                                      .jobs = 1});
-    packager::DeltaEntry entry;
+    auto& entry = target.deltaPackages.emplace_back();
     entry.fromBuildNumber = source;
     entry.mac = download(name, package.archive);
-    target.deltaPackages.push_back(entry);
   }
   /// The maker's own copy of a stock endpoint.
   [[nodiscard]] std::string bundle(std::uint32_t build) const {
@@ -67,8 +67,8 @@ class MakerSite {
     ASSERT_EQ(std::system(("tar -cf '" + archive + "' -C '" + folder + "' " + items).c_str()), 0);
     writeFile(archive + ".md5", packager::md5OfFile(archive) + "\n");
   }
-  /// Puts the document where agents look for it.
-  void publish() { server.serve(kUpdateHost, kUpdatePath, staging::Reply::text(packager::toJson(document))); }
+  /// Puts the document where agents look for it, and beside the archives.
+  void publish() const { writeFile(published() + "/config.json", packager::toJson(document)); }
   /// The requests so far, as paths.
   [[nodiscard]] std::vector<std::string> requestedPaths() const {
     std::vector<std::string> paths;
