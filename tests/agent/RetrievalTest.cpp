@@ -35,7 +35,6 @@ TEST_F(RetrievalTest, WhatArrivesIsJudgedByItsText) {
   constexpr const char* kUnparsed = "E: Unable to parse update info.";
   const Case cases[] = {
       {"status 500", Reply::withStatus(500, "{}"), kUsed},
-      {"status 404", Reply::withStatus(404, "<html>not found</html>"), kUnparsed},
       {"not ASCII", Reply::text("{\"newLocation\": \"\xC3\xA9\"}"), kUnparsed},
       {"a line for the log", Reply::text("{\"a\":\ni: forged"), "E: Error returned at parseDocument"},
       {"nothing", Reply::text(""), "d: Unable to download from UpdateInfo URL, errorcode = 0"},
