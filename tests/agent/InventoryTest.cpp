@@ -29,8 +29,13 @@ TEST_F(InventoryTest, ForeignCopiesAreInvisible) {
 }
 
 TEST_F(InventoryTest, BuildNumbers) {
-  const std::pair<const char*, std::int32_t> kVersions[] = {
-      {"7759", 7759}, {"12abc", 12}, {" 8", 8}, {"x", 0}, {"", 0}, {"99999999999", INT32_MAX}};
+  const std::pair<const char*, std::int32_t> kVersions[] = {{"7759", 7759},
+                                                            {"12abc", 12},
+                                                            {" 8", 8},
+                                                            {"x", 0},
+                                                            {"", 0},
+                                                            {"99999999999", INT32_MAX},
+                                                            {"99999999999999999999", INT32_MAX}};
   const std::string path = applications() + "/A.app";
   for (const auto& [version, number] : kVersions) {
     test::makeBundle(path, {.build = 5, .version = version});
