@@ -63,13 +63,6 @@ std::string suggestedFilename(const Url& url, const HttpHead& head) {
   return url.host() != nullptr ? url.host() : "";
 }
 
-std::int64_t announcedLength(const HttpHead& head) {
-  const std::string* text = head.field("Content-Length");
-  std::int64_t length = -1;
-  if (text != nullptr) std::from_chars(text->data(), text->data() + text->size(), length);
-  return length < 0 ? -1 : length;
-}
-
 std::string describe(const Url& url, const HttpHead& head) {
   std::string text = url.absoluteString() + ": HTTP status " + std::to_string(head.status);
   if (const std::string* location = head.field("Location")) text += ", Location: " + *location;
@@ -146,6 +139,13 @@ HttpSender senderOf(const Url& url) {
   return {.protocol = isHttps(url) ? "https" : "http",
           .host = url.host() != nullptr ? url.host() : "",
           .port = static_cast<std::uint16_t>(url.port().value_or(usualPort))};
+}
+
+std::int64_t announcedLength(const HttpHead& head) {
+  const std::string* text = head.field("Content-Length");
+  std::int64_t length = -1;
+  if (text != nullptr) std::from_chars(text->data(), text->data() + text->size(), length);
+  return length < 0 ? -1 : length;
 }
 
 UrlResponse makeResponse(const Url& url, const HttpHead& head) {

@@ -12,6 +12,7 @@ namespace platform {
 /// An HTTP answer up to its body.
 struct HttpHead {
   int status = 0;
+  bool isHttp10 = false;
   /// Without control characters, which become blanks (RFC 9110, section 5.5).
   std::vector<std::pair<std::string, std::string>> fields = {};
 
@@ -29,6 +30,9 @@ struct HttpSender {
 
 /// The server that a URL names.
 [[nodiscard]] HttpSender senderOf(const Url& url);
+
+/// The Content-Length that a head announces (the first one); -1 when there is none.
+[[nodiscard]] std::int64_t announcedLength(const HttpHead& head);
 
 /// What a head announces, in the terms of URL loading.
 [[nodiscard]] UrlResponse makeResponse(const Url& url, const HttpHead& head);

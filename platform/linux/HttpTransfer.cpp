@@ -367,7 +367,8 @@ void CurlTransfer::fail(UrlErrorCode code, std::string description) {
 /// The fields that the library has read last from a sender of that kind.
 HttpHead CurlTransfer::readHead(long status, unsigned origin) const {
   constexpr int kLastRequest = -1;
-  HttpHead head{.status = static_cast<int>(status)};
+  HttpHead head{.status = static_cast<int>(status),
+                .isHttp10 = info(CURLINFO_HTTP_VERSION) == CURL_HTTP_VERSION_1_0};
   const curl_header* field = nullptr;
   while (
       (field = curl().easyNextheader(_easy.get(), origin, kLastRequest, const_cast<curl_header*>(field)))) {

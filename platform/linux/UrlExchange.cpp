@@ -1,5 +1,7 @@
 #include "platform/linux/UrlExchange.h"
 
+#include <algorithm>
+
 #include "platform/Text.h"
 #include "platform/linux/HttpProxy.h"
 
@@ -8,12 +10,28 @@ namespace {
 
 constexpr unsigned kMaxRedirects = 20;
 
-/// What an answer that is not the final one may announce, in bytes, and still be read to its end. The
+/// What an answer that is not the final one may bring, in bytes and time, and still be read to its end. The
 /// connection is then good for the next request; else a new one costs less.
-constexpr std::int64_t kShortBody = 16 * 1024;
+constexpr std::uint64_t kShortBody = 16UL * 1024;
+constexpr std::chrono::seconds kShortWait{1};
 
 Error tooLong() {
   return urlError(UrlErrorCode::dataLengthExceedsMaximum, "resource exceeds maximum size");
+}
+
+bool endsConnection(const HttpHead& head) {
+  const std::string* connection = head.field("Connection");
+  return head.isHttp10 ||
+         (connection != nullptr && lowerCase(*connection).find("close") != std::string::npos);
+}
+
+/// Whether the head promises a short body, by a single length that no encoding makes void.
+bool promisesShortBody(const HttpHead& head) {
+  const auto isLength = [](const auto& field) { return equalIgnoringCase(field.first, "Content-Length"); };
+  const std::int64_t length = announcedLength(head);
+  return length >= 0 && static_cast<std::uint64_t>(length) <= kShortBody &&
+         std::count_if(head.fields.begin(), head.fields.end(), isLength) == 1 &&
+         head.field("Transfer-Encoding") == nullptr && head.field("Content-Encoding") == nullptr;
 }
 
 }  // namespace
@@ -26,14 +44,18 @@ UrlExchange::UrlExchange(UrlRequest request, bool asksForEncodings, UrlExchangeC
 void UrlExchange::process(std::chrono::milliseconds limit) {
   if (_ended) return;
   if (!_transfer) return startTransfer();
+  if (_sendsAnother) {
+    limit = std::clamp(std::chrono::ceil<std::chrono::milliseconds>(_drainEnd - Clock::now()), {}, limit);
+  }
   _transfer->process(limit);
-  if (_transfer->hasEnded()) conclude();
+  if (_transfer->hasEnded() || (_sendsAnother && Clock::now() >= _drainEnd)) conclude();
 }
 
 void UrlExchange::startTransfer() {
   _request = _client.willSendRequest(std::move(_request), _redirect.get());
   _options.deadline = _start + _request.timeLimit;
   _sendsAnother = false;
+  _bodyBytes = 0;
   Error error;
   _transfer = HttpTransfer::start(_request, _options, *this, error);
   if (!_transfer) end(std::move(error));
@@ -48,12 +70,8 @@ bool UrlExchange::didReceiveHead(const HttpHead& head) {
   } else {
     _error = announce(head);
   }
-  return !_error && (!_sendsAnother || isShort(head));
-}
-
-bool UrlExchange::isShort(const HttpHead& head) const {
-  const std::int64_t length = makeResponse(_request.url, head).expectedContentLength;
-  return length >= 0 && length <= kShortBody;
+  _drainEnd = Clock::now() + kShortWait;
+  return !_error && (!_sendsAnother || (promisesShortBody(head) && !endsConnection(head)));
 }
 
 Error UrlExchange::followRedirect(const HttpHead& head) {
@@ -92,12 +110,13 @@ Error UrlExchange::announce(const HttpHead& head) {
 }
 
 bool UrlExchange::didReceiveBody(std::string_view bytes) {
-  if (_sendsAnother) return true;
   _bodyBytes += bytes.size();
+  if (_sendsAnother) return _bodyBytes <= kShortBody;  // whatever the head promised
   _error = _bodyBytes <= _request.sizeLimitBytes ? _client.didReceiveData(bytes) : tooLong();
   return !_error;
 }
 
+/// What is left of an answer that is not the final one goes, and with it the connection.
 void UrlExchange::conclude() {
   const std::unique_ptr<HttpTransfer> ended = std::move(_transfer);
   if (_sendsAnother) return;

@@ -35,13 +35,14 @@ class UrlExchange : private HttpTransferSink {
   [[nodiscard]] const Error& error() const { return _error; }
 
  private:
+  using Clock = std::chrono::steady_clock;
+
   bool didReceiveHead(const HttpHead& head) override;
   bool didReceiveBody(std::string_view bytes) override;
 
   void startTransfer();
   [[nodiscard]] Error followRedirect(const HttpHead& head);
   [[nodiscard]] bool acceptsChallenge(const HttpHead& head);
-  [[nodiscard]] bool isShort(const HttpHead& head) const;
   [[nodiscard]] Error announce(const HttpHead& head);
   void conclude();
   void end(Error error);
@@ -49,11 +50,12 @@ class UrlExchange : private HttpTransferSink {
   UrlRequest _request;
   const std::string _firstHost;
   UrlExchangeClient& _client;
-  const std::chrono::steady_clock::time_point _start = std::chrono::steady_clock::now();
+  const Clock::time_point _start = Clock::now();
   HttpTransfer::Options _options;
   std::unique_ptr<UrlResponse> _redirect;  // that caused the request to be sent next
   unsigned _redirectsFollowed = 0;
-  bool _sendsAnother = false;  // the answer was a redirect, or a challenge that can be met
+  bool _sendsAnother = false;   // the answer was a redirect, or a challenge that can be met
+  Clock::time_point _drainEnd;  // when the rest of such an answer is given up
   std::uint64_t _bodyBytes = 0;
   Error _error;
   bool _ended = false;

@@ -2,8 +2,12 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
+#include <array>
+#include <atomic>
 #include <chrono>
 #include <filesystem>
 #include <functional>
@@ -14,6 +18,7 @@
 #include "platform/RunLoop.h"
 #include "tests/support/Environment.h"
 #include "tests/support/FileSizeLimit.h"
+#include "tools/staging/Listener.h"
 #include "tools/staging/StagingServer.h"
 
 namespace {
@@ -268,7 +273,9 @@ TEST_F(UrlLoading, OneConnectionServesAllRequestsToAHost) {
     const test::ScopedEnvironment proxies = test::ScopedEnvironment::with({{"no_proxy", "localhost"}});
     const std::string name = host.substr(0, host.find(':'));
     server.serve(name, "/info", Reply::text("info"));
-    server.serve(name, "/moved", Reply::redirect("/archive"));
+    Reply moved = Reply::redirect("/archive");
+    moved.body = "<html>Moved</html>";
+    server.serve(name, "/moved", moved);
     server.serve(name, "/archive", Reply::text("archive"));
     const std::size_t before = server.connections();
     EXPECT_EQ(fetch(url("/info", host)), 0);
@@ -291,6 +298,50 @@ TEST_F(UrlLoading, AConnectionThatTheServerHasClosedIsMadeAgain) {
     for (int i = 0; i < 3; ++i)
       EXPECT_EQ(download(url("/x")), 0) << "it was closed after the answer";
   }
+}
+
+/// What comes with a redirect is read to keep the connection, and given up where that costs more.
+TEST_F(UrlLoading, ARedirectIsFollowedWhateverItsBodyDoes) {
+  constexpr std::size_t kBodyBytes = 64UL << 20;
+  const std::string kCases[] = {
+      "Content-Length: 10\r\n\r\n",  // and no byte of them
+      "Content-Length: 10\r\nTransfer-Encoding: chunked\r\n\r\n4000000\r\n" + std::string(kBodyBytes, 'x'),
+      "Content-Length: 10\r\nContent-Length: 99999999\r\n\r\n" + std::string(kBodyBytes, 'x'),
+  };
+  server.serve(kHost, "/to", Reply::text("there"));
+  for (const std::string& rest : kCases) {
+    SCOPED_TRACE(rest.substr(0, 80));
+    std::atomic<std::size_t> sent = 0;
+    const staging::Listener endless(0, [&](int client) {
+      const std::string answer = "HTTP/1.1 302 Found\r\nLocation: " + url("/to") + "\r\n" + rest;
+      ssize_t count = 0;
+      while ((count = send(client, &answer[sent], answer.size() - sent, MSG_NOSIGNAL)) > 0)
+        sent += static_cast<std::size_t>(count);
+      std::array<char, 4096> asked{};
+      while (read(client, asked.data(), asked.size()) > 0) {
+      }
+      close(client);
+    });
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(fetch("http://127.0.0.1:" + std::to_string(endless.port()) + "/"), 0);
+    EXPECT_EQ(body, "there");
+    EXPECT_LT(sent, kBodyBytes) << "read to its end";
+    EXPECT_LT(std::chrono::steady_clock::now() - start, idleTimeout / 2);
+  }
+}
+
+/// As a suspended machine or a router that forgot it leaves it: nobody says that it is closed.
+TEST_F(UrlLoading, AKeptConnectionThatFellSilentIsMadeAgainOnce) {
+  idleTimeout = 1s;
+  const Reply silence = Reply::bytes("").endingAfter(0, Ending::stalled);
+  server.serve(kHost, "/x",
+               {Reply::text("first"), silence, Reply::text("again"), silence, silence, Reply::text("late")});
+  EXPECT_EQ(fetch(url("/x")), 0);
+  EXPECT_EQ(fetch(url("/x")), 0);
+  EXPECT_EQ(body, "again");
+  EXPECT_EQ(fetch(url("/x")), number(timedOut)) << "silent twice";
+  server.serve("other.example", "/x", {silence, Reply::text("late")});
+  EXPECT_EQ(fetch(url("/x", "other.example")), number(timedOut)) << "a connection that is new";
 }
 
 TEST_F(UrlLoading, AnyFinalStatusIsAnAnswer) {
