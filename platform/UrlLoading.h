@@ -18,7 +18,8 @@ struct UrlRequest {
   Url url;
   /// The longest time without activity. Activity is whatever the network brings: an answer of a name server,
   /// a connection that is made, bytes that arrive (of the TLS handshake, a head or a body, a single one
-  /// counts) or that can be sent. Beyond it: `timedOut`.
+  /// counts) or that can be sent. Beyond it: `timedOut`, but when the connection was a kept one and brought
+  /// no answer, the request is first sent once more on a new one.
   std::chrono::seconds idleTimeout{60};
   /// The longest time from the first request to the end, redirects included, however busy the connection is.
   /// Beyond it: `timedOut`.
@@ -82,7 +83,7 @@ class UrlDownloadDelegate {
 };
 
 /// A download of one URL into a file. Redirects over http and https are followed as far as the delegate
-/// allows, 20 at most. Destroying it stops it.
+/// allows, 20 at most. Destroying it stops it; that is done on the thread that started it.
 class UrlDownload {
  public:
   /// Starts a download; its events arrive when the calling thread's run loop runs. Null when it cannot be

@@ -5,9 +5,8 @@
 #include <algorithm>
 #include <array>
 #include <cstdlib>
-#include <cstring>
+#include <list>
 #include <utility>
-#include <vector>
 
 #include "platform/Text.h"
 #include "platform/linux/HttpOutcome.h"
@@ -153,28 +152,30 @@ class ConnectionCache {
  public:
   ConnectionCache() {
     if (idle().empty()) {
-      _multi.reset(curl().multiInit());
+      _multi.emplace_back(curl().multiInit());
     } else {
-      _multi = std::move(idle().back());
-      idle().pop_back();
+      _multi.splice(_multi.begin(), idle(), idle().begin());
     }
   }
   ~ConnectionCache() {
-    if (_multi) idle().push_back(std::move(_multi));
+    if (get() != nullptr && !_isBroken) idle().splice(idle().begin(), _multi);
   }
   ConnectionCache(const ConnectionCache&) = delete;
   ConnectionCache& operator=(const ConnectionCache&) = delete;
 
-  [[nodiscard]] CURLM* get() const { return _multi.get(); }
+  [[nodiscard]] CURLM* get() const { return _multi.front().get(); }
+  /// The connections end with this object: after an error nobody knows what state they are in.
+  void breakUp() { _isBroken = true; }
 
  private:
   /// Those that no transfer uses; the connections end with the thread.
-  static std::vector<Multi>& idle() {
-    thread_local std::vector<Multi> caches;
+  static std::list<Multi>& idle() {
+    thread_local std::list<Multi> caches;
     return caches;
   }
 
-  Multi _multi;
+  std::list<Multi> _multi;  // a single one, which moves to and fro without memory being asked for
+  bool _isBroken = false;
 };
 
 class CurlTransfer final : public HttpTransfer {
@@ -199,7 +200,10 @@ class CurlTransfer final : public HttpTransfer {
   void addHeader(const std::string& line);
   void perform();
   void collectEnd();
-  void failWhenOverdue();
+  [[nodiscard]] bool succeeded(CURLMcode code);
+  void endWhenOverdue();
+  [[nodiscard]] bool isUnansweredOnKeptConnection() const;
+  void startOnNewConnection();
   void fail(UrlErrorCode code, std::string description);
   [[nodiscard]] bool takeHeaderLine(std::string_view line);
   [[nodiscard]] bool announceHead();
@@ -236,8 +240,7 @@ CurlTransfer::CurlTransfer(const UrlRequest& request, const Options& options, Cu
       _easy(curl().easyInit()) {
   if (_connections.get() != nullptr && _easy) {
     setUp(request, options);
-    const CURLMcode code = curl().multiAdd(_connections.get(), _easy.get());
-    if (code != CURLM_OK) fail(UrlErrorCode::unknown, curl().multiStrerror(code));
+    (void)succeeded(curl().multiAdd(_connections.get(), _easy.get()));
   } else {
     fail(UrlErrorCode::unknown, "The network library is out of memory.");
   }
@@ -321,25 +324,45 @@ void CurlTransfer::process(milliseconds limit) {
   const milliseconds wait =
       std::clamp(left, milliseconds(0), std::min(limit, milliseconds(std::chrono::hours(1))));
   int active = 0;
-  const CURLMcode code =
-      curl().multiPoll(_connections.get(), nullptr, 0, static_cast<int>(wait.count()), &active);
-  if (code != CURLM_OK) return fail(UrlErrorCode::unknown, curl().multiStrerror(code));
+  const auto timeout = static_cast<int>(wait.count());
+  if (!succeeded(curl().multiPoll(_connections.get(), nullptr, 0, timeout, &active))) return;
   perform();
   if (active > 0) _lastActivity = Clock::now();
-  if (!_ended) failWhenOverdue();
+  if (!_ended) endWhenOverdue();
 }
 
 void CurlTransfer::perform() {
   int running = 0;
-  const CURLMcode code = curl().multiPerform(_connections.get(), &running);
-  if (code != CURLM_OK) return fail(UrlErrorCode::unknown, curl().multiStrerror(code));
+  if (!succeeded(curl().multiPerform(_connections.get(), &running))) return;
   if (running == 0 && !_ended) collectEnd();
 }
 
-void CurlTransfer::failWhenOverdue() {
+bool CurlTransfer::succeeded(CURLMcode code) {
+  if (code == CURLM_OK) return true;
+  _connections.breakUp();
+  fail(UrlErrorCode::unknown, curl().multiStrerror(code));
+  return false;
+}
+
+void CurlTransfer::endWhenOverdue() {
   const Clock::time_point now = Clock::now();
   if (now >= _deadline) return fail(UrlErrorCode::timedOut, "The request took longer than its time limit.");
-  if (now >= _lastActivity + _idleLimit) fail(UrlErrorCode::timedOut, "The request timed out.");
+  if (now < _lastActivity + _idleLimit) return;
+  if (isUnansweredOnKeptConnection()) return startOnNewConnection();
+  fail(UrlErrorCode::timedOut, "The request timed out.");
+}
+
+/// A connection may have died without a word since it was last used; a new one tells whether the server has.
+bool CurlTransfer::isUnansweredOnKeptConnection() const {
+  const bool wasSent = info(CURLINFO_REQUEST_SIZE) > 0;
+  return wasSent && info(CURLINFO_NUM_CONNECTS) == 0 && _headBytes == 0;
+}
+
+void CurlTransfer::startOnNewConnection() {
+  _lastActivity = Clock::now();
+  if (!succeeded(curl().multiRemove(_connections.get(), _easy.get()))) return;  // ends the connection
+  set(CURLOPT_FRESH_CONNECT, 1L);
+  (void)succeeded(curl().multiAdd(_connections.get(), _easy.get()));
 }
 
 void CurlTransfer::collectEnd() {

@@ -27,9 +27,10 @@ class HttpTransferSink {
 };
 
 /// One GET request and its answer: no redirects, no second attempt, except where a connection that was kept
-/// turns out to be closed. Connections are kept for the later requests of the thread. Certificates are
-/// checked against `SSL_CERT_FILE` and `SSL_CERT_DIR` where set; `https_proxy`, `http_proxy` and `no_proxy`
-/// are honoured.
+/// turns out to be closed, or brings no answer within the idle limit. Connections are kept for the later
+/// requests of the thread, and with them addresses that were looked up (for 60 seconds) and the certificates
+/// that are trusted (until the thread ends). Certificates are checked against `SSL_CERT_FILE` and
+/// `SSL_CERT_DIR` where set; `https_proxy`, `http_proxy` and `no_proxy` are honoured.
 class HttpTransfer {
  public:
   struct Options {
