@@ -230,7 +230,7 @@ std::vector<std::string> FileManager::unfinishedItems(const std::string& folder)
     struct stat status {};
     if (fstatat(opened.get(), name, &status, AT_SYMLINK_NOFOLLOW) == 0 && status.st_uid == geteuid() &&
         isUnfinished(name, status.st_mode)) {
-      items.push_back(joinPath(folder, name));
+      items.push_back(joinPath(path, name));
     }
   };
   // A folder that cannot be read now keeps what lies in it for the next time.

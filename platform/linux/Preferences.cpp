@@ -8,7 +8,6 @@
 #include "platform/FileManager.h"
 #include "platform/Folders.h"
 #include "platform/Path.h"
-#include "platform/Text.h"
 #include "platform/linux/FileLock.h"
 #include "platform/linux/Roots.h"
 
@@ -58,9 +57,9 @@ std::optional<std::string> hostName() {
   std::string text;
   const Error error = readFile("/etc/machine-id", kMaxHostBytes, text);
   if (error.failed() && error.code != ENOENT) return std::nullopt;
-  const std::string id(trimmed(text));
-  const bool isId = !id.empty() && id.find_first_not_of("0123456789abcdefABCDEF-") == std::string::npos;
-  return isId ? id : "localhost";
+  text.erase(text.find_last_not_of(" \n") + 1);
+  const bool isId = !text.empty() && text.find_first_not_of("0123456789abcdefABCDEF-") == std::string::npos;
+  return isId ? text : "localhost";
 }
 
 bool isFileName(const std::string& name) {
