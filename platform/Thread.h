@@ -15,10 +15,14 @@ void setCurrentThreadName(const std::string& name);
 /// The calling thread's number in the kernel, cached per thread.
 [[nodiscard]] std::uint64_t currentThreadNumber();
 
+struct NativeCondition;  ///< the system's own object, to be cast to
+struct NativeMutex;
+
 /// Waits on the system's condition variable, with the system's mutex (held once by the caller) released
 /// meanwhile, for a signal or until `limit` has passed, which a change of the wall clock does not stretch or
-/// shorten. Both are the system's own objects. Answers 0, ETIMEDOUT, or another errno value.
-[[nodiscard]] int waitOnCondition(void* condition, void* mutex, std::chrono::milliseconds limit);
+/// shorten. Answers 0, ETIMEDOUT, or another errno value.
+[[nodiscard]] int waitOnCondition(NativeCondition* condition, NativeMutex* mutex,
+                                  std::chrono::milliseconds limit);
 
 /// Runs the body of a thread. An exception that leaves it is given to `boundary`, which finds it as the
 /// current one and does not return; the unwinding of a cancelled thread is none, and goes on.
@@ -31,9 +35,11 @@ enum class Cancellation : unsigned char { never, whereItWaits, atOnce };
 
 /// Of the calling thread, as set last. To ask the system costs more than most of what the scopes below guard.
 inline constinit thread_local Cancellation currentCancellation = Cancellation::never;
+inline constinit thread_local bool isCancellationHeld = false;  ///< by a CancellationHold
 
-/// Only a thread that called this may be cancelled, and it calls it before anybody could. A cancellation that
-/// came before takes effect here if it may, so this is not to be called where nothing must be thrown.
+/// Only a thread that called this may be cancelled, and it calls it before anybody could: on another one the
+/// scopes that hold or defer change nothing, and keep no cancellation off. A cancellation that came before
+/// takes effect here if it may, so this is not to be called where nothing must be thrown.
 void setCancellation(Cancellation wanted);
 
 /// Another cancellation for a scope, not to lie in a function that must not throw.
@@ -52,9 +58,14 @@ class CancellationScope {
   const Cancellation _before = currentCancellation;
 };
 
-/// For its scope the calling thread is not cancelled.
-struct CancellationHold : CancellationScope {
-  CancellationHold() : CancellationScope(Cancellation::never) {}
+/// For its scope the calling thread is not cancelled, whatever scopes lie in it.
+class CancellationHold : CancellationScope {
+ public:
+  CancellationHold() : CancellationScope(Cancellation::never) { isCancellationHeld = true; }
+  ~CancellationHold() noexcept(false) { isCancellationHeld = _wasHeld; }
+
+ private:
+  const bool _wasHeld = isCancellationHeld;
 };
 
 /// For its scope the calling thread is cancelled where it sleeps or waits, if at all.
@@ -62,9 +73,10 @@ struct DeferredCancellation : CancellationScope {
   DeferredCancellation() : CancellationScope(std::min(currentCancellation, Cancellation::whereItWaits)) {}
 };
 
-/// For its scope a cancellation of the calling thread takes effect at once.
+/// For its scope a cancellation of the calling thread takes effect at once, unless it is held.
 struct ImmediateCancellation : CancellationScope {
-  ImmediateCancellation() : CancellationScope(Cancellation::atOnce) {}
+  ImmediateCancellation()
+      : CancellationScope(isCancellationHeld ? Cancellation::never : Cancellation::atOnce) {}
 };
 
 }  // namespace platform

@@ -24,14 +24,14 @@ std::uint64_t currentThreadNumber() {
   return number;
 }
 
-int waitOnCondition(void* condition, void* mutex, std::chrono::milliseconds limit) {
+int waitOnCondition(NativeCondition* condition, NativeMutex* mutex, std::chrono::milliseconds limit) {
   timespec deadline{};
   clock_gettime(CLOCK_MONOTONIC, &deadline);
   const std::chrono::nanoseconds end = std::chrono::nanoseconds(deadline.tv_nsec) + limit;
   deadline.tv_sec += end / std::chrono::seconds(1);
   deadline.tv_nsec = (end % std::chrono::seconds(1)).count();
-  return pthread_cond_clockwait(static_cast<pthread_cond_t*>(condition), static_cast<pthread_mutex_t*>(mutex),
-                                CLOCK_MONOTONIC, &deadline);
+  return pthread_cond_clockwait(reinterpret_cast<pthread_cond_t*>(condition),
+                                reinterpret_cast<pthread_mutex_t*>(mutex), CLOCK_MONOTONIC, &deadline);
 }
 
 void setCancellation(Cancellation wanted) {

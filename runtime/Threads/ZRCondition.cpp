@@ -26,10 +26,11 @@ ZRResult ZRCondition::broadcast() {
 
 ZRResult ZRCondition::wait(ZRMutex& mutex, std::uint32_t timeoutMs) {
   if (_creationResult.isFailure()) return ZRThreadError::eNotInitialized;
-  const int error =
-      timeoutMs == ZRSync::kNoLimit
-          ? pthread_cond_wait(&_condition, &mutex.native())
-          : platform::waitOnCondition(&_condition, &mutex.native(), std::chrono::milliseconds(timeoutMs));
+  const int error = timeoutMs == ZRSync::kNoLimit
+                        ? pthread_cond_wait(&_condition, &mutex.native())
+                        : platform::waitOnCondition(reinterpret_cast<platform::NativeCondition*>(&_condition),
+                                                    reinterpret_cast<platform::NativeMutex*>(&mutex.native()),
+                                                    std::chrono::milliseconds(timeoutMs));
   if (error == ETIMEDOUT) return ZRError::eTimeout;
   if (error != 0) return ZRThreadError::eWaitFailed;
   _signalled = false;
