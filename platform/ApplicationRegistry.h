@@ -31,7 +31,8 @@ struct Found {
 /// The one bundle with that identifier that the system would open; at most one path.
 [[nodiscard]] Found findApplication(const std::string& identifier);
 
-/// The same for every scheme that a known bundle declares, in one look: paths by scheme in lower case.
+/// As `applicationsForUrlScheme`, for every scheme that a known bundle declares, in one look: paths by scheme
+/// in lower case. Does not tell whether everything was seen.
 [[nodiscard]] std::map<std::string, std::vector<std::string>> applicationsByUrlScheme();
 
 /// Registers the bundle at `path`, or brings what is known of it up to date. Fails when there is no bundle

@@ -5,7 +5,8 @@
 namespace platform {
 
 /// Something that the run loop of a thread waits for, for backends whose system has no run loop of its own. A
-/// thread's loop has one source at a time, which is all that a blocking download needs.
+/// thread's loop has one source at a time, which is all that a blocking download needs. A source is destroyed
+/// on the thread whose loop it joined. RunLoop.cpp has the other half.
 class RunLoopSource {
  public:
   RunLoopSource() = default;

@@ -3,7 +3,6 @@
 #include <string>
 
 #include "platform/Error.h"
-#include "platform/Path.h"
 
 namespace platform {
 

@@ -1,4 +1,3 @@
-#include <dirent.h>
 #include <fcntl.h>
 #include <stdio.h>
 #include <sys/stat.h>
@@ -6,9 +5,9 @@
 
 #include <cerrno>
 #include <chrono>
-#include <cstring>
-#include <memory>
+#include <string>
 #include <thread>
+#include <vector>
 
 #include "platform/Path.h"
 #include "platform/Printable.h"
