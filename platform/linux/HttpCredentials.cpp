@@ -1,12 +1,9 @@
 #include "platform/linux/HttpCredentials.h"
 
-#include <sys/stat.h>
-
-#include <cerrno>
-
+#include "platform/FileContents.h"
 #include "platform/Folders.h"
+#include "platform/Path.h"
 #include "platform/Text.h"
-#include "platform/linux/FileDescriptor.h"
 
 namespace platform {
 namespace {
@@ -72,22 +69,9 @@ std::optional<std::string> NetrcWords::takeQuoted() {
 }
 
 /// The content of a regular file that is not too large; empty when it is none, or cannot be read.
-std::string readSmallFile(const std::string& path) {
-  const FileDescriptor file = openAt(AT_FDCWD, path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY);
-  struct stat status {};
-  if (!file.isOpen() || fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) return {};
-  std::string text(kMaxFileSize + 1, '\0');
-  std::size_t size = 0;
-  while (size < text.size()) {
-    const ssize_t count = read(file.get(), text.data() + size, text.size() - size);
-    if (count < 0 && errno == EINTR) continue;
-    if (count < 0) return {};
-    if (count == 0) break;
-    size += static_cast<std::size_t>(count);
-  }
-  if (size > kMaxFileSize) return {};
-  text.resize(size);
-  return text;
+std::string netrcText(const std::string& path) {
+  std::string text;
+  return readFile(path, kMaxFileSize, text).failed() ? std::string() : text;
 }
 
 }  // namespace
@@ -119,7 +103,7 @@ std::optional<HttpCredentials> findCredentials(std::string_view netrc, std::stri
 
 std::optional<HttpCredentials> storedCredentials(std::string_view host, DefaultEntry defaultEntry) {
   const auto home = homeFolder();
-  return home ? findCredentials(readSmallFile(*home + "/.netrc"), host, defaultEntry) : std::nullopt;
+  return home ? findCredentials(netrcText(joinPath(*home, ".netrc")), host, defaultEntry) : std::nullopt;
 }
 
 }  // namespace platform
