@@ -8,7 +8,6 @@
 #include <map>
 #include <string>
 #include <string_view>
-#include <type_traits>
 #include <vector>
 
 #include "runtime/Code/ZRResult.h"
@@ -91,8 +90,7 @@ class JsonValue {
  public:
   JsonValue() : _payload(JsonNull()) {}
   template <typename Payload>
-  requires(!std::is_same_v<std::remove_cvref_t<Payload>, JsonValue>) explicit JsonValue(Payload&& payload)
-      : _payload(std::forward<Payload>(payload)) {}
+  explicit JsonValue(Payload&& payload) : _payload(std::forward<Payload>(payload)) {}
   ~JsonValue();
   JsonValue(const JsonValue&) = delete;
   JsonValue& operator=(const JsonValue&) = delete;
