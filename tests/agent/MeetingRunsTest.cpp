@@ -112,7 +112,7 @@ TEST_F(MeetingRuns, AFailureOfAnyChangeIsMendedByTheNextRun) {
 }
 
 TEST_F(MeetingRuns, WithoutThreadsToPatchWithTheBuildComesWhole) {
-  EXPECT_EQ(process.runWithLimit("-s 1000000000000"), 0);  // no thread gets its stack
+  EXPECT_EQ(process.runWithLimit("-s 1000000000"), 0);  // no thread gets its stack
   expectDone();
   EXPECT_THAT(process.logged(), HasSubstr("apply patch failed!"));
 }
