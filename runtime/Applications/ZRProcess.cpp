@@ -7,6 +7,7 @@
 
 #include "platform/Process.h"
 #include "runtime/Applications/ZRProcessManager.h"
+#include "runtime/Code/ZRPlatformError.h"
 
 ZRMacProcess::ZRMacProcess(const boost::weak_ptr<zrrt::IProcessManager>& manager, std::int32_t id,
                            Waitable waitable, Suspended suspended)
@@ -19,8 +20,7 @@ ZRResult ZRMacProcess::resume() {
   const ZRMutex::Guard guard(_mutex);
   if (!_isSuspended) return ZRError::eBadStatus;
   _isSuspended = false;
-  const platform::Error error = platform::process::sendContinue(_id);
-  return error ? ZRResult::fromSystemError(error.call, static_cast<int>(error.code)) : ZRResult();
+  return zrrt::resultOfCall(platform::process::sendContinue(_id));
 }
 
 ZRResult ZRMacProcess::getSessionId(std::int32_t& sessionId) {

@@ -12,6 +12,7 @@
 #include <new>
 
 #include "runtime/Applications/ZRRuntimeInit.h"
+#include "runtime/Code/ZRPlatformError.h"
 
 namespace {
 
@@ -28,10 +29,6 @@ boost::shared_ptr<zrrt::IProcessManager>& instanceSlot() {
 /// Signed on purpose: every byte of a non-ASCII character separates words.
 bool isSeparator(char c) {
   return static_cast<signed char>(c) <= 32;
-}
-
-ZRResult resultOf(const platform::Error& error) {
-  return error ? ZRResult::fromSystemError(error.call, static_cast<int>(error.code)) : ZRResult();
 }
 
 bool isExecutableFile(const ZRString& path) {
@@ -135,7 +132,7 @@ ZRResult ZRMacProcessManager::start(boost::shared_ptr<zrrt::IProcess>& process, 
   const boost::weak_ptr<zrrt::IProcessManager> self = shared_from_this();  // throws before there is a child
   platform::process::ProcessId id = -1;
   if (const platform::Error error = platform::process::spawn(request, id)) {
-    ZRResult result = resultOf(error);
+    ZRResult result = zrrt::resultOfCall(error);
     if (error.code == ENOENT) result.append("program path: \"%s\"", path.c_str());
     return result;
   }
@@ -154,7 +151,7 @@ ZRResult ZRMacProcessManager::waitForExit(std::int32_t processId, std::uint32_t 
                          ? std::nullopt
                          : std::optional<std::chrono::milliseconds>(std::chrono::milliseconds(timeoutMs));
   platform::process::WaitOutcome outcome = platform::process::WaitOutcome::timedOut;
-  ZR_RETURN_FAILURE(resultOf(platform::process::waitForExit(processId, limit, outcome)));
+  ZR_RETURN_FAILURE(zrrt::resultOfCall(platform::process::waitForExit(processId, limit, outcome)));
   switch (outcome) {
     case platform::process::WaitOutcome::exited:
       return ZRError::eNoError;
@@ -168,16 +165,16 @@ ZRResult ZRMacProcessManager::waitForExit(std::int32_t processId, std::uint32_t 
 
 ZRResult ZRMacProcessManager::killProcess(std::int32_t processId) {
   if (processId <= 0) return ZRError::eBadParameter;  // such numbers stand for many processes, or all
-  return resultOf(platform::process::sendKill(processId));
+  return zrrt::resultOfCall(platform::process::sendKill(processId));
 }
 
 ZRResult ZRMacProcessManager::listProcesses(std::vector<std::int32_t>& processIds) const {
-  return resultOf(platform::process::listProcesses(processIds));
+  return zrrt::resultOfCall(platform::process::listProcesses(processIds));
 }
 
 ZRResult ZRMacProcessManager::getExecutablePath(std::int32_t processId, ZRString& path) const {
   std::string found;
-  ZR_RETURN_FAILURE(resultOf(platform::process::executablePath(processId, found)));
+  ZR_RETURN_FAILURE(zrrt::resultOfCall(platform::process::executablePath(processId, found)));
   path = ZRString(found);
   return ZRError::eNoError;
 }

@@ -29,10 +29,7 @@ class ShortWriter {
     _next = next;
     return true;
   }
-  std::size_t finish() {
-    *_next = '\0';
-    return static_cast<std::size_t>(_next - _begin);
-  }
+  [[nodiscard]] std::size_t length() const { return static_cast<std::size_t>(_next - _begin); }
 
  private:
   char* const _begin;
@@ -72,36 +69,24 @@ bool formatPlain(const char* format, va_list& arguments, ShortWriter& out) {
 
 FormattedText::FormattedText(std::size_t limit, const char* format, va_list arguments) {
   va_list plain;
-  va_copy(plain, arguments);
-  ShortWriter out(_short.data(), _short.size());
-  const bool isPlain = formatPlain(format, plain, out);
-  va_end(plain);
-  if (isPlain) {
-    cutShort(out.finish(), limit);
-  } else {
-    formatAny(limit, format, arguments);
-  }
-}
-
-void FormattedText::cutShort(std::size_t length, std::size_t limit) {
-  _length = std::min(length, limit);
-  _short[_length] = '\0';
-}
-
-void FormattedText::formatAny(std::size_t limit, const char* format, va_list arguments) {
   va_list again;
+  va_copy(plain, arguments);
   va_copy(again, arguments);
-  const int needed = std::vsnprintf(_short.data(), _short.size(), format, arguments);
-  const auto length = static_cast<std::size_t>(std::max(needed, 0));
-  if (std::min(length, limit) < _short.size()) {
-    cutShort(length, limit);
+  ShortWriter out(_short.data(), _short.size());
+  const std::size_t needed = formatPlain(format, plain, out)
+                                 ? out.length()
+                                 : static_cast<std::size_t>(std::max(
+                                       std::vsnprintf(_short.data(), _short.size(), format, arguments), 0));
+  _length = std::min(needed, limit);
+  if (_length < _short.size()) {
+    _short[_length] = '\0';
   } else {
-    _length = std::min(length, limit);
     _long.resize(_length + 1);
     std::vsnprintf(_long.data(), _long.size(), format, again);
     _long.resize(_length);
   }
   va_end(again);
+  va_end(plain);
 }
 
 std::string formatText(std::size_t limit, const char* format, va_list arguments) {

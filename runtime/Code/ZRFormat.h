@@ -18,9 +18,6 @@ class FormattedText {
   [[nodiscard]] std::size_t length() const noexcept { return _length; }
 
  private:
-  void cutShort(std::size_t length, std::size_t limit);
-  [[gnu::format(printf, 3, 0)]] void formatAny(std::size_t limit, const char* format, va_list arguments);
-
   std::array<char, 256> _short;
   std::string _long;
   std::size_t _length = 0;

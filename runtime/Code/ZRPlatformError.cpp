@@ -11,4 +11,8 @@ ZRResult resultOf(const platform::Error& error, const char* method) {
   return result;
 }
 
+ZRResult resultOfCall(const platform::Error& error) {
+  return error ? ZRResult::fromSystemError(error.call, static_cast<int>(error.code)) : ZRResult();
+}
+
 }  // namespace zrrt

@@ -10,4 +10,7 @@ namespace zrrt {
 /// description.
 [[nodiscard]] ZRResult resultOf(const platform::Error& error, const char* method);
 
+/// The result of a system call that the error itself names; eNoError without an error.
+[[nodiscard]] ZRResult resultOfCall(const platform::Error& error);
+
 }  // namespace zrrt
