@@ -9,6 +9,7 @@
 #include "Code/MacOSX/VNTHelperData.h"
 #include "Code/MacOSX/VNTUpdate/VNTUpdate.h"
 #include "Shared/Code/MacOSX/HOLLogManager.h"
+#include "platform/AutoreleasePool.h"
 #include "platform/Clock.h"
 #include "platform/FileManager.h"
 #include "platform/Path.h"
@@ -130,6 +131,7 @@ void performRoutinePass(VNTUpdate& engine) {
 void performPass(int argc, char* argv[]) {
   keepCommandLine(argc, argv);
   ZROptionsBroker options;
+  const platform::AutoreleasePool pool;
   if (argc > 1) parseOptions(options);
   zrrt::log(ZRLogLevel::eInformation, "VNTUpdate activated at %s",
             platform::describe(platform::now()).c_str());

@@ -107,12 +107,6 @@ Error malformed(const std::string& what) {
   return {kCocoaErrorDomain, kReadCorruptError, "The property list cannot be read: " + what + "."};
 }
 
-Error parse(const std::string& bytes, Value& value) {
-  if (bytes.size() > kMaxFileBytes) return malformed("it is too large");
-  if (bytes.compare(0, kBinaryMagic.size(), kBinaryMagic) == 0) return parseBinary(bytes, value);
-  return parseXml(bytes, value);
-}
-
 Error read(const std::string& path, Value& value) {
   std::string bytes;
   if (auto error = readFile(path, kMaxFileBytes, bytes)) return error;

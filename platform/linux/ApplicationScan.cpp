@@ -14,9 +14,9 @@
 #include "platform/Folders.h"
 #include "platform/Path.h"
 #include "platform/Text.h"
+#include "platform/common/FileDescriptor.h"
+#include "platform/common/FolderEntries.h"
 #include "platform/linux/Bundles.h"
-#include "platform/linux/FileDescriptor.h"
-#include "platform/linux/FolderEntries.h"
 
 namespace platform::applications {
 namespace {

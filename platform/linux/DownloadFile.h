@@ -4,7 +4,7 @@
 #include <string_view>
 
 #include "platform/Error.h"
-#include "platform/linux/FileDescriptor.h"
+#include "platform/common/FileDescriptor.h"
 
 namespace platform {
 

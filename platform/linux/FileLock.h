@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "platform/linux/FileDescriptor.h"
+#include "platform/common/FileDescriptor.h"
 
 namespace platform {
 

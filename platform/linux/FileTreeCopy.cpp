@@ -9,9 +9,9 @@
 #include <string_view>
 
 #include "platform/Path.h"
-#include "platform/linux/FileDescriptor.h"
-#include "platform/linux/FileTree.h"
-#include "platform/linux/FolderEntries.h"
+#include "platform/common/FileDescriptor.h"
+#include "platform/common/FileTree.h"
+#include "platform/common/FolderEntries.h"
 
 namespace platform {
 namespace {

@@ -1,24 +1,13 @@
 #include "platform/linux/ItemMetadata.h"
 
-#include <sys/stat.h>
 #include <sys/xattr.h>
-#include <unistd.h>
 
 #include <array>
 #include <cerrno>
 
+#include "platform/common/TemporaryWriteAccess.h"
+
 namespace platform {
-
-TemporaryWriteAccess::TemporaryWriteAccess(std::string path) : _path(std::move(path)) {
-  struct stat status {};
-  if (lstat(_path.c_str(), &status) != 0 || S_ISLNK(status.st_mode) || status.st_uid != geteuid()) return;
-  const mode_t mode = status.st_mode & 07777;
-  if ((mode & S_IWUSR) == 0 && chmod(_path.c_str(), mode | S_IWUSR) == 0) _mode = mode;
-}
-
-TemporaryWriteAccess::~TemporaryWriteAccess() {
-  if (_mode) chmod(_path.c_str(), *_mode);
-}
 
 std::optional<Date> dateAttribute(const std::string& path, const char* attribute) {
   std::array<char, 64> text{};

@@ -3,8 +3,6 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <cctype>
 #include <cerrno>
 #include <cstdlib>
 
@@ -14,14 +12,13 @@
 #include "platform/Path.h"
 #include "platform/Process.h"
 #include "platform/PropertyList.h"
-#include "platform/common/PropertyListFormats.h"
+#include "platform/common/LaunchAgentList.h"
 #include "platform/linux/Roots.h"
 
 namespace platform {
 namespace {
 
 constexpr std::chrono::seconds kManagerLimit{10};
-constexpr std::int64_t kReadCorruptError = 3840;
 
 /// The files of one agent.
 struct AgentFiles {
@@ -31,23 +28,8 @@ struct AgentFiles {
   std::string timerLink;  ///< makes the user manager start the timer with the session
 };
 
-/// Text that both the plist and a line of a unit file hold as it is.
-bool isPlainText(const std::string& text) {
-  return plist::xmlText(text) == text && std::none_of(text.begin(), text.end(), [](char c) {
-           return static_cast<unsigned char>(c) < 0x20 || c == 0x7F;
-         });
-}
-
-/// A label names files and units.
-bool isLabel(const std::string& text) {
-  const auto isAllowed = [](char c) {
-    return isalnum(static_cast<unsigned char>(c)) != 0 || c == '.' || c == '_' || c == '-';
-  };
-  return !text.empty() && text.front() != '.' && std::all_of(text.begin(), text.end(), isAllowed);
-}
-
 Error filesOf(const std::string& label, AgentFiles& files) {
-  if (!isLabel(label)) return posixError(EINVAL, label);
+  if (!isAgentLabel(label)) return posixError(EINVAL, label);
   const auto library = libraryFolder();
   const auto configuration = baseFolder("XDG_CONFIG_HOME", ".config");
   if (!library || !configuration) return posixError(ENOENT, label);
@@ -55,14 +37,6 @@ Error filesOf(const std::string& label, AgentFiles& files) {
   files = {joinPath(*library, "LaunchAgents/" + label + ".plist"), units + label + ".service",
            units + label + ".timer", units + "timers.target.wants/" + label + ".timer"};
   return {};
-}
-
-plist::Value plistOf(const LaunchAgent& agent) {
-  plist::Array arguments(agent.arguments.begin(), agent.arguments.end());
-  return plist::Dictionary{{"Label", agent.label},
-                           {"ProgramArguments", std::move(arguments)},
-                           {"StartInterval", static_cast<std::int64_t>(agent.interval.count())},
-                           {"RunAtLoad", true}};
 }
 
 /// In a unit file "%" begins a specifier.
@@ -143,56 +117,18 @@ void tellManager(std::vector<std::string> arguments) {
   }
 }
 
-Error malformedAgent(const std::string& path) {
-  return {kCocoaErrorDomain, kReadCorruptError, path + ": The property list describes no launch agent."};
-}
-
-bool readArguments(const plist::Dictionary& list, std::vector<std::string>& arguments) {
-  const plist::Value* words = plist::find(list, "ProgramArguments");
-  if (words != nullptr) {
-    const auto* array = words->as<plist::Array>();
-    if (array == nullptr) return false;
-    for (const auto& word : *array) {
-      const auto* text = word.as<std::string>();
-      if (text == nullptr) return false;
-      arguments.push_back(*text);
-    }
-  }
-  if (const plist::Value* program = plist::find(list, "Program")) {
-    const auto* text = program->as<std::string>();
-    if (text == nullptr) return false;
-    arguments.resize(std::max<std::size_t>(1, arguments.size()));
-    arguments.front() = *text;
-  }
-  return !arguments.empty();
-}
-
-bool readAgent(const plist::Dictionary& list, LaunchAgent& agent) {
-  const plist::Value* label = plist::find(list, "Label");
-  const auto* labelText = label != nullptr ? label->as<std::string>() : nullptr;
-  if (labelText == nullptr || !readArguments(list, agent.arguments)) return false;
-  agent.label = *labelText;
-  const plist::Value* interval = plist::find(list, "StartInterval");
-  const auto* seconds = interval != nullptr ? interval->as<std::int64_t>() : nullptr;
-  if (seconds != nullptr) agent.interval = std::chrono::seconds(*seconds);
-  return interval == nullptr || (seconds != nullptr && *seconds > 0);
-}
-
 }  // namespace
 
 Error installLaunchAgent(const LaunchAgent& agent) {
   AgentFiles files;
   if (auto error = filesOf(agent.label, files)) return error;
-  const bool valid = !agent.arguments.empty() && agent.arguments.front().starts_with('/') &&
-                     std::all_of(agent.arguments.begin(), agent.arguments.end(), isPlainText) &&
-                     isPlainText(files.plist) && agent.interval.count() > 0;
-  if (!valid) return posixError(EINVAL, agent.label);
+  if (!isValidAgent(agent) || !isPlainText(files.plist)) return posixError(EINVAL, agent.label);
 
   if (auto error = writeInFolder(files.service, serviceUnit(agent, files))) return error;
   if (auto error = writeInFolder(files.timer, timerUnit(agent))) return error;
   if (auto error = linkTimer(files)) return error;
   if (auto error = defaultFileManager().createFolder(parentFolder(files.plist))) return error;
-  if (auto error = plist::write(files.plist, plistOf(agent))) return error;
+  if (auto error = plist::write(files.plist, agentList(agent))) return error;
   if (isManagerReachable()) {
     tellManager({"daemon-reload"});
     tellManager({"restart", agent.label + ".timer"});
@@ -213,15 +149,6 @@ Error removeLaunchAgent(const std::string& label) {
     tellManager({"daemon-reload"});
   }
   return first;
-}
-
-Error readLaunchAgent(const std::string& path, LaunchAgent& agent) {
-  plist::Dictionary list;
-  if (auto error = plist::readDictionary(path, list)) return error;
-  LaunchAgent found;
-  if (!readAgent(list, found)) return malformedAgent(path);
-  agent = std::move(found);
-  return {};
 }
 
 }  // namespace platform

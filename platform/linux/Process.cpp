@@ -17,7 +17,7 @@
 #include <memory>
 #include <thread>
 
-#include "platform/linux/FileDescriptor.h"
+#include "platform/common/FileDescriptor.h"
 
 namespace platform::process {
 namespace {

@@ -1,20 +1,20 @@
-#include "platform/linux/FreeNames.h"
+#include "platform/common/FreeNames.h"
 
 #include <fcntl.h>
-#include <stdio.h>
 #include <sys/stat.h>
 
 #include <cerrno>
 
 #include "platform/Path.h"
 #include "platform/common/HiddenNames.h"
+#include "platform/common/ItemCalls.h"
 
 namespace platform {
 
 /// The check in the second way is not atomic, but file systems without the first are rare.
 bool renameToFreeName(const std::string& from, const std::string& to) {
-  if (renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) return true;
-  if (errno != EINVAL && errno != ENOSYS) return false;
+  if (renameToFreeName(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str())) return true;
+  if (errno != EINVAL && errno != ENOSYS && errno != ENOTSUP) return false;
   struct stat taken {};
   if (lstat(to.c_str(), &taken) == 0) {
     errno = EEXIST;

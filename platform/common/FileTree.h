@@ -26,9 +26,6 @@ Error removeTree(const std::string& path);
 /// volume.
 Error makeTreeDurable(const std::string& path);
 
-/// Brings what an open file or folder holds onto the disk. False with errno set.
-[[nodiscard]] bool flushed(int item);
-
 /// Fails when the folder that holds the item, or the item's flags, forbid its removal: asked before work that
 /// would end half done.
 Error checkRemovable(const std::string& path);

@@ -1,4 +1,4 @@
-#include "platform/linux/FolderEntries.h"
+#include "platform/common/FolderEntries.h"
 
 #include <dirent.h>
 
@@ -6,7 +6,7 @@
 #include <cstring>
 #include <memory>
 
-#include "platform/linux/FileDescriptor.h"
+#include "platform/common/FileDescriptor.h"
 
 namespace platform {
 

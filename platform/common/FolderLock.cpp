@@ -4,7 +4,7 @@
 
 #include <cerrno>
 
-#include "platform/linux/FileDescriptor.h"
+#include "platform/common/FileDescriptor.h"
 
 namespace platform {
 

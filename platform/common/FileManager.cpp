@@ -1,23 +1,21 @@
 #include "platform/FileManager.h"
 
 #include <fcntl.h>
-#include <linux/fs.h>
-#include <stdio.h>
-#include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdlib>
 
 #include "platform/Path.h"
+#include "platform/common/FileDescriptor.h"
+#include "platform/common/FileTree.h"
+#include "platform/common/FolderEntries.h"
+#include "platform/common/FreeNames.h"
 #include "platform/common/HiddenNames.h"
-#include "platform/linux/FileDescriptor.h"
-#include "platform/linux/FileTree.h"
-#include "platform/linux/FolderEntries.h"
-#include "platform/linux/FreeNames.h"
-#include "platform/linux/ItemMetadata.h"
+#include "platform/common/ItemCalls.h"
+#include "platform/common/ItemChanges.h"
+#include "platform/common/ItemMove.h"
 
 namespace platform {
 namespace {
@@ -25,10 +23,6 @@ namespace {
 bool itemExists(const std::string& path) {
   struct stat status {};
   return lstat(path.c_str(), &status) == 0;
-}
-
-Error moveError(int number, const std::string& from, const std::string& to) {
-  return posixError(number, from + " -> " + to);
 }
 
 /// Whether both paths lead to one and the same item.
@@ -41,17 +35,6 @@ bool isSame(const struct stat& a, const struct stat& b) {
 void flushFolderOf(const std::string& item) {
   const FileDescriptor folder = openAt(AT_FDCWD, parentFolder(item).c_str(), O_RDONLY | O_DIRECTORY);
   if (folder.isOpen()) static_cast<void>(flushed(folder.get()));
-}
-
-/// Renames to a name that is free, on one volume.
-Error moveOnVolume(const std::string& from, const std::string& to) {
-  if (renameToFreeName(from, to)) return {};
-  const int number = errno;
-  if (number != EACCES) return moveError(number, from, to);
-  TemporaryWriteAccess access(from);
-  if (!access.isGranted() || !renameToFreeName(from, to)) return moveError(number, from, to);
-  access.itemMovedTo(to);
-  return {};
 }
 
 /// Copies, and moves the whole copy into place. The copy is on the disk before the source goes.
@@ -75,78 +58,12 @@ Error moveAcrossVolumes(const std::string& from, const std::string& to) {
   return {};
 }
 
-bool exchangeNames(const std::string& a, const std::string& b) {
-  return renameat2(AT_FDCWD, a.c_str(), AT_FDCWD, b.c_str(), RENAME_EXCHANGE) == 0;
-}
-
-/// Swaps two items in one step. False with errno set.
-bool exchange(const std::string& a, const std::string& b) {
-  if (exchangeNames(a, b)) return true;
-  if (errno != EACCES) return false;
-  TemporaryWriteAccess accessToA(a);
-  TemporaryWriteAccess accessToB(b);
-  if (!exchangeNames(a, b)) return false;
-  accessToA.itemMovedTo(b);
-  accessToB.itemMovedTo(a);
-  return true;
-}
-
-bool cannotExchange(int number) {
-  return number == EINVAL || number == ENOSYS;
-}
-
-/// For volumes that cannot exchange: the old item steps aside, and comes back when the new one cannot take
-/// its place.
-Error replaceInTwoSteps(const std::string& destination, const std::string& replacement,
-                        const std::string& backup) {
-  if (auto error = moveOnVolume(destination, backup)) return error;
-  Error error = moveOnVolume(replacement, destination);
-  if (error.failed()) {
-    if (auto lost = moveOnVolume(backup, destination)) error.description += "; " + lost.description;
-  }
-  return error;
-}
-
-/// The old item ends under the backup's name, the new one in its place; or nothing has changed.
-Error exchangeKeepingBackup(const std::string& destination, const std::string& replacement,
-                            const std::string& backup) {
-  if (!exchange(replacement, destination)) {
-    const int number = errno;
-    if (cannotExchange(number)) return replaceInTwoSteps(destination, replacement, backup);
-    return moveError(number, replacement, destination);
-  }
-  Error error = moveOnVolume(replacement, backup);
-  if (error.failed() && !exchange(replacement, destination)) {
-    error.description += "; " + moveError(errno, replacement, destination).description;
-  }
-  return error;
-}
-
-bool isImmutable(const std::string& path) {
-  struct statx status {};
-  return statx(AT_FDCWD, path.c_str(), AT_SYMLINK_NOFOLLOW, 0, &status) == 0 &&
-         (status.stx_attributes & STATX_ATTR_IMMUTABLE) != 0;
-}
-
-Error setImmutable(const std::string& path, bool immutable) {
-  if (isImmutable(path) == immutable) return {};
-  const FileDescriptor item = openAt(AT_FDCWD, path.c_str(), O_RDONLY | O_NONBLOCK | O_NOFOLLOW);
-  unsigned flags = 0;
-  if (!item.isOpen() || ioctl(item.get(), FS_IOC_GETFLAGS, &flags) != 0) return posixError(errno, path);
-  flags = immutable ? flags | FS_IMMUTABLE_FL : flags & ~static_cast<unsigned>(FS_IMMUTABLE_FL);
-  return ioctl(item.get(), FS_IOC_SETFLAGS, &flags) == 0 ? Error{} : posixError(errno, path);
-}
-
 Error setPermissions(const std::string& path, unsigned permissions) {
   struct stat status {};
   if (lstat(path.c_str(), &status) != 0) return posixError(errno, path);
   if ((status.st_mode & 07777) == permissions) return {};
   const bool done = fchmodat(AT_FDCWD, path.c_str(), permissions, AT_SYMLINK_NOFOLLOW) == 0;
   return done ? Error{} : posixError(errno, path);
-}
-
-Error setCreationDate(const std::string& path, Date date) {
-  return setDateAttribute(path, kCreationDateAttribute, date);
 }
 
 }  // namespace
@@ -260,7 +177,7 @@ Error FileManager::setAttributes(const std::string& path, const ItemAttributes& 
 }
 
 Error FileManager::createReplacementFolder(const std::string& destination, std::string& folder) {
-  return makeHiddenFolder(parentFolder(destination), folder);
+  return makeReplacementFolder(destination, folder);
 }
 
 Error FileManager::replaceItem(const std::string& destination, const std::string& replacement,
@@ -279,11 +196,11 @@ Error FileManager::replaceItem(const std::string& destination, const std::string
     if (auto error = removeTree(backup)) return error;
   }
   if (auto error = makeTreeDurable(source)) return error;
-  if (auto error = exchangeKeepingBackup(target, source, backup)) return error;
+  if (auto error = putInPlace(target, source, backupName)) return error;
   flushFolderOf(target);
   // The new item is in place, and a backup that resists may already be incomplete: there is no way back. The
   // next replacement removes it first.
-  static_cast<void>(removeTree(backup));
+  if (itemExists(backup)) static_cast<void>(removeTree(backup));
   return {};
 }
 

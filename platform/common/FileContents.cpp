@@ -9,9 +9,9 @@
 #include <climits>
 
 #include "platform/Path.h"
+#include "platform/common/FileDescriptor.h"
 #include "platform/common/HiddenNames.h"
-#include "platform/linux/FileDescriptor.h"
-#include "platform/linux/FileTree.h"
+#include "platform/common/ItemCalls.h"
 
 namespace platform {
 namespace {

@@ -1,5 +1,4 @@
 #include <fcntl.h>
-#include <stdio.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -11,11 +10,12 @@
 
 #include "platform/Path.h"
 #include "platform/Printable.h"
+#include "platform/common/FileDescriptor.h"
+#include "platform/common/FileTree.h"
+#include "platform/common/FolderEntries.h"
+#include "platform/common/FreeNames.h"
 #include "platform/common/HiddenNames.h"
-#include "platform/linux/FileDescriptor.h"
-#include "platform/linux/FileTree.h"
-#include "platform/linux/FolderEntries.h"
-#include "platform/linux/FreeNames.h"
+#include "platform/common/ItemCalls.h"
 
 namespace platform {
 namespace {
@@ -43,6 +43,16 @@ FileDescriptor openFolder(int parent, const std::string& name) {
   }
   if (folder.isOpen()) openForChanges(folder);
   return folder;
+}
+
+/// Whether what `unlinkat` has just refused is a folder. If not, errno stays as it is.
+bool isRefusedFolder(int parent, const char* name) {
+  const int number = errno;
+  struct stat status {};
+  const bool isFolder = (number == EISDIR || number == EPERM) &&
+                        fstatat(parent, name, &status, AT_SYMLINK_NOFOLLOW) == 0 && S_ISDIR(status.st_mode);
+  errno = number;
+  return isFolder;
 }
 
 class TreeRemoval {
@@ -80,7 +90,7 @@ class TreeRemoval {
       }
       if (errno == ENOENT) continue;
       const std::string itemPath = joinPath(path, name);
-      if (errno != EISDIR) return posixError(errno, itemPath);
+      if (!isRefusedFolder(folder, name.c_str())) return posixError(errno, itemPath);
       if (auto error = removeFolder(folder, name, itemPath, level)) return error;
     }
     return {};
@@ -100,7 +110,7 @@ class TreeRemoval {
     _movedUp = true;
     do {
       const std::string freeName = "removed-" + std::to_string(++_lastNumber);
-      if (renameat2(parent, name.c_str(), _top, freeName.c_str(), RENAME_NOREPLACE) == 0) return {};
+      if (renameToFreeName(parent, name.c_str(), _top, freeName.c_str())) return {};
     } while (errno == EEXIST);
     return errno == ENOENT ? Error{} : posixError(errno, path);
   }
@@ -114,12 +124,6 @@ class TreeRemoval {
 bool isProtectedBySticky(const struct stat& folder, const struct stat& item) {
   const uid_t user = geteuid();
   return (folder.st_mode & S_ISVTX) != 0 && user != 0 && folder.st_uid != user && item.st_uid != user;
-}
-
-bool isLocked(const std::string& path) {
-  struct statx status {};
-  return statx(AT_FDCWD, path.c_str(), AT_SYMLINK_NOFOLLOW, 0, &status) == 0 &&
-         (status.stx_attributes & (STATX_ATTR_IMMUTABLE | STATX_ATTR_APPEND)) != 0;
 }
 
 /// Whether the process may take things out of the folder, as it is or once it has given itself access.
@@ -167,7 +171,7 @@ Error removeTree(const std::string& path) {
   if (name == "." || name == "..") return posixError(EINVAL, path);
   if (auto error = checkRemovable(item)) return error;
   if (unlink(item.c_str()) == 0) return {};
-  return errno == EISDIR ? removeFolder(item) : posixError(errno, path);
+  return isRefusedFolder(AT_FDCWD, item.c_str()) ? removeFolder(item) : posixError(errno, path);
 }
 
 }  // namespace platform

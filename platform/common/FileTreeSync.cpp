@@ -5,9 +5,10 @@
 #include <cerrno>
 
 #include "platform/Path.h"
-#include "platform/linux/FileDescriptor.h"
-#include "platform/linux/FileTree.h"
-#include "platform/linux/FolderEntries.h"
+#include "platform/common/FileDescriptor.h"
+#include "platform/common/FileTree.h"
+#include "platform/common/FolderEntries.h"
+#include "platform/common/ItemCalls.h"
 
 namespace platform {
 namespace {
@@ -23,7 +24,7 @@ Error flushVolumeOf(const std::string& path) {
     sync();
     return {};
   }
-  return syncfs(item.get()) == 0 ? Error{} : posixError(errno, path);
+  return flushedVolume(item.get()) ? Error{} : posixError(errno, path);
 }
 
 /// The open files and folders of a small tree. Links are their names, which stand in their folders.
@@ -61,11 +62,6 @@ class OpenTree {
 };
 
 }  // namespace
-
-/// Some file systems cannot flush a folder and say EINVAL; they have nothing to flush.
-bool flushed(int item) {
-  return fsync(item) == 0 || errno == EINVAL;
-}
 
 Error makeTreeDurable(const std::string& path) {
   OpenTree tree;

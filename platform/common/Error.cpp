@@ -1,22 +1,13 @@
 #include "platform/Error.h"
 
-#include <array>
-#include <cstring>
+#include <system_error>
 
 #include "platform/Printable.h"
 
 namespace platform {
-namespace {
-
-std::string systemText(int number) {
-  std::array<char, 128> buffer{};
-  return strerror_r(number, buffer.data(), buffer.size());
-}
-
-}  // namespace
 
 Error posixError(int number, std::string_view subject) {
-  std::string description = systemText(number);
+  std::string description = std::generic_category().message(number);
   if (!subject.empty()) description = onOneLine(subject) + ": " + description;
   return {kPosixErrorDomain, number, std::move(description)};
 }
