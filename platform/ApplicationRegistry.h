@@ -20,9 +20,9 @@ struct Found {
   bool sawEverything = true;
 };
 
-/// Paths of the bundles that declare the URL scheme (compared without regard to case; without "://"), in
-/// registration order, newly found ones last in path order. A known bundle that cannot be read now counts as
-/// what it was; links are followed.
+/// Paths of the bundles that declare the URL scheme (compared without regard to case; without "://"), in the
+/// system's order of preference where it has one, else in registration order, newly found ones last in path
+/// order. A known bundle that cannot be read now counts as what it was; links are followed.
 [[nodiscard]] Found applicationsForUrlScheme(const std::string& scheme);
 
 /// The same for a bundle identifier (compared without regard to case).
@@ -31,9 +31,11 @@ struct Found {
 /// The one bundle with that identifier that the system would open; at most one path.
 [[nodiscard]] Found findApplication(const std::string& identifier);
 
-/// As `applicationsForUrlScheme`, for every scheme that a known bundle declares, in one look: paths by scheme
-/// in lower case. Does not tell whether everything was seen.
-[[nodiscard]] std::map<std::string, std::vector<std::string>> applicationsByUrlScheme();
+/// As `applicationsForUrlScheme`, for `family` and every longer scheme that begins with it, in one look:
+/// paths by scheme in lower case. A scheme that only bundles declare which do not declare `family` itself may
+/// be left out. Does not tell whether everything was seen.
+[[nodiscard]] std::map<std::string, std::vector<std::string>> applicationsByUrlScheme(
+    const std::string& family);
 
 /// Registers the bundle at `path`, or brings what is known of it up to date. Fails when there is no bundle
 /// with a readable information dictionary at the path, or the registry cannot be written (domain OSStatus).

@@ -25,12 +25,15 @@ struct NativeMutex;
                                   std::chrono::milliseconds limit);
 
 /// Runs the body of a thread. An exception that leaves it is given to `boundary`, which finds it as the
-/// current one and does not return; the unwinding of a cancelled thread is none, and goes on.
+/// current one and does not return; the unwinding of a cancelled thread, where the system does that, is none,
+/// and goes on.
 void runThreadBody(const std::function<void()>& body, void (*boundary)() noexcept);
 
 /// Where a cancellation of a thread takes effect: nowhere, where it sleeps or waits (a cancellation point;
 /// the thread is unwound from there, and leaves no lock held), or wherever it is, also in the middle of a
-/// calculation.
+/// calculation. Some systems unwind no thread (it just ends, and what its scopes hold stays held) and see a
+/// calculating one only where it sets a cancellation: on those it is a last resort, after which nothing may
+/// be used that the thread worked on.
 enum class Cancellation : unsigned char { never, whereItWaits, atOnce };
 
 /// Of the calling thread, as set last. To ask the system costs more than most of what the scopes below guard.

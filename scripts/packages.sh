@@ -26,12 +26,27 @@ require_packages() {
       apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
 }
 
+is_available() {
+  [[ $(apt-cache policy "$1" 2>/dev/null) == *"Candidate: "[0-9]* ]]
+}
+
 # want_packages <name>...: those of them that this system's release has; for what can be done without
 want_packages() {
   local package
   for package in "$@"; do
-    [[ $(apt-cache policy "$package" 2>/dev/null) == *"Candidate: "[0-9]* ]] || continue
+    is_available "$package" || continue
     require_packages "$package" || return 1
+  done
+}
+
+# first_available <name>...: the first of them that this system's release has; none of them is an empty line
+first_available() {
+  local package
+  for package in "$@"; do
+    if is_available "$package"; then
+      echo "$package"
+      return
+    fi
   done
 }
 

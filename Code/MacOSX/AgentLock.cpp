@@ -14,7 +14,7 @@ constexpr std::uint32_t kPauseMs = 100;
 /// Whether no run of the user can take the lock: the folder may not be read, or its volume knows no locks.
 bool meansNoLocks(std::int64_t number) {
   return number == EACCES || number == EBADF || number == EINVAL || number == ENOLCK || number == ENOSYS ||
-         number == EOPNOTSUPP;
+         number == ENOTSUP;
 }
 
 /// Without the lock, for another reason than that somebody has it.

@@ -68,7 +68,7 @@ class TemporaryFile {
   }
 
   [[nodiscard]] bool store(const std::string& bytes) {
-    return writeAll(_file.get(), bytes) && fsync(_file.get()) == 0 && _file.close();
+    return writeAll(_file.get(), bytes) && flushed(_file.get()) && _file.close();
   }
 
   [[nodiscard]] bool renameTo(const std::string& name) {

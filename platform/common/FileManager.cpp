@@ -62,7 +62,8 @@ Error setPermissions(const std::string& path, unsigned permissions) {
   struct stat status {};
   if (lstat(path.c_str(), &status) != 0) return posixError(errno, path);
   if ((status.st_mode & 07777) == permissions) return {};
-  const bool done = fchmodat(AT_FDCWD, path.c_str(), permissions, AT_SYMLINK_NOFOLLOW) == 0;
+  const bool done =
+      fchmodat(AT_FDCWD, path.c_str(), static_cast<mode_t>(permissions), AT_SYMLINK_NOFOLLOW) == 0;
   return done ? Error{} : posixError(errno, path);
 }
 
@@ -82,7 +83,7 @@ bool FileManager::isWritable(const std::string& path) const {
 Error FileManager::fileSystemNumber(const std::string& path, std::uint64_t& number) const {
   struct stat status {};
   if (stat(path.c_str(), &status) != 0) return posixError(errno, path);
-  number = status.st_dev;
+  number = static_cast<std::uint64_t>(status.st_dev);
   return {};
 }
 
@@ -103,8 +104,8 @@ Error FileManager::createFolder(const std::string& path) {
     if (make()) return {};
   }
   const int number = errno;
-  return number == EEXIST && FileManager::itemKind(path) == ItemKind::folder ? Error{}
-                                                                             : posixError(number, path);
+  const bool isTaken = number == EEXIST || number == EISDIR;  // some systems say the latter of the root
+  return isTaken && FileManager::itemKind(path) == ItemKind::folder ? Error{} : posixError(number, path);
 }
 
 Error FileManager::copyItem(const std::string& from, const std::string& to) {

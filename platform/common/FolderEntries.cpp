@@ -12,10 +12,11 @@ namespace platform {
 
 bool forEachEntry(int folder, const std::function<void(const char* name, bool mayBeFolder)>& take) {
   FileDescriptor duplicate(fcntl(folder, F_DUPFD_CLOEXEC, 0));
+  // Not the stream is rewound: some believe that they begin where the descriptor stands.
+  if (!duplicate.isOpen() || lseek(duplicate.get(), 0, SEEK_SET) != 0) return false;
   const std::unique_ptr<DIR, int (*)(DIR*)> stream(fdopendir(duplicate.get()), &closedir);
   if (!stream) return false;
   static_cast<void>(duplicate.release());  // the stream closes it
-  rewinddir(stream.get());
   errno = 0;
   while (const dirent* entry = readdir(stream.get())) {
     const char* name = static_cast<const char*>(entry->d_name);

@@ -6,7 +6,8 @@
 namespace platform {
 
 /// Renames, in one step, to a name that is free; EEXIST when it is taken by anything, EXDEV on another
-/// volume. The names are relative to open folders (AT_FDCWD: the current one).
+/// volume; EINVAL, ENOSYS or ENOTSUP on a volume that cannot do that in one step. The names are relative to
+/// open folders (AT_FDCWD: the current one).
 [[nodiscard]] bool renameToFreeName(int fromFolder, const char* from, int toFolder, const char* to);
 
 /// Whether the item's own flags forbid that it is changed or removed.

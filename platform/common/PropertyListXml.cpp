@@ -101,17 +101,6 @@ bool parseLeaf(Element element, std::string& text, Value& value) {
   }
 }
 
-Value dictionaryOrUid(Dictionary dictionary) {
-  if (dictionary.size() == 1) {
-    const Value* number = find(dictionary, kUidKey);
-    const auto* integer = number != nullptr ? number->as<std::int64_t>() : nullptr;
-    if (integer != nullptr && *integer >= 0) return Uid{static_cast<std::uint64_t>(*integer)};
-    const auto* large = number != nullptr ? number->as<std::uint64_t>() : nullptr;
-    if (large != nullptr) return Uid{*large};
-  }
-  return dictionary;
-}
-
 /// The line that the parser is at; older versions of the library have it under its old name only.
 std::uint64_t currentLine(XML_Parser parser) {
 #if XML_MAJOR_VERSION > 2 || XML_MINOR_VERSION >= 9

@@ -169,7 +169,7 @@ std::string compose(const Parts& parts, const std::string& path) {
 
 /// RFC 3986, section 5.2.3: the reference's path in the folder of the base's.
 std::string mergedPath(const Parts& base, std::string_view path) {
-  if (base.authority && base.path.empty()) return "/" + std::string(path);
+  if (base.authority && base.path.empty()) return '/' + std::string(path);
   const std::size_t slash = base.path.rfind('/');
   const std::size_t folder = slash == std::string_view::npos ? 0 : slash + 1;
   return std::string(base.path.substr(0, folder)).append(path);

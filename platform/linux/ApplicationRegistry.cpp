@@ -204,11 +204,12 @@ Found findApplication(const std::string& identifier) {
   return found;
 }
 
-std::map<std::string, std::vector<std::string>> applicationsByUrlScheme() {
+std::map<std::string, std::vector<std::string>> applicationsByUrlScheme(const std::string& family) {
+  const std::string wanted = lowerCase(family);
   std::map<std::string, std::vector<std::string>> found;
   for (const auto& application : currentView().applications)
     for (const auto& scheme : application.schemes)
-      found[scheme].push_back(application.path);
+      if (scheme.starts_with(wanted)) found[scheme].push_back(application.path);
   return found;
 }
 

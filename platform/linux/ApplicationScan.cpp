@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
-#include <set>
 #include <string_view>
 
 #include "platform/Bundle.h"
@@ -14,6 +13,7 @@
 #include "platform/Folders.h"
 #include "platform/Path.h"
 #include "platform/Text.h"
+#include "platform/common/BundleSchemes.h"
 #include "platform/common/FileDescriptor.h"
 #include "platform/common/FolderEntries.h"
 #include "platform/linux/Bundles.h"
@@ -44,36 +44,12 @@ std::string textOf(const plist::Dictionary& dictionary, const std::string& key) 
   return text != nullptr ? *text : std::string();
 }
 
-/// Null when there is no array of that name.
-const plist::Array* arrayOf(const plist::Dictionary& dictionary, const std::string& key) {
-  const plist::Value* value = plist::find(dictionary, key);
-  return value != nullptr ? value->as<plist::Array>() : nullptr;
-}
-
-void addSchemes(const plist::Dictionary& type, std::set<std::string>& schemes) {
-  const plist::Array* names = arrayOf(type, "CFBundleURLSchemes");
-  if (names == nullptr) return;
-  for (const auto& name : *names) {
-    const auto* text = name.as<std::string>();
-    if (text != nullptr && text->find('\n') == std::string::npos) schemes.insert(lowerCase(*text));
-  }
-}
-
-std::vector<std::string> schemesOf(const plist::Dictionary& information) {
-  std::set<std::string> schemes;
-  if (const plist::Array* types = arrayOf(information, "CFBundleURLTypes")) {
-    for (const auto& type : *types)
-      if (const auto* dictionary = type.as<plist::Dictionary>()) addSchemes(*dictionary, schemes);
-  }
-  return {schemes.begin(), schemes.end()};
-}
-
 Error readInformation(Application& application) {
   plist::Dictionary information;
   if (auto error = bundleInformation(application.path, information)) return error;
   application.identifier = lowerCase(textOf(information, "CFBundleIdentifier"));
   application.version = textOf(information, "CFBundleVersion");
-  application.schemes = schemesOf(information);
+  application.schemes = urlSchemesOf(information);
   return {};
 }
 

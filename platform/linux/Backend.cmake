@@ -6,8 +6,6 @@ find_package(CURL REQUIRED) # headers only: the library is loaded at the first r
 target_sources(
   vantora_platform_common
   PRIVATE
-    common/PropertyListBinary.cpp
-    common/PropertyListParse.cpp
     common/PropertyListXml.cpp
     common/PropertyListXmlWriter.cpp
     common/RunLoop.cpp)
@@ -47,6 +45,7 @@ vantora_library(
     linux/SystemVersion.cpp
     linux/Task.cpp
     linux/Thread.cpp
+    linux/UrlDownload.cpp
     linux/UrlExchange.cpp
     linux/UrlLoading.cpp
   LIBS Threads::Threads ${CMAKE_DL_LIBS}

@@ -7,9 +7,9 @@
 #include <utility>
 
 #include "platform/Path.h"
-#include "platform/common/ItemCalls.h"
 #include "platform/common/FreeNames.h"
 #include "platform/common/HiddenNames.h"
+#include "platform/common/ItemCalls.h"
 #include "platform/linux/HttpTransfer.h"
 
 namespace platform {

@@ -17,7 +17,7 @@ constexpr std::chrono::milliseconds kPause{5};
 }  // namespace
 
 FileLock::FileLock(const std::string& guardedFile) {
-  const std::string path = joinPath(parentFolder(guardedFile), "." + lastComponent(guardedFile) + ".lock");
+  const std::string path = joinPath(parentFolder(guardedFile), '.' + lastComponent(guardedFile) + ".lock");
   _file = openAt(AT_FDCWD, path.c_str(), O_RDONLY | O_CREAT | O_NOFOLLOW, 0644);
   const auto end = std::chrono::steady_clock::now() + kLimit;
   while (_file.isOpen()) {

@@ -1,6 +1,7 @@
 #include "platform/Folders.h"
 
 #include "platform/Path.h"
+#include "platform/common/AccountHome.h"
 #include "platform/linux/Roots.h"
 
 namespace platform {

@@ -1,6 +1,5 @@
 #include "platform/LaunchAgent.h"
 
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -8,17 +7,13 @@
 
 #include "platform/FileContents.h"
 #include "platform/FileManager.h"
-#include "platform/Folders.h"
 #include "platform/Path.h"
-#include "platform/Process.h"
-#include "platform/PropertyList.h"
+#include "platform/common/LaunchAgentFiles.h"
 #include "platform/common/LaunchAgentList.h"
 #include "platform/linux/Roots.h"
 
 namespace platform {
 namespace {
-
-constexpr std::chrono::seconds kManagerLimit{10};
 
 /// The files of one agent.
 struct AgentFiles {
@@ -29,13 +24,13 @@ struct AgentFiles {
 };
 
 Error filesOf(const std::string& label, AgentFiles& files) {
-  if (!isAgentLabel(label)) return posixError(EINVAL, label);
-  const auto library = libraryFolder();
+  std::string plist;
+  if (auto error = findAgentList(label, plist)) return error;
   const auto configuration = baseFolder("XDG_CONFIG_HOME", ".config");
-  if (!library || !configuration) return posixError(ENOENT, label);
+  if (!configuration) return posixError(ENOENT, label);
   const std::string units = joinPath(*configuration, "systemd/user/");
-  files = {joinPath(*library, "LaunchAgents/" + label + ".plist"), units + label + ".service",
-           units + label + ".timer", units + "timers.target.wants/" + label + ".timer"};
+  files = {plist, units + label + ".service", units + label + ".timer",
+           units + "timers.target.wants/" + label + ".timer"};
   return {};
 }
 
@@ -64,7 +59,7 @@ std::string serviceUnit(const LaunchAgent& agent, const AgentFiles& files) {
   // A unit's own program may not have every name that a file can have; the shell's argument may.
   std::string command = R"(/bin/sh -c "exec \"$$0\" \"$$@\"")";
   for (const auto& argument : agent.arguments)
-    command += " " + quotedWord(argument);
+    command += ' ' + quotedWord(argument);
   // Without its plist the agent counts as removed, as it does where the plist itself is what starts it.
   return "[Unit]\nDescription=" + agent.label + "\nConditionPathExists=" + withoutSpecifiers(files.plist) +
          "\n\n[Service]\nType=oneshot\nExecStart=" + command + "\n";
@@ -81,10 +76,6 @@ Error writeInFolder(const std::string& path, const std::string& text) {
   return writeFileAtomically(path, text);
 }
 
-Error removeIfThere(const std::string& path) {
-  return unlink(path.c_str()) == 0 || errno == ENOENT || errno == ENOTDIR ? Error{} : posixError(errno, path);
-}
-
 Error linkTimer(const AgentFiles& files) {
   if (auto error = defaultFileManager().createFolder(parentFolder(files.timerLink))) return error;
   if (auto error = removeIfThere(files.timerLink)) return error;
@@ -92,29 +83,21 @@ Error linkTimer(const AgentFiles& files) {
   return symlink(target.c_str(), files.timerLink.c_str()) == 0 ? Error{} : posixError(errno, files.timerLink);
 }
 
-/// Whether a user manager runs that reads the files which are written here: it goes by the account's home
-/// folder, whatever this process's environment says.
+/// Whether a user manager runs that reads the files which are written here.
 bool isManagerReachable() {
   const char* runtimeFolder = getenv("XDG_RUNTIME_DIR");
-  return runtimeFolder != nullptr && homeFolder() == accountHomeFolder() &&
+  return runtimeFolder != nullptr && isReadBySession() &&
          access(joinPath(runtimeFolder, "systemd/private").c_str(), W_OK) == 0;
 }
 
-/// The files decide at the next session in any case, so an outcome has no bearing here.
-void tellManager(std::vector<std::string> arguments) {
+void tellUserManager(std::vector<std::string> arguments) {
   arguments.insert(arguments.begin(), {"--user", "--quiet", "--no-block"});
   process::SpawnRequest request;
   request.path = "systemctl";
   request.arguments = std::move(arguments);
   request.environment = process::currentEnvironment();
   request.searchPath = true;
-  process::ProcessId child = 0;
-  if (process::spawn(request, child)) return;
-  process::WaitOutcome outcome = process::WaitOutcome::timedOut;
-  const Error error = process::waitForExit(child, kManagerLimit, outcome);
-  if (error || outcome == process::WaitOutcome::timedOut) static_cast<void>(process::sendKill(child));
-  while (waitpid(child, nullptr, 0) < 0 && errno == EINTR) {
-  }
+  tellManager(request);
 }
 
 }  // namespace
@@ -127,11 +110,10 @@ Error installLaunchAgent(const LaunchAgent& agent) {
   if (auto error = writeInFolder(files.service, serviceUnit(agent, files))) return error;
   if (auto error = writeInFolder(files.timer, timerUnit(agent))) return error;
   if (auto error = linkTimer(files)) return error;
-  if (auto error = defaultFileManager().createFolder(parentFolder(files.plist))) return error;
-  if (auto error = plist::write(files.plist, agentList(agent))) return error;
+  if (auto error = writeAgentList(files.plist, agent)) return error;
   if (isManagerReachable()) {
-    tellManager({"daemon-reload"});
-    tellManager({"restart", agent.label + ".timer"});
+    tellUserManager({"daemon-reload"});
+    tellUserManager({"restart", agent.label + ".timer"});
   }
   return {};
 }
@@ -145,8 +127,8 @@ Error removeLaunchAgent(const std::string& label) {
     if (!first.failed()) first = error;
   }
   if (isManagerReachable()) {
-    tellManager({"stop", label + ".timer"});
-    tellManager({"daemon-reload"});
+    tellUserManager({"stop", label + ".timer"});
+    tellUserManager({"daemon-reload"});
   }
   return first;
 }

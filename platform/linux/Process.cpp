@@ -4,7 +4,6 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
-#include <spawn.h>
 #include <sys/ptrace.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
@@ -15,143 +14,49 @@
 #include <climits>
 #include <cstdlib>
 #include <memory>
-#include <thread>
 
 #include "platform/common/FileDescriptor.h"
+#include "platform/common/ProcessEnvironment.h"
+#include "platform/common/ProcessSpawn.h"
+#include "platform/common/ProcessWait.h"
+#include "platform/common/Timespec.h"
 
 namespace platform::process {
 namespace {
 
-constexpr int kFirstOwnDescriptor = 3;
-constexpr const char* kNullPath = "/dev/null";
-constexpr auto kTracerPause = std::chrono::milliseconds(1);
-
-std::vector<char*> pointersTo(std::vector<std::string>& texts) {
-  std::vector<char*> pointers;
-  pointers.reserve(texts.size() + 1);
-  for (std::string& text : texts)
-    pointers.push_back(text.data());
-  pointers.push_back(nullptr);
-  return pointers;
+/// One descriptor may serve as output and as error; a standard one that was filled before is not a spare
+/// copy.
+bool isNeededLater(const StreamPlan& plan, int target) {
+  const int descriptor = plan.descriptors[static_cast<std::size_t>(target)];
+  const auto later = plan.descriptors.begin() + target + 1;
+  return descriptor <= target ||
+         std::find(later, plan.descriptors.end(), descriptor) != plan.descriptors.end();
 }
 
-/// The argument and environment vectors of a new program; they own their texts.
-struct ProgramVectors {
-  explicit ProgramVectors(const SpawnRequest& request) : environmentTexts(request.environment) {
-    argumentTexts.push_back(request.path);
-    argumentTexts.insert(argumentTexts.end(), request.arguments.begin(), request.arguments.end());
-    arguments = pointersTo(argumentTexts);
-    environment = pointersTo(environmentTexts);
+Error fill(int target, const StreamPlan& plan, FileActions& actions) {
+  const int descriptor = plan.descriptors[static_cast<std::size_t>(target)];
+  if (descriptor == target) return {};
+  if (descriptor == -1) return actions.close(target);
+  if (descriptor == kNullDevice) return actions.openNullDevice(target);
+  if (Error error = actions.duplicate(descriptor, target)) return error;
+  return isNeededLater(plan, target) ? Error{} : actions.close(descriptor);
+}
+
+Error fillStreams(const StreamPlan& plan, FileActions& actions) {
+  for (int target = 0; target < static_cast<int>(plan.descriptors.size()); ++target) {
+    if (Error error = fill(target, plan, actions)) return error;
   }
+  return {};
+}
 
-  std::vector<std::string> argumentTexts;
-  std::vector<std::string> environmentTexts;
-  std::vector<char*> arguments;
-  std::vector<char*> environment;
-};
+Error changeFolder(const std::string& path, FileActions& actions) {
+  return systemCallError("posix_spawn_file_actions_addchdir_np",
+                         posix_spawn_file_actions_addchdir_np(actions.get(), path.c_str()));
+}
 
-// ------------------------------------------------------------------------------------------- posix_spawn
-
-class FileActions {
- public:
-  FileActions() : _initError(posix_spawn_file_actions_init(&_actions)) {}
-  ~FileActions() {
-    if (_initError == 0) posix_spawn_file_actions_destroy(&_actions);
-  }
-  FileActions(const FileActions&) = delete;
-  FileActions& operator=(const FileActions&) = delete;
-
-  [[nodiscard]] Error initialised() const {
-    return systemCallError("posix_spawn_file_actions_init", _initError);
-  }
-
-  Error add(const StreamPlan& plan) {
-    for (int target = 0; target < static_cast<int>(plan.descriptors.size()); ++target) {
-      if (Error error = fill(target, plan)) return error;
-    }
-    return {};
-  }
-
-  Error changeFolder(const std::string& path) {
-    return systemCallError("posix_spawn_file_actions_addchdir_np",
-                           posix_spawn_file_actions_addchdir_np(&_actions, path.c_str()));
-  }
-
-  Error closeTheRest() {
-    const int error = posix_spawn_file_actions_addclosefrom_np(&_actions, kFirstOwnDescriptor);
-    return systemCallError("posix_spawn_file_actions_addclose", error);
-  }
-
-  [[nodiscard]] const posix_spawn_file_actions_t* get() const { return &_actions; }
-
- private:
-  /// One descriptor may serve as output and as error; a standard one that was filled before is not a spare
-  /// copy.
-  static bool isNeededLater(const StreamPlan& plan, int target) {
-    const int descriptor = plan.descriptors[static_cast<std::size_t>(target)];
-    const auto later = plan.descriptors.begin() + target + 1;
-    return descriptor <= target ||
-           std::find(later, plan.descriptors.end(), descriptor) != plan.descriptors.end();
-  }
-
-  Error fill(int target, const StreamPlan& plan) {
-    const int descriptor = plan.descriptors[static_cast<std::size_t>(target)];
-    if (descriptor == target) return {};
-    if (descriptor == -1) return close(target);
-    if (descriptor == kNullDevice) {
-      const int error = posix_spawn_file_actions_addopen(&_actions, target, kNullPath, O_RDWR, 0);
-      return systemCallError("posix_spawn_file_actions_addopen", error);
-    }
-    if (const int error = posix_spawn_file_actions_adddup2(&_actions, descriptor, target)) {
-      return systemCallError("posix_spawn_file_actions_adddup2", error);
-    }
-    return isNeededLater(plan, target) ? Error{} : close(descriptor);
-  }
-
-  Error close(int descriptor) {
-    return systemCallError("posix_spawn_file_actions_addclose",
-                           posix_spawn_file_actions_addclose(&_actions, descriptor));
-  }
-
-  posix_spawn_file_actions_t _actions;
-  int _initError;
-};
-
-class SpawnAttributes {
- public:
-  SpawnAttributes() : _initError(posix_spawnattr_init(&_attributes)) {}
-  ~SpawnAttributes() {
-    if (_initError == 0) posix_spawnattr_destroy(&_attributes);
-  }
-  SpawnAttributes(const SpawnAttributes&) = delete;
-  SpawnAttributes& operator=(const SpawnAttributes&) = delete;
-
-  [[nodiscard]] Error initialised() const { return systemCallError("posix_spawnattr_init", _initError); }
-
-  /// The flags of a plan, and signals as a new program expects them.
-  Error set(std::uint16_t flags) {
-    sigset_t signals;
-    sigfillset(&signals);
-    if (const int error = posix_spawnattr_setsigdefault(&_attributes, &signals)) {
-      return systemCallError("posix_spawnattr_setsigdefault", error);
-    }
-    sigemptyset(&signals);
-    if (const int error = posix_spawnattr_setsigmask(&_attributes, &signals)) {
-      return systemCallError("posix_spawnattr_setsigmask", error);
-    }
-    const int all = flags | POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK;
-    return systemCallError("posix_spawnattr_setflags",
-                           posix_spawnattr_setflags(&_attributes, static_cast<short>(all)));
-  }
-  [[nodiscard]] const posix_spawnattr_t* get() const { return &_attributes; }
-
- private:
-  posix_spawnattr_t _attributes;
-  int _initError;
-};
-
-std::uint16_t flagsOf(const SpawnRequest& request) {
-  return request.streams ? request.streams->flags : std::uint16_t{0};
+Error closeTheRest(FileActions& actions) {
+  return systemCallError("posix_spawn_file_actions_addclose",
+                         posix_spawn_file_actions_addclosefrom_np(actions.get(), kFirstOwnDescriptor));
 }
 
 Error prepare(const SpawnRequest& request, FileActions& actions, SpawnAttributes& attributes) {
@@ -159,22 +64,19 @@ Error prepare(const SpawnRequest& request, FileActions& actions, SpawnAttributes
   if (Error error = attributes.initialised()) return error;
   if (Error error = attributes.set(flagsOf(request))) return error;
   if (request.streams) {
-    if (Error error = actions.add(*request.streams)) return error;
+    if (Error error = fillStreams(*request.streams, actions)) return error;
   }
   if (!request.workingFolder.empty()) {
-    if (Error error = actions.changeFolder(request.workingFolder)) return error;
+    if (Error error = changeFolder(request.workingFolder, actions)) return error;
   }
-  return actions.closeTheRest();
+  return closeTheRest(actions);
 }
 
-Error spawnRunning(const SpawnRequest& request, ProgramVectors& vectors, ProcessId& child) {
+Error spawnRunning(const SpawnRequest& request, const ProgramVectors& vectors, ProcessId& child) {
   FileActions actions;
   SpawnAttributes attributes;
   if (Error error = prepare(request, actions, attributes)) return error;
-  const auto spawnFunction = request.searchPath ? posix_spawnp : posix_spawn;
-  return systemCallError("posix_spawn",
-                         spawnFunction(&child, request.path.c_str(), actions.get(), attributes.get(),
-                                       vectors.arguments.data(), vectors.environment.data()));
+  return spawnProgram(request, vectors, actions, attributes, child);
 }
 
 // -------------------------------------------------------------------------------------- suspended start
@@ -301,32 +203,6 @@ Error spawnStopped(const SpawnRequest& request, const ProgramVectors& vectors, P
   return detachStopped(forked);
 }
 
-timespec toTimespec(std::chrono::milliseconds duration) {
-  const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(duration);
-  const std::chrono::nanoseconds rest = duration - seconds;
-  return {static_cast<time_t>(seconds.count()), static_cast<long>(rest.count())};
-}
-
-/// Whether the end of a process whose watch is ready can be collected. What is no child of ours has nothing
-/// to be collected.
-bool isCollectable(int watch) {
-  siginfo_t end{};
-  int answer;
-  do {
-    answer = ::waitid(P_PIDFD, static_cast<id_t>(watch), &end, WEXITED | WNOWAIT | WNOHANG);
-  } while (answer != 0 && errno == EINTR);
-  return answer != 0 || end.si_pid != 0;
-}
-
-/// A tracer (a debugger, say) learns of the end first, and the child is ours only when it lets it go.
-WaitOutcome waitForTracer(int watch, std::optional<std::chrono::steady_clock::time_point> deadline) {
-  while (!isCollectable(watch)) {
-    if (deadline && std::chrono::steady_clock::now() >= *deadline) return WaitOutcome::timedOut;
-    std::this_thread::sleep_for(kTracerPause);
-  }
-  return WaitOutcome::exited;
-}
-
 bool isNumber(const char* text) {
   return *text != '\0' && std::all_of(text, text + std::char_traits<char>::length(text),
                                       [](char c) { return c >= '0' && c <= '9'; });
@@ -335,7 +211,7 @@ bool isNumber(const char* text) {
 }  // namespace
 
 Error spawn(const SpawnRequest& request, ProcessId& child) {
-  ProgramVectors vectors(request);
+  const ProgramVectors vectors(request);
   return request.startSuspended ? spawnStopped(request, vectors, child)
                                 : spawnRunning(request, vectors, child);
 }
@@ -346,8 +222,7 @@ Error waitForExit(ProcessId child, std::optional<std::chrono::milliseconds> limi
     const bool isAboutProcess = errno == ESRCH || errno == EINVAL;
     return systemCallError(isAboutProcess ? "kevent" : "kqueue", errno);
   }
-  std::optional<std::chrono::steady_clock::time_point> deadline;
-  if (limit) deadline = std::chrono::steady_clock::now() + *limit;
+  const Deadline deadline = deadlineAfter(limit);
   pollfd entry{watch.get(), POLLIN, 0};
   const timespec time = limit ? toTimespec(*limit) : timespec{};
   int ready;
@@ -355,18 +230,15 @@ Error waitForExit(ProcessId child, std::optional<std::chrono::milliseconds> limi
     ready = ::ppoll(&entry, 1, limit ? &time : nullptr, nullptr);
   } while (ready < 0 && errno == EINTR);
   if (ready < 0) return systemCallError("kevent", errno);
-  outcome = ready == 0                      ? WaitOutcome::timedOut
-            : (entry.revents & POLLIN) != 0 ? waitForTracer(watch.get(), deadline)
-                                            : WaitOutcome::unexpected;
+  if (ready == 0) {
+    outcome = WaitOutcome::timedOut;
+  } else if ((entry.revents & POLLIN) == 0) {
+    outcome = WaitOutcome::unexpected;
+  } else {
+    // A tracer (a debugger, say) learns of the end first, and the child is ours only when it lets it go.
+    outcome = waitForCollection(P_PIDFD, static_cast<id_t>(watch.get()), deadline);
+  }
   return {};
-}
-
-Error sendKill(ProcessId process) {
-  return systemCallError("kill", ::kill(process, SIGKILL) == 0 ? 0 : errno);
-}
-
-Error sendContinue(ProcessId process) {
-  return systemCallError("kill", ::kill(process, SIGCONT) == 0 ? 0 : errno);
 }
 
 Error listProcesses(std::vector<ProcessId>& processes) {
@@ -390,32 +262,11 @@ Error executablePath(ProcessId process, std::string& path) {
 }
 
 std::vector<std::string> currentEnvironment() {
-  std::vector<std::string> entries;
-  for (char** entry = environ; entry != nullptr && *entry != nullptr; ++entry)
-    entries.emplace_back(*entry);
-  return entries;
+  return entriesOf(environ);
 }
 
 std::vector<std::string> toolEnvironment() {
-  std::vector<std::string> entries{"PATH=/usr/bin:/bin:/usr/sbin:/sbin", "LC_ALL=C.UTF-8"};
-  for (const char* name : {"HOME", "USER", "LOGNAME", "TMPDIR"}) {
-    if (const char* value = std::getenv(name)) entries.push_back(std::string(name) + "=" + value);
-  }
-  return entries;
-}
-
-void settleSignals() {
-  ::signal(SIGPIPE, SIG_IGN);
-  ::signal(SIGXFSZ, SIG_IGN);
-  ::signal(SIGCHLD, SIG_DFL);
-}
-
-void openStandardStreams() {
-  for (int stream = 0; stream < kFirstOwnDescriptor; ++stream) {
-    if (::fcntl(stream, F_GETFD) >= 0) continue;
-    // The lowest free number is this one. Where there is no null device, any descriptor keeps its place.
-    if (::open(kNullPath, O_RDWR) < 0) static_cast<void>(::open("/", O_RDONLY));
-  }
+  return toolEnvironmentIn("C.UTF-8");
 }
 
 }  // namespace platform::process

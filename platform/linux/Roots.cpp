@@ -1,9 +1,5 @@
 #include "platform/linux/Roots.h"
 
-#include <pwd.h>
-#include <unistd.h>
-
-#include <array>
 #include <cstdlib>
 
 #include "platform/Folders.h"
@@ -28,16 +24,6 @@ std::optional<std::string> systemRoot() {
   const char* root = getenv("VANTORA_SYSTEM_ROOT");
   if (root == nullptr || *root == '\0') return std::string();
   return absolutePath(root);
-}
-
-std::optional<std::string> accountHomeFolder() {
-  std::array<char, 16'384> buffer{};
-  passwd entry{};
-  passwd* found = nullptr;
-  if (getpwuid_r(getuid(), &entry, buffer.data(), buffer.size(), &found) != 0 || found == nullptr) {
-    return std::nullopt;
-  }
-  return absolutePath(found->pw_dir);
 }
 
 std::optional<std::string> baseFolder(const char* variable, const char* fallback) {

@@ -13,9 +13,6 @@ namespace platform {
 /// The absolute path that a variable holds, without a trailing "/"; none when it holds no such path.
 [[nodiscard]] std::optional<std::string> folderFromEnvironment(const char* variable);
 
-/// The home folder that the password database gives the user.
-[[nodiscard]] std::optional<std::string> accountHomeFolder();
-
 /// "$`variable`" when it holds an absolute path, else "`home`/`fallback`"; none without a home folder.
 [[nodiscard]] std::optional<std::string> baseFolder(const char* variable, const char* fallback);
 

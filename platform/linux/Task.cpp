@@ -1,7 +1,6 @@
 #include "platform/Task.h"
 
 #include <signal.h>
-#include <sys/stat.h>
 #include <sys/wait.h>
 
 #include <cerrno>
@@ -9,22 +8,9 @@
 #include <utility>
 
 #include "platform/Error.h"
+#include "platform/common/TaskLaunch.h"
 
 namespace platform {
-namespace {
-
-[[noreturn]] void refuseLaunch(const std::string& what, int error) {
-  throw LaunchException("NSInvalidArgumentException", posixError(error, what).description);
-}
-
-/// A folder is told apart from the tool here: after the spawn both are just "not found".
-void requireFolder(const std::string& path) {
-  struct stat status {};
-  if (::stat(path.c_str(), &status) != 0) refuseLaunch(path, errno);
-  if (!S_ISDIR(status.st_mode)) refuseLaunch(path, ENOTDIR);
-}
-
-}  // namespace
 
 /// The child process from the launch on.
 struct Task::Child {
@@ -46,9 +32,6 @@ void Task::Child::collect(bool wait) {
   // Somebody else collected it: how it ended is not known, so it did not end well.
   status = collected < 0 ? 255 : WIFSIGNALED(ending) ? WTERMSIG(ending) : WEXITSTATUS(ending);
 }
-
-LaunchException::LaunchException(std::string name, std::string reason)
-    : _name(std::move(name)), _reason(std::move(reason)) {}
 
 Task::Task(std::string toolPath, std::vector<std::string> toolArguments)
     : launchPath(std::move(toolPath)), arguments(std::move(toolArguments)) {}

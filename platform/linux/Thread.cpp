@@ -6,7 +6,8 @@
 #include <unistd.h>
 
 #include <array>
-#include <utility>
+
+#include "platform/common/SystemCancellation.h"
 
 namespace platform {
 
@@ -35,15 +36,7 @@ int waitOnCondition(NativeCondition* condition, NativeMutex* mutex, std::chrono:
 }
 
 void setCancellation(Cancellation wanted) {
-  const Cancellation before = std::exchange(currentCancellation, wanted);
-  int ignored = 0;
-  if (wanted == Cancellation::never) {
-    pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &ignored);
-    return;
-  }
-  const bool atOnce = wanted == Cancellation::atOnce;
-  pthread_setcanceltype(atOnce ? PTHREAD_CANCEL_ASYNCHRONOUS : PTHREAD_CANCEL_DEFERRED, &ignored);
-  if (before == Cancellation::never) pthread_setcancelstate(PTHREAD_CANCEL_ENABLE, &ignored);
+  setSystemCancellation(wanted);
 }
 
 /// The unwinding of a cancelled thread has no exception object, so the reference that catches it is null.

@@ -81,7 +81,8 @@ LogManager& manager() {
 timeval currentTime() {
   const auto now = std::chrono::floor<std::chrono::microseconds>(platform::now());
   const auto second = std::chrono::floor<std::chrono::seconds>(now);  // also before 1970
-  return {second.time_since_epoch().count(), (now - second).count()};
+  return {static_cast<time_t>(second.time_since_epoch().count()),
+          static_cast<suseconds_t>((now - second).count())};
 }
 
 void writeTo(const Slot<ILogTarget>& slot, const char* line) {

@@ -17,7 +17,7 @@ class FullInstallTest : public ::testing::Test, public test::StagedHome {
  protected:
   bool install(std::uint32_t build) {
     return parts().fullInstaller.downloadAndInstallSingleBuild(
-        build, test::MakerSite::url("b" + std::to_string(build) + ".tar"));
+        build, test::MakerSite::url('b' + std::to_string(build) + ".tar"));
   }
   const std::string work = sandbox().folder() / "work";
   const std::string outside = sandbox().folder() / "outside";

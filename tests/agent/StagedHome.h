@@ -34,7 +34,7 @@ class MakerSite {
 
   /// Publishes the full archive of a build and lists it as active.
   packager::BuildEntry& addBuild(std::uint32_t build) {
-    const std::string name = "b" + std::to_string(build) + ".tar";
+    const std::string name = 'b' + std::to_string(build) + ".tar";
     const auto file = packager::makeFullArchive(bundle(build), build, published() + "/" + name);
     auto& entry = document.activeBuilds.emplace_back();
     entry.buildNumber = static_cast<std::int32_t>(build);
@@ -44,7 +44,7 @@ class MakerSite {
   /// Publishes a delta package for the build.
   void addDelta(packager::BuildEntry& target, std::uint32_t source) {
     const auto build = static_cast<std::uint32_t>(target.buildNumber);
-    const std::string name = "d" + std::to_string(source) + "_" + std::to_string(build) + ".tar";
+    const std::string name = 'd' + std::to_string(source) + "_" + std::to_string(build) + ".tar";
     const auto package = packager::makeDeltaPackage({.sourceBundle = bundle(source),
                                                      .targetBundle = bundle(build),
                                                      .sourceBuild = source,

@@ -260,7 +260,7 @@ TEST_F(UrlLoading, AWholeDownload) {
 
 TEST_F(UrlLoading, TwentyRedirectsAreFollowed) {
   for (int i = 0; i < 20; ++i)
-    server.serve(kHost, "/" + std::to_string(i), Reply::redirect(std::to_string(i + 1) + "?a b\xC3\xBC"));
+    server.serve(kHost, '/' + std::to_string(i), Reply::redirect(std::to_string(i + 1) + "?a b\xC3\xBC"));
   server.serve(kHost, "/20", Reply::text("end"));
   EXPECT_EQ(fetch(url("/0")), 0);
   EXPECT_EQ(response.url.absoluteString(), url("/20?a%20b%C3%BC"));

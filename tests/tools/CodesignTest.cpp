@@ -206,7 +206,7 @@ class CodesignProgram : public Codesign {
 
   /// The exit status.
   [[nodiscard]] int run(const std::string& arguments) const {
-    const std::string command = "'" + (folder / "bin/codesign-verifier") + "' " + arguments + " 2>'" +
+    const std::string command = '\'' + (folder / "bin/codesign-verifier") + "' " + arguments + " 2>'" +
                                 (folder / "complaint") + "' </dev/null";
     const int status = std::system(command.c_str());
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;

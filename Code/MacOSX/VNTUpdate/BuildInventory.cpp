@@ -79,7 +79,8 @@ std::optional<std::string> BuildInventory::isInstalled(std::uint32_t buildNumber
 
 std::map<std::uint32_t, std::string> BuildInventory::installedPaths() const {
   std::map<std::uint32_t, std::string> paths;
-  for (const auto& [scheme, found] : platform::applications::applicationsByUrlScheme()) {
+  const auto product = platform::applications::applicationsByUrlScheme(std::string(kProductScheme));
+  for (const auto& [scheme, found] : product) {
     const auto build = buildOfScheme(scheme);
     if (!build) continue;
     const Endpoints endpoints = endpointsAmong({found});

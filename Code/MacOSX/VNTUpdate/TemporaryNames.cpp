@@ -48,12 +48,12 @@ std::string endpointName(std::uint32_t build) {
 }
 
 std::string deltaFolderName(std::uint32_t sourceBuild, std::uint32_t targetBuild) {
-  return "/" + signedText(sourceBuild) + "_" + signedText(targetBuild);
+  return '/' + signedText(sourceBuild) + '_' + signedText(targetBuild);
 }
 
 std::optional<TemporaryItem> temporaryItemOf(std::string_view name) {
   using Kind = TemporaryItem::Kind;
-  const std::string text = "/" + std::string(name);
+  const std::string text = '/' + std::string(name);
   if (const auto build = buildBehind<std::uint32_t>("VNT_Mac_x86_b", name)) {
     const bool isOurs = text == fullArchiveName(*build) || text == deltaArchiveName(*build);
     return isOurs ? std::optional(TemporaryItem{Kind::archive, *build}) : std::nullopt;

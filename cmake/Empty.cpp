@@ -1,0 +1,1 @@
+// What a target that only precompiles headers is made of.

@@ -1,0 +1,9 @@
+#include "platform/CodeSignature.h"
+
+namespace platform {
+
+std::string codeSignatureTool() {
+  return "/usr/bin/codesign";
+}
+
+}  // namespace platform

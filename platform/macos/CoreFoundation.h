@@ -1,0 +1,62 @@
+#pragma once
+
+#include <CoreFoundation/CoreFoundation.h>
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "platform/PropertyList.h"
+
+/// Between CoreFoundation and the platform's own types. What a function with "Create" or "Copy" in its name
+/// returns is owned by a `CFOwner`; what any other returns belongs to what it was got from.
+namespace platform {
+
+/// Owns a reference to a CoreFoundation object: `CFOwner<CFStringRef>`.
+template <typename Ref>
+class CFOwner {
+ public:
+  CFOwner() = default;
+  /// Takes over a reference that the caller owns, or none.
+  explicit CFOwner(Ref object) : _object(object) {}
+  CFOwner(CFOwner&& other) noexcept : _object(std::exchange(other._object, nullptr)) {}
+  /// Of an owner of a more special kind.
+  template <typename Other>
+  CFOwner(CFOwner<Other>&& other) noexcept : _object(other.release()) {}
+  CFOwner& operator=(CFOwner&& other) noexcept {
+    std::swap(_object, other._object);
+    return *this;
+  }
+  ~CFOwner() {
+    if (_object != nullptr) CFRelease(_object);
+  }
+
+  /// A further reference to an object that somebody else owns.
+  [[nodiscard]] static CFOwner of(Ref object) {
+    if (object != nullptr) CFRetain(object);
+    return CFOwner(object);
+  }
+
+  [[nodiscard]] Ref get() const { return _object; }
+  [[nodiscard]] Ref release() { return std::exchange(_object, nullptr); }
+  explicit operator bool() const { return _object != nullptr; }
+
+ private:
+  Ref _object = nullptr;
+};
+
+/// The text; none when it is not UTF-8.
+[[nodiscard]] CFOwner<CFStringRef> coreText(std::string_view text);
+/// The text as UTF-8, up to a zero byte; none for null, and for one that has no such form.
+[[nodiscard]] std::optional<std::string> utf8Text(CFStringRef text);
+
+[[nodiscard]] Date dateOf(CFDateRef date);
+
+/// The value as an object of the preferences service, with U+FFFD for what is no UTF-8 in its texts and keys
+/// and for what an XML list has no form for; none when there is no memory for it.
+[[nodiscard]] CFOwner<CFPropertyListRef> coreValue(const plist::Value& value);
+/// The value of such an object; none for null, and for one beyond the limits of a list.
+[[nodiscard]] std::optional<plist::Value> valueOf(CFPropertyListRef object);
+
+}  // namespace platform

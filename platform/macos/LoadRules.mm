@@ -1,0 +1,98 @@
+#import "platform/macos/LoadRules.h"
+
+#include <utility>
+
+#include "platform/Text.h"
+#include "platform/macos/UrlErrors.h"
+
+namespace platform {
+namespace {
+
+constexpr unsigned kMaxRedirects = 20;
+
+Error tooLong() {
+  return urlError(UrlErrorCode::dataLengthExceedsMaximum, "resource exceeds maximum size");
+}
+
+bool isRedirect(NSURLResponse* answer) {
+  if (![answer isKindOfClass:[NSHTTPURLResponse class]]) return false;
+  switch ([static_cast<NSHTTPURLResponse*>(answer) statusCode]) {
+    case 301:
+    case 302:
+    case 303:
+    case 307:
+    case 308:
+      return true;
+    default:
+      return false;
+  }
+}
+
+/// An answer that sends the client where the system would not go.
+Error unfollowedRedirect(const Url& url, NSURLResponse* answer) {
+  const auto location = headerField(answer, "Location");
+  if (!isRedirect(answer) || !location) return {};
+  const auto target = url.resolve(*location);
+  if (!target || target->scheme() == nullptr || lowerCase(target->scheme()).starts_with("http"))
+    return urlError(UrlErrorCode::badUrl, "bad URL of a redirect");
+  return urlError(UrlErrorCode::unsupportedUrl, "unsupported URL of a redirect");
+}
+
+/// The length of the body as it will be counted; 0 when that is not known.
+std::uint64_t announcedBodyBytes(NSURLResponse* answer) {
+  const long long length = [answer expectedContentLength];
+  const bool tells = length > 0 && !headerField(answer, "Content-Encoding");
+  return tells ? static_cast<std::uint64_t>(length) : 0;
+}
+
+}  // namespace
+
+LoadRules::LoadRules(UrlRequest request, BodyEncoding encoding)
+    : _request(std::move(request)), _encoding(encoding) {}
+
+Retained<NSMutableURLRequest> LoadRules::makeRequest(Error& error) const {
+  Retained<NSMutableURLRequest> made([[NSMutableURLRequest alloc] init]);
+  error = writeRequest(_request, _encoding, made.get());
+  return error ? Retained<NSMutableURLRequest>() : std::move(made);
+}
+
+Error LoadRules::proceed(NSURLRequest* proposed, NSURLResponse* redirect) {
+  _redirect.reset();
+  if (redirect != nil) {
+    UrlResponse answer;
+    if (Error error = readResponse(redirect, answer)) return error;
+    _redirect = std::make_unique<UrlResponse>(std::move(answer));
+    if (++_redirectsFollowed > kMaxRedirects)
+      return urlError(UrlErrorCode::tooManyRedirects, "too many HTTP redirects");
+  }
+  return readUrl([proposed URL], _request.url);
+}
+
+NSURLRequest* LoadRules::changedRequest(UrlRequest wanted, NSURLRequest* proposed, Error& error) {
+  _request = std::move(wanted);
+  NSMutableURLRequest* changed = [[proposed mutableCopy] autorelease];
+  error = writeRequest(_request, _encoding, changed);
+  return error ? nil : changed;
+}
+
+Error LoadRules::admit(NSURLResponse* answer) {
+  if (Error error = unfollowedRedirect(_request.url, answer)) return error;
+  _bodyBytes = 0;
+  _announcedBytes = announcedBodyBytes(answer);
+  const long long length = [answer expectedContentLength];
+  const bool fits = length < 0 || static_cast<std::uint64_t>(length) <= _request.sizeLimitBytes;
+  return fits ? Error() : tooLong();
+}
+
+Error LoadRules::count(std::uint64_t bytes) {
+  _bodyBytes += bytes;
+  return _bodyBytes <= _request.sizeLimitBytes ? Error() : tooLong();
+}
+
+Error LoadRules::conclude() const {
+  if (_bodyBytes >= _announcedBytes) return {};
+  return urlError(UrlErrorCode::networkConnectionLost,
+                  "The connection was closed in the body of the answer.");
+}
+
+}  // namespace platform

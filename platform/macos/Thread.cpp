@@ -1,0 +1,51 @@
+#include "platform/Thread.h"
+
+#include <pthread.h>
+
+#include <array>
+
+#include "platform/common/SystemCancellation.h"
+#include "platform/common/Timespec.h"
+
+namespace platform {
+
+void setCurrentThreadName(const std::string& name) {
+  constexpr std::size_t kLongestName = 63;  // a longer one is refused whole
+  thread_local std::array<char, kLongestName + 1> set{};
+  std::array<char, kLongestName + 1> cut{};
+  name.copy(cut.data(), kLongestName);
+  // Threads that run short tasks are named often, and what is left of the name seldom changes.
+  if (cut != set && pthread_setname_np(cut.data()) == 0) set = cut;
+}
+
+std::uint64_t currentThreadNumber() {
+  thread_local const std::uint64_t number = [] {
+    std::uint64_t asked = 0;
+    pthread_threadid_np(nullptr, &asked);
+    return asked;
+  }();
+  return number;
+}
+
+int waitOnCondition(NativeCondition* condition, NativeMutex* mutex, std::chrono::milliseconds limit) {
+  const timespec time = toTimespec(limit);
+  return pthread_cond_timedwait_relative_np(reinterpret_cast<pthread_cond_t*>(condition),
+                                            reinterpret_cast<pthread_mutex_t*>(mutex), &time);
+}
+
+/// The system looks for a cancellation only where a thread sleeps or waits. A thread that calculates is
+/// cancelled at the latest where such a scope of it begins or ends.
+void setCancellation(Cancellation wanted) {
+  setSystemCancellation(wanted);
+  if (wanted == Cancellation::atOnce) pthread_testcancel();
+}
+
+void runThreadBody(const std::function<void()>& body, void (*boundary)() noexcept) {
+  try {
+    body();
+  } catch (...) {
+    boundary();
+  }
+}
+
+}  // namespace platform

@@ -1,0 +1,20 @@
+#pragma once
+
+#import "platform/macos/Foundation.h"
+
+#include <string>
+
+#include "platform/UrlLoading.h"
+
+namespace platform {
+
+[[nodiscard]] Error urlError(UrlErrorCode code, std::string description);
+
+/// What URL loading reports, in the URL domain: its own code, else that of what lies under it, else the
+/// nearest to a code of another domain, `unknown` in the end. An error in any case, also for nil.
+[[nodiscard]] Error urlErrorOf(NSError* error);
+
+/// What a Foundation exception says, as `unknown`.
+[[nodiscard]] Error raisedUrlError(NSException* exception);
+
+}  // namespace platform

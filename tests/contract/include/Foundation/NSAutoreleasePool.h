@@ -1,0 +1,7 @@
+#pragma once
+
+#import <Foundation/NSObject.h>
+
+@interface NSAutoreleasePool : NSObject
+- (void)drain;
+@end

@@ -1,0 +1,17 @@
+#pragma once
+
+#import <Foundation/NSObject.h>
+
+@class NSDictionary;
+
+NS_ASSUME_NONNULL_BEGIN
+
+typedef NSString* NSExceptionName;
+
+@interface NSException : NSObject <NSCopying>
+@property(readonly, copy) NSExceptionName name;
+@property(nullable, readonly, copy) NSString* reason;
+@property(nullable, readonly, copy) NSDictionary* userInfo;
+@end
+
+NS_ASSUME_NONNULL_END
