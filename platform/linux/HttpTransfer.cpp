@@ -458,10 +458,6 @@ int CurlTransfer::takeTrace(CURL* /*handle*/, curl_infotype kind, char* bytes, s
 
 }  // namespace
 
-Error urlError(UrlErrorCode code, std::string description) {
-  return {kUrlErrorDomain, static_cast<std::int64_t>(code), std::move(description)};
-}
-
 std::unique_ptr<HttpTransfer> HttpTransfer::start(const UrlRequest& request, const Options& options,
                                                   HttpTransferSink& sink, Error& error) {
   if (!curl().problem.empty()) {

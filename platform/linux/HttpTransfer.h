@@ -8,13 +8,11 @@
 
 #include "platform/Error.h"
 #include "platform/UrlLoading.h"
+#include "platform/common/UrlError.h"
 #include "platform/linux/HttpCredentials.h"
 #include "platform/linux/HttpMessage.h"
 
 namespace platform {
-
-/// An error of the URL domain.
-[[nodiscard]] Error urlError(UrlErrorCode code, std::string description);
 
 /// Receives an answer, from within `HttpTransfer::process`.
 class HttpTransferSink {

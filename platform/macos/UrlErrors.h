@@ -2,13 +2,9 @@
 
 #import "platform/macos/Foundation.h"
 
-#include <string>
-
-#include "platform/UrlLoading.h"
+#include "platform/common/UrlError.h"
 
 namespace platform {
-
-[[nodiscard]] Error urlError(UrlErrorCode code, std::string description);
 
 /// What URL loading reports, in the URL domain: its own code, else that of what lies under it, else the
 /// nearest to a code of another domain, `unknown` in the end. An error in any case, also for nil.

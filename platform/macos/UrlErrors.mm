@@ -106,10 +106,6 @@ std::string descriptionOf(NSError* error) {
 
 }  // namespace
 
-Error urlError(UrlErrorCode code, std::string description) {
-  return {kUrlErrorDomain, static_cast<std::int64_t>(code), std::move(description)};
-}
-
 Error urlErrorOf(NSError* error) {
   return urlError(firstKnownCode(error), descriptionOf(error));
 }

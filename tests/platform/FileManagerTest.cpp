@@ -100,15 +100,26 @@ TEST_F(FileManagerTest, AnswersQueries) {
 }
 
 TEST_F(FileManagerTest, ACopyIsWholeOrNotThere) {
-  makeBundle(folder / "a.app");
-  EXPECT_THAT(manager.copyItem(folder / "a.app", folder / "a.app/into itself"), FailedWith(EINVAL, "a.app"));
-  mkfifo((folder / "a.app/pipe").c_str(), 0600);
-  EXPECT_THAT(manager.copyItem(folder / "a.app", folder / "b.app"), FailedWith(EOPNOTSUPP, "a.app/pipe"));
+  const std::string bundle = folder / "a.app";
+  test::writeFile(bundle + "/Contents/MacOS/program", "run");
+  chmod((bundle + "/Contents/MacOS/program").c_str(), 0555);
+  fs::create_symlink("nowhere", bundle + "/Contents/dangling");
+  EXPECT_THAT(manager.copyItem(bundle, bundle + "/into itself"), FailedWith(EINVAL, "a.app"));
+  mkfifo((bundle + "/pipe").c_str(), 0600);
+  EXPECT_THAT(manager.copyItem(bundle, folder / "b.app"), FailedWith(EOPNOTSUPP, "a.app/pipe"));
   EXPECT_FALSE(test::exists(folder / "b.app"));
-  unlink((folder / "a.app/pipe").c_str());
+  unlink((bundle + "/pipe").c_str());
+  EXPECT_THAT(manager.copyItem(bundle, folder / "c.app"), Succeeded());
+  EXPECT_THAT(manager.copyItem(bundle, folder / "c.app"), FailedWith(EEXIST, folder / "c.app"));
+  EXPECT_EQ(test::readFile(folder / "c.app/Contents/MacOS/program"), "run");
+  EXPECT_EQ(modeOf(folder / "c.app/Contents/MacOS/program"), 0555u);
+  EXPECT_EQ(fs::read_symlink(folder / "c.app/Contents/dangling"), "nowhere");
+}
+
+TEST_F(FileManagerTest, ACopyKeepsEverythingOfAProtectedBundle) {
+  makeBundle(folder / "a.app");
   const test::OrdinaryUser user;
   EXPECT_THAT(manager.copyItem(folder / "a.app", folder / "c.app"), Succeeded());
-  EXPECT_THAT(manager.copyItem(folder / "a.app", folder / "c.app"), FailedWith(EEXIST, folder / "c.app"));
   expectBundle(folder / "c.app");
 }
 
