@@ -16,7 +16,8 @@ struct LaunchAgent {
 };
 
 /// Writes the agent's plist ("LaunchAgents/<label>.plist" in the user's Library folder) and has the session
-/// start it at every interval. Removing the plist is enough to stop that for good.
+/// start it at every interval. One of that label that runs may be ended. Removing the plist is enough to stop
+/// that for good, from the next session on.
 Error installLaunchAgent(const LaunchAgent& agent);
 
 /// Removes what `installLaunchAgent` wrote, all that can be removed, and reports the first failure; what is

@@ -15,7 +15,7 @@ namespace platform::metadata {
 /// When the item came to this system. Set with FileManager::setAttributes; else the file system's own.
 [[nodiscard]] std::optional<Date> creationDate(const std::string& path);
 
-/// Records that the bundle was opened at `date`.
+/// Records that the bundle was opened at `date`. Fails with POSIX ENOTSUP where the system alone does that.
 Error setLastUsedDate(const std::string& path, Date date);
 
 }  // namespace platform::metadata

@@ -44,7 +44,8 @@ struct UrlResponse {
 };
 
 /// Who asks for credentials: the server, or a proxy (then host, port and protocol are the proxy's). Of
-/// several challenges the one that stored credentials can answer (Basic) is told, else the first.
+/// several challenges the one that stored credentials can answer (Basic) is told, else the first. Where the
+/// system tells of the server's certificate in the same way, the answer has no bearing on the trust in it.
 struct ProtectionSpace {
   std::string authenticationMethod;
   std::string host;

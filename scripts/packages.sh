@@ -39,17 +39,6 @@ want_packages() {
   done
 }
 
-# first_available <name>...: the first of them that this system's release has; none of them is an empty line
-first_available() {
-  local package
-  for package in "$@"; do
-    if is_available "$package"; then
-      echo "$package"
-      return
-    fi
-  done
-}
-
 # What the agent and its operator programs are built with and run with.
 build_packages=(
   g++ cmake ninja-build libboost-dev libcurl4-openssl-dev libssl-dev libexpat1-dev libsqlite3-dev
@@ -57,5 +46,7 @@ build_packages=(
 )
 # What the tests need beside that.
 test_packages=(libgtest-dev libgmock-dev clang clang-tidy git attr util-linux)
+# What builds for macOS are made with. The package manager npm, which fetches their headers, may come from elsewhere.
+macos_packages=(clang-16 lld-16 llvm-16 libc++-16-dev)
 # The one version that decides how the sources are formatted: Debian 12 has it, Debian 13 does not.
 formatter=clang-format-14

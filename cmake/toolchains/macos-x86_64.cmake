@@ -14,8 +14,8 @@ set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
 
-# The newest of those that were tried; its own C++ library's headers lie beside it.
-find_program(VANTORA_CLANG NAMES clang++-19 clang++-18 clang++-17 clang++-16 REQUIRED)
+# Its own C++ library's headers lie beside it. Another release of that library takes other symbols than our stub of it lists.
+find_program(VANTORA_CLANG NAMES clang++-16 REQUIRED)
 file(REAL_PATH ${VANTORA_CLANG} _clang)
 get_filename_component(_tools ${_clang} DIRECTORY)
 foreach(_language CXX OBJCXX)

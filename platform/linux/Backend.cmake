@@ -7,7 +7,6 @@ target_sources(
   vantora_platform_common
   PRIVATE
     common/PropertyListXml.cpp
-    common/PropertyListXmlWriter.cpp
     common/RunLoop.cpp)
 target_link_libraries(vantora_platform_common PRIVATE EXPAT::EXPAT)
 

@@ -20,6 +20,7 @@ vantora_library(
     macos/Preferences.cpp
     macos/Process.cpp
     macos/PropertyList.mm
+    macos/PropertyListReal.cpp
     macos/PropertyListXmlCheck.cpp
     macos/RunLoop.mm
     macos/RunningApplications.mm

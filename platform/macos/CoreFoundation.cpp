@@ -109,7 +109,7 @@ class ObjectReader {
       const auto key = readKey(keys[i]);
       if (!key || !read(values[i], dictionary[*key])) return false;
     }
-    value = std::move(dictionary);
+    value = plist::dictionaryOrUid(std::move(dictionary));
     --_depth;
     return true;
   }

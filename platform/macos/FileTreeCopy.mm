@@ -1,5 +1,6 @@
 #import "platform/macos/Foundation.h"
 
+#include <fcntl.h>
 #include <fts.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -75,7 +76,8 @@ Error takeItem(const FTSENT& item) {
     if (auto error = setImmutable(item.fts_path, false)) return error;
   }
   const bool done = lchown(item.fts_path, geteuid(), getegid()) == 0 &&
-                    (S_ISLNK(status.st_mode) || chmod(item.fts_path, status.st_mode & 01777) == 0);
+                    (S_ISLNK(status.st_mode) ||
+                     fchmodat(AT_FDCWD, item.fts_path, status.st_mode & 01777, AT_SYMLINK_NOFOLLOW) == 0);
   return done ? Error{} : posixError(errno, item.fts_path);
 }
 

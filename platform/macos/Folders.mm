@@ -1,6 +1,7 @@
 #include "platform/Folders.h"
 
 #include "platform/AutoreleasePool.h"
+#include "platform/FileManager.h"
 #include "platform/Path.h"
 #import "platform/macos/Foundation.h"
 
@@ -25,18 +26,6 @@ std::optional<std::string> standardFolder(NSSearchPathDirectory kind, NSSearchPa
   return folderAt([NSSearchPathForDirectoriesInDomains(kind, domain, YES) firstObject]);
 }
 
-NSSearchPathDomainMask maskOf(FolderDomain domain) {
-  switch (domain) {
-    case FolderDomain::user:
-      return NSUserDomainMask;
-    case FolderDomain::local:
-      return NSLocalDomainMask;
-    case FolderDomain::system:
-      break;
-  }
-  return NSSystemDomainMask;
-}
-
 }  // namespace
 
 std::optional<std::string> homeFolder() {
@@ -48,12 +37,17 @@ std::optional<std::string> libraryFolder() {
   return standardFolder(NSLibraryDirectory, NSUserDomainMask);
 }
 
+/// Up to macOS 10.14 the system domain has the computer's folder, since then one of its own on a volume that
+/// nothing is installed on.
 std::optional<std::string> applicationsFolder(FolderDomain domain) {
-  return standardFolder(NSApplicationDirectory, maskOf(domain));
+  return standardFolder(NSApplicationDirectory,
+                        domain == FolderDomain::user ? NSUserDomainMask : NSLocalDomainMask);
 }
 
+/// Since macOS 10.15 the system lies on a volume of its own, and all else on the data volume beside it.
 std::string bootVolumeFolder() {
-  return "/";
+  constexpr const char* kDataVolume = "/System/Volumes/Data";
+  return defaultFileManager().itemKind(kDataVolume) == ItemKind::folder ? kDataVolume : "/";
 }
 
 std::optional<std::string> desktopFolder() {

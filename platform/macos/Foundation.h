@@ -43,8 +43,7 @@ class Retained {
 /// The text as UTF-8; empty for nil, and for one with unpaired surrogates.
 [[nodiscard]] std::string utf8Text(NSString* text);
 
-/// A path as the file manager takes it, which keeps each byte that a file's name can have; nil when it is not
-/// UTF-8, as every path of a macOS volume is.
+/// A path as the file manager takes it; nil when it is not UTF-8, as every path of a macOS volume is.
 [[nodiscard]] NSString* foundationPath(const std::string& path);
 /// The same for an item whose URL is asked for.
 [[nodiscard]] NSURL* fileUrl(const std::string& path);

@@ -99,16 +99,17 @@ Error setCreationDate(const std::string& path, Date date) {
   return access.isGranted() ? set() : error;
 }
 
-/// The service takes care of the volume, and gives another folder each time.
+/// The service gives another folder each time. It asks for an item of the volume: the destination itself need
+/// not be there.
 Error makeReplacementFolder(const std::string& destination, std::string& folder) {
   const AutoreleasePool pool;
   @try {
-    NSURL* target = fileUrl(destination);
-    if (target == nil) return posixError(EILSEQ, destination);
+    NSURL* place = fileUrl(parentFolder(destination));
+    if (place == nil) return posixError(EILSEQ, destination);
     NSError* error = nil;
     NSURL* made = [[NSFileManager defaultManager] URLForDirectory:NSItemReplacementDirectory
                                                          inDomain:NSUserDomainMask
-                                                appropriateForURL:target
+                                                appropriateForURL:place
                                                            create:YES
                                                             error:&error];
     if (made == nil) return posixErrorOf(error, destination);

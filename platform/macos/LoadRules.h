@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <utility>
 
 #include "platform/UrlLoading.h"
 #include "platform/macos/UrlRequests.h"
@@ -21,14 +22,16 @@ class LoadRules {
   [[nodiscard]] const UrlRequest& request() const { return _request; }
   /// The answer that caused it; null for none.
   [[nodiscard]] const UrlResponse* redirect() const { return _redirect.get(); }
+  /// Another request is to be sent instead.
+  void setRequest(UrlRequest request) { _request = std::move(request); }
 
   /// The first request. Nil with `error` set: as `writeRequest` fails.
   [[nodiscard]] Retained<NSMutableURLRequest> makeRequest(Error& error) const;
 
   /// The system is about to send `proposed`, which `request()` then tells. Fails: badUrl, tooManyRedirects.
   [[nodiscard]] Error proceed(NSURLRequest* proposed, NSURLResponse* redirect);
-  /// What it is to send in its place. Nil with `error` set: as `writeRequest` fails.
-  [[nodiscard]] NSURLRequest* changedRequest(UrlRequest wanted, NSURLRequest* proposed, Error& error);
+  /// `request()` in its place. Nil with `error` set: as `writeRequest` fails.
+  [[nodiscard]] NSURLRequest* changedRequest(NSURLRequest* proposed, Error& error) const;
 
   /// The final answer has come. Fails: dataLengthExceedsMaximum when it announces too long a body; badUrl or
   /// unsupportedUrl for a redirect that the system does not follow.

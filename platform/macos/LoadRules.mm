@@ -68,8 +68,7 @@ Error LoadRules::proceed(NSURLRequest* proposed, NSURLResponse* redirect) {
   return readUrl([proposed URL], _request.url);
 }
 
-NSURLRequest* LoadRules::changedRequest(UrlRequest wanted, NSURLRequest* proposed, Error& error) {
-  _request = std::move(wanted);
+NSURLRequest* LoadRules::changedRequest(NSURLRequest* proposed, Error& error) const {
   NSMutableURLRequest* changed = [[proposed mutableCopy] autorelease];
   error = writeRequest(_request, _encoding, changed);
   return error ? nil : changed;

@@ -1,8 +1,5 @@
 #include "platform/PropertyList.h"
 
-#include <cmath>
-#include <stdexcept>
-
 #include "platform/AutoreleasePool.h"
 #include "platform/Printable.h"
 #include "platform/Text.h"
@@ -10,8 +7,8 @@
 #import "platform/macos/Foundation.h"
 #include "platform/macos/PropertyListXmlCheck.h"
 
-/// The XML form, through Foundation. The binary form is read by the common reader, as Foundation's would
-/// follow any depth and any number of shared references.
+/// Lists in the XML form, read through Foundation. The binary form is read by the common reader, as
+/// Foundation's would follow any depth and any number of shared references.
 namespace platform::plist {
 namespace {
 
@@ -146,44 +143,6 @@ class ObjectReader {
   std::string _fault;
 };
 
-id objectOf(const Value& value);
-
-NSString* textOf(std::string_view text) {
-  return foundationText(xmlText(text));
-}
-
-NSArray* arrayOf(const Array& array) {
-  NSMutableArray* object = [NSMutableArray arrayWithCapacity:array.size()];
-  for (const Value& element : array)
-    [object addObject:objectOf(element)];
-  return object;
-}
-
-NSDictionary* dictionaryOf(const Dictionary& dictionary) {
-  NSMutableDictionary* object = [NSMutableDictionary dictionaryWithCapacity:dictionary.size()];
-  for (const auto& [key, value] : dictionary)
-    [object setObject:objectOf(value) forKey:textOf(key)];
-  return object;
-}
-
-/// The whole second that the date lies in, whichever way the writer would round.
-NSDate* wholeSecond(Date date) {
-  return foundationDate(Date(Seconds(std::floor(date.time_since_epoch().count()))));
-}
-
-id objectOf(const Value& value) {
-  if (const auto* flag = value.as<bool>()) return [NSNumber numberWithBool:*flag ? YES : NO];
-  if (const auto* number = value.as<std::int64_t>()) return [NSNumber numberWithLongLong:*number];
-  if (const auto* number = value.as<std::uint64_t>()) return [NSNumber numberWithUnsignedLongLong:*number];
-  if (const auto* number = value.as<double>()) return [NSNumber numberWithDouble:*number];
-  if (const auto* text = value.as<std::string>()) return textOf(*text);
-  if (const auto* date = value.as<Date>()) return wholeSecond(*date);
-  if (const auto* data = value.as<Data>()) return [NSData dataWithBytes:data->data() length:data->size()];
-  if (const auto* uid = value.as<Uid>()) return dictionaryOf({{kUidKey, uid->number}});
-  if (const auto* array = value.as<Array>()) return arrayOf(*array);
-  return dictionaryOf(*value.as<Dictionary>());
-}
-
 /// The check reads UTF-8. Foundation tells UTF-16 by the mark of its byte order, whatever the text declares.
 Error checkText(const std::string& bytes) {
   if (!bytes.starts_with("\xFF\xFE") && !bytes.starts_with("\xFE\xFF")) return checkXml(bytes);
@@ -216,25 +175,6 @@ Error parseXml(const std::string& bytes, Value& value) {
   } @catch (NSException* exception) {
     return malformed(reasonOf(exception));
   }
-}
-
-std::string toXml(const Value& value) {
-  const AutoreleasePool pool;
-  std::string fault;
-  @try {
-    NSError* error = nil;
-    NSData* data = [NSPropertyListSerialization dataWithPropertyList:objectOf(value)
-                                                              format:NSPropertyListXMLFormat_v1_0
-                                                             options:0
-                                                               error:&error];
-    std::string xml(bytesOf(data));
-    if (!xml.empty()) return xml.ends_with('\n') ? xml : xml + '\n';
-    fault = reasonOf(error);
-  } @catch (NSException* exception) {
-    fault = reasonOf(exception);
-  }
-  // Every value has an XML form. An empty text in its place would end as an empty file.
-  throw std::runtime_error("The property list cannot be written: " + fault);
 }
 
 }  // namespace platform::plist

@@ -23,6 +23,25 @@ bool isReadable(std::string_view declaration) {
          std::end(kKnown);
 }
 
+/// What does not begin with markup is taken for a list of the old form, which nests to any depth too.
+bool beginsWithMarkup(std::string_view xml) {
+  constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
+  if (xml.starts_with(kByteOrderMark)) xml.remove_prefix(kByteOrderMark.size());
+  return trimmed(xml).starts_with('<');
+}
+
+bool endsInQuotes(std::string_view tag) {
+  char quote = '\0';
+  for (const char c : tag) {
+    if (quote == '\0' && (c == '"' || c == '\'')) {
+      quote = c;
+    } else if (c == quote) {
+      quote = '\0';
+    }
+  }
+  return quote != '\0';
+}
+
 std::string_view elementName(std::string_view tag) {
   tag.remove_prefix(tag.starts_with("</") ? 2 : 1);
   return tag.substr(0, tag.find_first_of(" \t\r\n/>"));
@@ -32,13 +51,15 @@ bool isContainer(std::string_view name) {
   return name == "array" || name == "dict";
 }
 
-/// Walks over the markup as the reader does: a tag ends at the first ">".
+/// Walks over the markup. Markup that readers could take to end at different places is refused, so that none
+/// sees more than this one.
 class XmlCheck {
  public:
   explicit XmlCheck(std::string_view xml) : _xml(xml), _rest(xml) {}
 
   Error run() {
     if (_xml.find('\0') != std::string_view::npos) return malformed("it is no text");
+    if (!beginsWithMarkup(_xml)) return malformed("it is no XML");
     while (_fault.empty() && skipTo("<"))
       checkMarkup();
     if (_fault.empty() && !_isOpen) fail("no property list");
@@ -51,7 +72,7 @@ class XmlCheck {
     if (_rest.starts_with("<![CDATA[")) return skipPast("<![CDATA[", "]]>");
     if (_rest.starts_with("<?")) return checkInstruction();
     const std::string_view tag = _rest.substr(0, _rest.find('>') + 1);
-    if (tag.empty()) return fail("a tag without an end");
+    if (tag.empty() || endsInQuotes(tag)) return fail("a tag without an end");
     if (tag.starts_with("<!")) {
       checkDeclaration(tag);
     } else if (tag.starts_with("</")) {
@@ -104,9 +125,10 @@ class XmlCheck {
     return !_rest.empty();
   }
 
+  /// An end that shares characters with the beginning ("<!--->") is one to some readers only.
   void skipPast(std::string_view begin, std::string_view end) {
-    const std::size_t at = _rest.find(end, begin.size());
-    if (at == std::string_view::npos) return fail("markup without an end");
+    const std::size_t at = _rest.find(end, 1);
+    if (at == std::string_view::npos || at < begin.size()) return fail("markup without an end");
     _rest.remove_prefix(at + end.size());
   }
 

@@ -14,7 +14,7 @@ namespace {
 std::string bundlePathOf(NSRunningApplication* application) {
   @try {
     return systemPath([[application bundleURL] path]);
-  } @catch (NSException* exception) {
+  } @catch (NSException*) {
     return {};
   }
 }

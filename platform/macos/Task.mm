@@ -1,6 +1,7 @@
 #import "platform/Task.h"
 
-#import <Foundation/Foundation.h>
+#import "platform/macos/Foundation.h"
+
 #include <signal.h>
 
 #include <cerrno>
@@ -11,7 +12,6 @@
 
 #include "platform/AutoreleasePool.h"
 #include "platform/common/TaskLaunch.h"
-#import "platform/macos/Foundation.h"
 
 namespace platform {
 namespace {

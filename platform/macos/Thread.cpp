@@ -29,8 +29,10 @@ std::uint64_t currentThreadNumber() {
 
 int waitOnCondition(NativeCondition* condition, NativeMutex* mutex, std::chrono::milliseconds limit) {
   const timespec time = toTimespec(limit);
-  return pthread_cond_timedwait_relative_np(reinterpret_cast<pthread_cond_t*>(condition),
-                                            reinterpret_cast<pthread_mutex_t*>(mutex), &time);
+  const int answer = pthread_cond_timedwait_relative_np(reinterpret_cast<pthread_cond_t*>(condition),
+                                                        reinterpret_cast<pthread_mutex_t*>(mutex), &time);
+  pthread_testcancel();  // which that wait is not
+  return answer;
 }
 
 /// The system looks for a cancellation only where a thread sleeps or waits. A thread that calculates is

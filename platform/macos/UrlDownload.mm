@@ -57,7 +57,6 @@ class FileDownload final : public UrlDownload {
   // they get.
   void start();
   void didRunOutOfTime();
-  void didBegin();
   NSURLRequest* willSendRequest(NSURLRequest* proposed, NSURLResponse* redirect);
   bool canAuthenticateAgainst(NSURLProtectionSpace* space);
   void didReceiveChallenge(NSURLAuthenticationChallenge* challenge);
@@ -74,11 +73,12 @@ class FileDownload final : public UrlDownload {
  private:
   using Clock = std::chrono::steady_clock;
 
+  void askForRequest();
   Error startService();
-  void limitTime();
   Error passDestination();
   [[nodiscard]] bool hasEnded() const { return current() != this; }
   void leaveRunLoop();
+  Error stop();
   void endRunOfLoop();
 
   UrlDownloadDelegate& _delegate;
@@ -89,7 +89,6 @@ class FileDownload final : public UrlDownload {
   Retained<NSURLDownload> _service;
   RunLoopTimer _startTimer;
   RunLoopTimer _limitTimer;
-  bool _begun = false;
   bool _mayAuthenticate = false;
 };
 
@@ -123,10 +122,6 @@ class FileDownload final : public UrlDownload {
 
 - (void)endOverdue:(NSTimer*)timer {
   if (_owner != nullptr) _owner->didRunOutOfTime();
-}
-
-- (void)downloadDidBegin:(NSURLDownload*)download {
-  if (_owner != nullptr) _owner->didBegin();
 }
 
 - (NSURLRequest*)download:(NSURLDownload*)download
@@ -197,9 +192,7 @@ FileDownload::FileDownload(UrlRequest request, UrlDownloadDelegate& delegate)
 
 FileDownload::~FileDownload() {
   const AutoreleasePool pool;
-  if (hasEnded()) return;
-  leaveRunLoop();
-  [_service.get() cancel];
+  if (!hasEnded()) (void)stop();
 }
 
 FileDownload*& FileDownload::current() {
@@ -217,7 +210,15 @@ void FileDownload::setDeletesFileUponFailure(bool deletes) {
 }
 
 void FileDownload::start() {
+  _delegate.didBegin(*this);
+  askForRequest();
   if (Error error = startService()) fail(std::move(error));
+}
+
+void FileDownload::askForRequest() {
+  _rules.setRequest(_delegate.willSendRequest(*this, _rules.request(), _rules.redirect()));
+  const Seconds left = _startTime + _rules.request().timeLimit - Clock::now();
+  _limitTimer = RunLoopTimer(left, _listener.get(), @selector(endOverdue:));
 }
 
 Error FileDownload::startService() {
@@ -225,7 +226,6 @@ Error FileDownload::startService() {
     Error error;
     const auto request = _rules.makeRequest(error);
     if (error) return error;
-    limitTime();
 // The service whose place later ones have taken; what it does is what callers are promised.
 #pragma clang diagnostic push
 #pragma clang diagnostic ignored "-Wdeprecated-declarations"
@@ -241,28 +241,16 @@ Error FileDownload::startService() {
   return {};
 }
 
-void FileDownload::limitTime() {
-  const Seconds left = _startTime + _rules.request().timeLimit - Clock::now();
-  _limitTimer = RunLoopTimer(left, _listener.get(), @selector(endOverdue:));
-}
-
 void FileDownload::didRunOutOfTime() {
   fail(urlError(UrlErrorCode::timedOut, "The download took longer than its time limit."));
 }
 
-void FileDownload::didBegin() {
-  if (!std::exchange(_begun, true)) _delegate.didBegin(*this);
-}
-
+/// Without a redirect it is the last request in the system's own form; there need not be such a step.
 NSURLRequest* FileDownload::willSendRequest(NSURLRequest* proposed, NSURLResponse* redirect) {
-  didBegin();
   Error error = _rules.proceed(proposed, redirect);
+  if (!error && redirect != nil) askForRequest();
   NSURLRequest* sent = nil;
-  if (!error) {
-    UrlRequest wanted = _delegate.willSendRequest(*this, _rules.request(), _rules.redirect());
-    sent = _rules.changedRequest(std::move(wanted), proposed, error);
-    limitTime();
-  }
+  if (!error) sent = _rules.changedRequest(proposed, error);
   if (error) fail(std::move(error));
   return sent;
 }
@@ -336,10 +324,7 @@ void FileDownload::didFinish() {
 
 void FileDownload::fail(Error error) {
   if (hasEnded()) return;
-  didBegin();
-  leaveRunLoop();
-  [_service.get() cancel];
-  if (const Error leftover = _destination.abandon()) error.description += "; " + leftover.description;
+  if (const Error leftover = stop()) error.description += "; " + leftover.description;
   _delegate.didFail(*this, error);
   endRunOfLoop();
 }
@@ -350,6 +335,14 @@ void FileDownload::leaveRunLoop() {
   [_listener.get() detach];
   _startTimer = RunLoopTimer();
   _limitTimer = RunLoopTimer();
+}
+
+/// A cancelled service deletes its file, so one that is kept has another name by then.
+Error FileDownload::stop() {
+  leaveRunLoop();
+  Error leftover = _destination.abandon();
+  [_service.get() cancel];
+  return leftover;
 }
 
 /// Whoever waits for the end waits no longer. By itself a run of the loop ends with what the service tells,

@@ -65,6 +65,7 @@ UrlErrorCode nearestToNetworkCode(NSInteger code) {
     case 308:
     case 309:
     case 310:
+    case 311:
       return cannotConnectToHost;
     default:
       return code <= -999 && code > -4000 ? static_cast<UrlErrorCode>(code) : unknown;

@@ -199,7 +199,7 @@ NSURLRequest* SynchronousLoad::willSendRequest(NSURLRequest* proposed, NSURLResp
   Error error = _rules.proceed(proposed, redirect);
   if (_rules.redirect() != nullptr) _response = *_rules.redirect();
   NSURLRequest* sent = nil;
-  if (!error) sent = _rules.changedRequest(_rules.request(), proposed, error);
+  if (!error) sent = _rules.changedRequest(proposed, error);
   if (error) end(std::move(error));
   return sent;
 }

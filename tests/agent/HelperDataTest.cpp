@@ -39,6 +39,15 @@ TEST_F(HelperDataTest, InstalledMeansAllThreeItems) {
   }
 }
 
+TEST_F(HelperDataTest, TheLaunchAgentThatShipsIsTheOneThatIsUninstalled) {
+  platform::LaunchAgent agent;
+  ASSERT_FALSE(platform::readLaunchAgent(LAUNCH_AGENT, agent));
+  EXPECT_EQ(agent.label, gVNTUpdateData.launchAgentLabel());
+  const std::string program =
+      std::string("@HOME@/Library/") + gVNTUpdateData.executableFolder() + "/VNTUpdate";
+  EXPECT_EQ(agent.arguments, std::vector<std::string>{program});
+}
+
 TEST_F(HelperDataTest, UninstallStopsAtTheFirstFailure) {
   const char* const kNames[] = {"launch agent plist", "prefs plist", "executable"};
   for (std::size_t failing = 0; failing < items.size(); ++failing) {

@@ -6,7 +6,7 @@
 
 #include "tests/agent/AgentProcess.h"
 #include "tests/agent/StagedHome.h"
-#include "tools/staging/Listener.h"
+#include "tools/support/Listener.h"
 
 namespace {
 
@@ -120,7 +120,7 @@ TEST_F(MeetingRuns, WithoutThreadsToPatchWithTheBuildComesWhole) {
 TEST_F(MeetingRuns, RedirectsOfTrustedServersLeadAnywhere) {
   const Names files = {"/config.json", "/d2_5.tar", "/d2_5.tar.md5", "/b6.tar", "/b6.tar.md5"};
   std::size_t asked = 0;
-  const staging::Listener plain(0, [&](int client) {
+  const tools::Listener plain(0, [&](int client) {
     const std::string body = test::readFile(site.published() + files.at(asked++));
     const std::string answer =
         "HTTP/1.0 200 OK\r\nContent-Length: " + std::to_string(body.size()) + "\r\n\r\n" + body;

@@ -56,7 +56,12 @@ class DeltaUpdatesToolsTest : public ::testing::Test {
   }
   void pipe(const std::string& path) const { ASSERT_EQ(mkfifo((delta + "/" + path).c_str(), 0600), 0); }
 
-  ZRResult patch() { return applyPatch(delta, source, &pool); }
+  /// With a pool of its own, as in the agent: a patch that was under way when another was refused ends with
+  /// it.
+  ZRResult patch() {
+    ZRDynamicThreadPool own("Patching", 3, 3, 30);
+    return applyPatch(delta, source, &own);
+  }
   ZRResult verify() { return verifyCheckSums(delta, &pool); }
 
   const test::TemporaryFolder folder;

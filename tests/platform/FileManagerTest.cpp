@@ -3,13 +3,13 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
-#include <sys/xattr.h>
 #include <unistd.h>
 
 #include <array>
 #include <filesystem>
 
 #include "tests/platform/Matchers.h"
+#include "tests/support/ExtendedAttribute.h"
 #include "tests/support/OrdinaryUser.h"
 #include "tests/support/TemporaryFolder.h"
 
@@ -31,18 +31,12 @@ unsigned modeOf(const std::string& path) {
   return status.st_mode & 07777;
 }
 
-std::string attributeOf(const std::string& path) {
-  char value[64];
-  const ssize_t size = getxattr(path.c_str(), kAttribute, value, sizeof value);
-  return size < 0 ? "" : std::string(value, static_cast<std::size_t>(size));
-}
-
 /// A bundle with everything that a copy has to keep: modes, times, links, attributes.
 void makeBundle(const std::string& path) {
   test::writeFile(path + "/Contents/MacOS/program", "run");
   test::writeFile(path + "/Contents/large", kLarge);
   fs::create_symlink("nowhere", path + "/Contents/dangling");
-  ASSERT_EQ(setxattr((path + "/Contents").c_str(), kAttribute, "mark", 4, 0), 0) << path;
+  ASSERT_TRUE(test::setAttribute(path + "/Contents", kAttribute, "mark")) << path;
   for (const char* name : {"/Contents/large", "/Contents/dangling"})
     utimensat(AT_FDCWD, (path + name).c_str(), std::array{kSomeTime, kSomeTime}.data(), AT_SYMLINK_NOFOLLOW);
   chmod((path + "/Contents/MacOS/program").c_str(), 0555);
@@ -58,9 +52,9 @@ void expectBundle(const std::string& path) {
   for (const char* name : {"/Contents/large", "/Contents/dangling"}) {
     struct stat status {};
     EXPECT_EQ(lstat((path + name).c_str(), &status), 0) << name;
-    EXPECT_EQ(status.st_mtim.tv_nsec, kSomeTime.tv_nsec) << name;
+    EXPECT_EQ(status.st_mtime, kSomeTime.tv_sec) << name;
   }
-  EXPECT_EQ(attributeOf(path + "/Contents"), "mark");
+  EXPECT_EQ(test::attributeOf(path + "/Contents", kAttribute), "mark");
 }
 
 std::vector<std::string> namesIn(const std::string& path) {
@@ -162,7 +156,7 @@ TEST_F(FileManagerTest, AMoveAcrossVolumesKeepsEverythingOrDoesNotBegin) {
   EXPECT_FALSE(test::exists(from));
   EXPECT_THAT(namesIn(other.path()), testing::ElementsAre("b.app", "taken"));
   EXPECT_EQ(modeOf(other / "b.app"), 0555u);
-  if (!attributeOf(other / "b.app/Contents").empty()) expectBundle(other / "b.app");
+  if (!test::attributeOf(other / "b.app/Contents", kAttribute).empty()) expectBundle(other / "b.app");
   EXPECT_THAT(manager.removeItem(other / "b.app"), Succeeded());
 }
 

@@ -28,11 +28,6 @@ TEST_F(LaunchAgentTest, IsReadAsItWasInstalled) {
   EXPECT_EQ(read.label, agent.label);
   EXPECT_EQ(read.arguments, agent.arguments);
   EXPECT_EQ(read.interval, agent.interval);
-
-  const std::string unit = sandbox.home() + "/.config/systemd/user/" + label;
-  EXPECT_THAT(test::readFile(unit + ".service"),
-              testing::HasSubstr(R"( "/opt/100%% \"my\" $$HOME/VNTUpdate" "a b\\")"));
-  EXPECT_THAT(test::readFile(unit + ".timer"), testing::HasSubstr("OnUnitActiveSec=7200s\n"));
 }
 
 TEST_F(LaunchAgentTest, RefusesWhatNothingCouldStart) {

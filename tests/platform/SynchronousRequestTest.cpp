@@ -8,7 +8,7 @@
 
 #include "platform/UrlLoading.h"
 #include "tests/support/Environment.h"
-#include "tools/staging/Listener.h"
+#include "tools/support/Listener.h"
 
 namespace {
 
@@ -43,7 +43,7 @@ class SynchronousRequest : public ::testing::Test {
   test::ScopedEnvironment environment =
       test::ScopedEnvironment::with({{"http_proxy", ""}, {"all_proxy", ""}});
   std::map<std::string, std::string> answers;
-  staging::Listener server{0, [this](int client) { answer(client); }};
+  tools::Listener server{0, [this](int client) { answer(client); }};
   platform::UrlResponse response{.url = platform::Url::parse("none:").value()};
   std::string body = "left over";
 };

@@ -18,8 +18,8 @@
 #include "platform/RunLoop.h"
 #include "tests/support/Environment.h"
 #include "tests/support/FileSizeLimit.h"
-#include "tools/staging/Listener.h"
 #include "tools/staging/StagingServer.h"
+#include "tools/support/Listener.h"
 
 namespace {
 
@@ -312,7 +312,7 @@ TEST_F(UrlLoading, ARedirectIsFollowedWhateverItsBodyDoes) {
   for (const std::string& rest : kCases) {
     SCOPED_TRACE(rest.substr(0, 80));
     std::atomic<std::size_t> sent = 0;
-    const staging::Listener endless(0, [&](int client) {
+    const tools::Listener endless(0, [&](int client) {
       const std::string answer = "HTTP/1.1 302 Found\r\nLocation: " + url("/to") + "\r\n" + rest;
       ssize_t count = 0;
       while ((count = send(client, &answer[sent], answer.size() - sent, MSG_NOSIGNAL)) > 0)

@@ -19,7 +19,8 @@ std::map<std::string, std::optional<std::string>> sandboxVariables(const Tempora
                            "NO_PROXY", "SSL_CERT_FILE", "SSL_CERT_DIR", "XDG_DATA_HOME", "XDG_CONFIG_HOME"}) {
     variables[name] = std::nullopt;
   }
-  variables["HOME"] = folder / "home";
+  for (const char* home : {"HOME", "CFFIXED_USER_HOME"})  // on macOS the second one counts
+    variables[home] = folder / "home";
   variables["VANTORA_SYSTEM_ROOT"] = folder / "root";
   return variables;
 }

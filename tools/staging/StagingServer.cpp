@@ -6,9 +6,9 @@
 
 #include "tools/staging/Certificates.h"
 #include "tools/staging/Connection.h"
-#include "tools/staging/Listener.h"
 #include "tools/staging/Site.h"
 #include "tools/support/Files.h"
+#include "tools/support/Listener.h"
 #include "tools/support/TemporaryFolder.h"
 
 namespace staging {
@@ -39,7 +39,7 @@ class Server::Implementation {
   std::mutex _mutex;
   std::list<std::unique_ptr<Connection>> _connections;
   std::atomic<std::size_t> _accepted = 0;
-  std::list<Listener> _listeners;
+  std::list<tools::Listener> _listeners;
   std::uint16_t _port;
   std::uint16_t _proxyPort;
 };

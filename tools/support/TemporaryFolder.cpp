@@ -1,5 +1,7 @@
 #include "tools/support/TemporaryFolder.h"
 
+#include <unistd.h>
+
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>

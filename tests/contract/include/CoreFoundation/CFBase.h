@@ -14,17 +14,11 @@
 
 typedef unsigned long CFTypeID;
 typedef unsigned long CFOptionFlags;
-typedef unsigned long CFHashCode;
 typedef signed long CFIndex;
 typedef const CF_BRIDGED_TYPE(id) void* CFTypeRef;
 
 typedef const struct CF_BRIDGED_TYPE(NSString) __CFString* CFStringRef;
 typedef const struct __CFAllocator* CFAllocatorRef;
-
-typedef struct {
-  CFIndex location;
-  CFIndex length;
-} CFRange;
 
 static const CFIndex kCFNotFound = -1;
 

@@ -13,5 +13,4 @@ enum : NSInteger {
   NSFileWriteInvalidFileNameError = 514,
   NSFileWriteFileExistsError API_INTRODUCED(10.7) = 516,
   NSFileWriteOutOfSpaceError = 640,
-  NSPropertyListReadCorruptError API_INTRODUCED(10.6) = 3840,
 };

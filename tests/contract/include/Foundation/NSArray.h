@@ -6,9 +6,7 @@ NS_ASSUME_NONNULL_BEGIN
 
 @interface NSArray<__covariant ObjectType> : NSObject <NSCopying, NSMutableCopying, NSFastEnumeration>
 @property(readonly) NSUInteger count;
-- (ObjectType)objectAtIndex:(NSUInteger)index;
 @property(nullable, nonatomic, readonly) ObjectType firstObject API_INTRODUCED(10.6);
-+ (instancetype)array;
 @end
 
 @interface NSMutableArray<ObjectType> : NSArray <ObjectType>

@@ -8,8 +8,6 @@ NS_ASSUME_NONNULL_BEGIN
     : NSObject <NSCopying, NSMutableCopying, NSFastEnumeration>
 @property(readonly) NSUInteger count;
 - (nullable ObjectType)objectForKey:(KeyType)aKey;
-@property(readonly, copy) NSArray<KeyType>* allKeys;
-+ (instancetype)dictionary;
 + (instancetype)dictionaryWithObject:(ObjectType)object forKey:(KeyType<NSCopying>)key;
 @end
 

@@ -7,7 +7,6 @@ NS_ASSUME_NONNULL_BEGIN
 typedef NSString* NSErrorDomain;
 typedef NSString* NSErrorUserInfoKey;
 
-FOUNDATION_EXPORT NSErrorDomain const NSCocoaErrorDomain;
 FOUNDATION_EXPORT NSErrorDomain const NSPOSIXErrorDomain;
 FOUNDATION_EXPORT NSErrorDomain const NSOSStatusErrorDomain;
 FOUNDATION_EXPORT NSErrorUserInfoKey const NSUnderlyingErrorKey;

@@ -2,8 +2,6 @@
 
 #import <Foundation/NSObject.h>
 
-@class NSDictionary;
-
 NS_ASSUME_NONNULL_BEGIN
 
 typedef NSString* NSExceptionName;
@@ -11,7 +9,6 @@ typedef NSString* NSExceptionName;
 @interface NSException : NSObject <NSCopying>
 @property(readonly, copy) NSExceptionName name;
 @property(nullable, readonly, copy) NSString* reason;
-@property(nullable, readonly, copy) NSDictionary* userInfo;
 @end
 
 NS_ASSUME_NONNULL_END

@@ -23,10 +23,3 @@
   __attribute__((availability(macos, introduced = since, deprecated = until)))
 
 typedef double NSTimeInterval;
-typedef NSInteger NSComparisonResult;
-static const NSInteger NSNotFound = NSIntegerMax;
-
-typedef struct _NSRange {
-  NSUInteger location;
-  NSUInteger length;
-} NSRange;

@@ -14,7 +14,6 @@ typedef NS_ENUM(NSUInteger, NSSearchPathDirectory) {
 typedef NS_OPTIONS(NSUInteger, NSSearchPathDomainMask) {
   NSUserDomainMask = 1,
   NSLocalDomainMask = 2,
-  NSSystemDomainMask = 8,
 };
 
 FOUNDATION_EXPORT NSString* NSHomeDirectory(void);

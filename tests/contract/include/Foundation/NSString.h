@@ -12,7 +12,7 @@ enum : NSUInteger { NSUTF8StringEncoding = 4, NSUTF16StringEncoding = 10 };
 - (nullable instancetype)initWithBytes:(const void*)bytes
                                 length:(NSUInteger)len
                               encoding:(NSStringEncoding)encoding;
-@property(nullable, readonly) const char* UTF8String;
+@property(nullable, readonly) const char* UTF8String NS_RETURNS_INNER_POINTER;
 - (NSUInteger)lengthOfBytesUsingEncoding:(NSStringEncoding)enc;
 - (BOOL)isEqualToString:(NSString*)aString;
 @end

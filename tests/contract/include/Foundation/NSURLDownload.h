@@ -14,7 +14,7 @@ NS_ASSUME_NONNULL_BEGIN
 /// come on the calling thread, in the default mode of its run loop.
 - (instancetype)initWithRequest:(NSURLRequest*)request
                        delegate:(nullable id<NSURLDownloadDelegate>)delegate API_OUTDATED(10.3, 10.11);
-/// Deletes the file if failures do.
+/// Deletes the file.
 - (void)cancel;
 /// Once, before or from within the delegate's decision. A name that is taken and may not be gets a number.
 - (void)setDestination:(NSString*)path allowOverwrite:(BOOL)allowOverwrite;
@@ -23,7 +23,6 @@ NS_ASSUME_NONNULL_BEGIN
 
 @protocol NSURLDownloadDelegate <NSObject>
 @optional
-- (void)downloadDidBegin:(NSURLDownload*)download;
 /// `redirectResponse` is the answer that redirects, nil for a change of the URL's form. Nil ends the
 /// redirection.
 - (nullable NSURLRequest*)download:(NSURLDownload*)download

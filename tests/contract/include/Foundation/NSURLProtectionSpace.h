@@ -9,7 +9,7 @@ FOUNDATION_EXPORT NSString* const NSURLAuthenticationMethodServerTrust API_INTRO
 
 @interface NSURLProtectionSpace : NSObject <NSCopying>
 @property(nullable, readonly, copy) NSString* realm;
-@property(readonly) BOOL isProxy;
+- (BOOL)isProxy;
 @property(readonly, copy) NSString* host;
 @property(readonly) NSInteger port;
 @property(nullable, readonly, copy) NSString* protocol;

@@ -18,7 +18,6 @@ NS_ASSUME_NONNULL_BEGIN
 + (NSNumber*)numberWithLongLong:(long long)value;
 + (NSNumber*)numberWithUnsignedLongLong:(unsigned long long)value;
 + (NSNumber*)numberWithDouble:(double)value;
-+ (NSNumber*)numberWithUnsignedInteger:(NSUInteger)value API_INTRODUCED(10.5);
 @end
 
 NS_ASSUME_NONNULL_END

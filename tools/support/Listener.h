@@ -1,10 +1,13 @@
 #pragma once
 
+#include <netinet/in.h>
+
+#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <thread>
 
-namespace staging {
+namespace tools {
 
 /// A port of 127.0.0.1 on which connections are accepted by a thread of its own.
 class Listener {
@@ -23,11 +26,13 @@ class Listener {
  private:
   void bind();
   void run();
+  [[nodiscard]] sockaddr_in address() const;
 
   int _socket;
+  std::atomic<bool> _isEnding{false};
   std::uint16_t _port;
   Take _take;
   std::thread _thread;
 };
 
-}  // namespace staging
+}  // namespace tools
