@@ -12,7 +12,7 @@ class AutoreleasePool {
   AutoreleasePool& operator=(const AutoreleasePool&) = delete;
 
  private:
-  void* _pool;
+  [[maybe_unused]] void* _pool;
 };
 
 }  // namespace platform
