@@ -54,18 +54,18 @@ class SynchronousLoad {
 
 }  // namespace platform
 
-#ifdef GNUSTEP  // has one protocol for both
-@protocol NSURLConnectionDataDelegate <NSURLConnectionDelegate>
-@end
-#endif
-
 /// Hands on what a connection tells to a load, until that is gone.
-@interface VNTConnectionDelegate : NSObject <NSURLConnectionDataDelegate> {
+@interface VNTConnectionDelegate : NSObject <NSURLConnectionDelegate> {
   platform::SynchronousLoad* _load;
 }
 - (instancetype)initWithLoad:(platform::SynchronousLoad*)load;
 - (void)detach;
 @end
+
+#ifndef GNUSTEP  // not every release of it has this protocol
+@interface VNTConnectionDelegate () <NSURLConnectionDataDelegate>
+@end
+#endif
 
 @implementation VNTConnectionDelegate
 
