@@ -16,19 +16,10 @@
 #include "platform/common/ItemCalls.h"
 #include "platform/common/ItemChanges.h"
 #include "platform/common/ItemMove.h"
+#include "platform/common/ItemStatus.h"
 
 namespace platform {
 namespace {
-
-bool itemExists(const std::string& path) {
-  struct stat status {};
-  return lstat(path.c_str(), &status) == 0;
-}
-
-/// Whether both paths lead to one and the same item.
-bool isSame(const struct stat& a, const struct stat& b) {
-  return a.st_dev == b.st_dev && a.st_ino == b.st_ino;
-}
 
 /// What now stands in a folder stays there whatever happens to the machine. No failure of the change that put
 /// it there: a folder that cannot be flushed holds the item all the same.
@@ -159,7 +150,7 @@ std::vector<std::string> FileManager::unfinishedItems(const std::string& folder)
 bool FileManager::isSameItem(const std::string& a, const std::string& b) const {
   struct stat first {};
   struct stat second {};
-  return stat(a.c_str(), &first) == 0 && stat(b.c_str(), &second) == 0 && isSame(first, second);
+  return stat(a.c_str(), &first) == 0 && stat(b.c_str(), &second) == 0 && isOneItem(first, second);
 }
 
 Error FileManager::setAttributes(const std::string& path, const ItemAttributes& attributes) {
@@ -201,7 +192,7 @@ Error FileManager::replaceItem(const std::string& destination, const std::string
   flushFolderOf(target);
   // The new item is in place, and a backup that resists may already be incomplete: there is no way back. The
   // next replacement removes it first.
-  if (itemExists(backup)) static_cast<void>(removeTree(backup));
+  static_cast<void>(removeTree(backup));
   return {};
 }
 

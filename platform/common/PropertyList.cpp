@@ -107,6 +107,11 @@ Error malformed(const std::string& what) {
   return {kCocoaErrorDomain, kReadCorruptError, "The property list cannot be read: " + what + "."};
 }
 
+Error parse(const std::string& bytes, Value& value) {
+  if (bytes.size() > kMaxFileBytes) return malformed("it is too large");
+  return bytes.starts_with(kBinaryMagic) ? parseBinary(bytes, value) : parseXml(bytes, value);
+}
+
 Error read(const std::string& path, Value& value) {
   std::string bytes;
   if (auto error = readFile(path, kMaxFileBytes, bytes)) return error;

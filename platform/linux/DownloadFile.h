@@ -4,12 +4,13 @@
 #include <string_view>
 
 #include "platform/Error.h"
+#include "platform/common/DownloadTarget.h"
 #include "platform/common/FileDescriptor.h"
 
 namespace platform {
 
-/// The file that a download writes: under a hidden name beside its destination, where it appears when it is
-/// whole, also after a power cut. Errors are of the URL domain, with the system's text in the description.
+/// The file that a download writes for its target, where it appears when it is whole, also after a power cut.
+/// Errors are of the URL domain, with the system's text in the description.
 class DownloadFile {
  public:
   DownloadFile() = default;
@@ -18,29 +19,24 @@ class DownloadFile {
   /// Abandons what was not committed.
   ~DownloadFile();
 
-  void setDestination(const std::string& path, bool overwrite);
-  void setDeletesPartialFile(bool deletes) { _deletesPartialFile = deletes; }
-  [[nodiscard]] const std::string& path() const { return _path; }
+  [[nodiscard]] DownloadTarget& target() { return _target; }
   [[nodiscard]] bool isOpen() const { return _file.isOpen(); }
 
-  /// Fails: cannotCreateFile, also when no destination was set or the file exists and may not be replaced;
-  /// cannotOpenFile when the destination is a folder.
+  /// Fails: as `DownloadTarget::check`; cannotCreateFile.
   Error create();
   /// Fails: cannotWriteToFile.
   Error write(std::string_view bytes);
-  /// Closes the file; it is now at `path()`. Fails: cannotWriteToFile, cannotCloseFile,
+  /// Closes the file; it is now at the path of the target. Fails: cannotWriteToFile, cannotCloseFile,
   /// cannotMoveFile.
   Error commit();
-  /// Closes the file, if one was created, and removes it, or leaves what there is of it at a `path()` that is
-  /// free. Fails: cannotRemoveFile.
+  /// Closes the file, if one was created, and removes it, or leaves what there is of it at the path of the
+  /// target if that is free. Fails: cannotRemoveFile.
   Error abandon();
 
  private:
-  std::string _path;
+  DownloadTarget _target;
   std::string _writePath;
   FileDescriptor _file;
-  bool _overwrite = false;
-  bool _deletesPartialFile = false;
   bool _pending = false;  // created and neither committed nor abandoned
 };
 

@@ -12,6 +12,7 @@
 #include "platform/common/FileDescriptor.h"
 #include "platform/common/FileTree.h"
 #include "platform/common/FolderEntries.h"
+#include "platform/common/ItemStatus.h"
 
 namespace platform {
 namespace {
@@ -33,10 +34,6 @@ struct Place {
   }
   [[nodiscard]] Error failure() const { return posixError(errno, path); }
 };
-
-bool isSameItem(const struct stat& a, const struct stat& b) {
-  return a.st_dev == b.st_dev && a.st_ino == b.st_ino;
-}
 
 bool isCopiedAttribute(std::string_view name) {
   return name.starts_with("user.") || name.starts_with("system.posix_acl_");
@@ -126,7 +123,7 @@ class TreeCopy {
     const FileDescriptor source = from.open(O_RDONLY | O_DIRECTORY);
     struct stat status {};
     if (!source.isOpen() || fstat(source.get(), &status) != 0) return from.failure();
-    if (_hasCreated && isSameItem(status, _top)) return posixError(EINVAL, from.path);  // a copy into itself
+    if (_hasCreated && isOneItem(status, _top)) return posixError(EINVAL, from.path);  // a copy into itself
 
     const FileDescriptor target = makeFolder(to);
     if (!target.isOpen()) return to.failure();

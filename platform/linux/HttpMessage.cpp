@@ -5,6 +5,7 @@
 
 #include "platform/Path.h"
 #include "platform/Text.h"
+#include "platform/common/UrlRules.h"
 
 namespace platform {
 namespace {
@@ -175,16 +176,7 @@ ProtectionSpace makeProtectionSpace(const HttpSender& sender, const HttpHead& he
 }
 
 bool isRedirect(const HttpHead& head) {
-  switch (head.status) {
-    case 301:
-    case 302:
-    case 303:
-    case 307:
-    case 308:
-      return head.field("Location") != nullptr;
-    default:
-      return false;
-  }
+  return isRedirectStatus(head.status) && head.field("Location") != nullptr;
 }
 
 std::optional<Url> redirectTarget(const Url& url, const HttpHead& head) {

@@ -9,6 +9,8 @@
 #include <utility>
 
 #include "platform/Text.h"
+#include "platform/common/UrlError.h"
+#include "platform/common/UrlRules.h"
 #include "platform/linux/HttpOutcome.h"
 #include "platform/linux/SharedLibrary.h"
 
@@ -204,7 +206,7 @@ class CurlTransfer final : public HttpTransfer {
   void endWhenOverdue();
   [[nodiscard]] bool isUnansweredOnKeptConnection() const;
   void startOnNewConnection();
-  void fail(UrlErrorCode code, std::string description);
+  void fail(Error error);
   [[nodiscard]] bool takeHeaderLine(std::string_view line);
   [[nodiscard]] bool announceHead();
 
@@ -242,7 +244,7 @@ CurlTransfer::CurlTransfer(const UrlRequest& request, const Options& options, Cu
     setUp(request, options);
     (void)succeeded(curl().multiAdd(_connections.get(), _easy.get()));
   } else {
-    fail(UrlErrorCode::unknown, "The network library is out of memory.");
+    fail(urlError(UrlErrorCode::unknown, "The network library is out of memory."));
   }
 }
 
@@ -253,7 +255,7 @@ CurlTransfer::~CurlTransfer() {
 template <class Value>
 void CurlTransfer::set(CURLoption option, Value value) {
   const CURLcode code = curl().easySetopt(_easy.get(), option, value);
-  if (code != CURLE_OK) fail(UrlErrorCode::unknown, curl().easyStrerror(code));
+  if (code != CURLE_OK) fail(urlError(UrlErrorCode::unknown, curl().easyStrerror(code)));
 }
 
 long CurlTransfer::info(CURLINFO which) const {
@@ -288,16 +290,15 @@ void CurlTransfer::setUp(const UrlRequest& request, const Options& options) {
 
 void CurlTransfer::addHeader(const std::string& line) {
   curl_slist* longer = curl().slistAppend(_headers.get(), line.c_str());
-  if (longer == nullptr) return fail(UrlErrorCode::unknown, "The network library is out of memory.");
+  if (longer == nullptr)
+    return fail(urlError(UrlErrorCode::unknown, "The network library is out of memory."));
   (void)_headers.release();  // the longer list begins with it
   _headers.reset(longer);
 }
 
 void CurlTransfer::setHeaders(const UrlRequest& request) {
   for (const auto& [name, value] : request.headers) {
-    if ((name + value).find_first_of("\r\n") != std::string::npos) {
-      return fail(UrlErrorCode::badUrl, "A request header holds a line end.");
-    }
+    if (Error error = checkHeader(name, value)) return fail(std::move(error));
     // The library takes "Name;" for a header without a value, and "Name:" for one to leave out.
     addHeader(value.empty() ? name + ";" : name + ": " + value);
   }
@@ -340,16 +341,17 @@ void CurlTransfer::perform() {
 bool CurlTransfer::succeeded(CURLMcode code) {
   if (code == CURLM_OK) return true;
   _connections.breakUp();
-  fail(UrlErrorCode::unknown, curl().multiStrerror(code));
+  fail(urlError(UrlErrorCode::unknown, curl().multiStrerror(code)));
   return false;
 }
 
 void CurlTransfer::endWhenOverdue() {
   const Clock::time_point now = Clock::now();
-  if (now >= _deadline) return fail(UrlErrorCode::timedOut, "The request took longer than its time limit.");
+  if (now >= _deadline)
+    return fail(urlError(UrlErrorCode::timedOut, "The request took longer than its time limit."));
   if (now < _lastActivity + _idleLimit) return;
   if (isUnansweredOnKeptConnection()) return startOnNewConnection();
-  fail(UrlErrorCode::timedOut, "The request timed out.");
+  fail(urlError(UrlErrorCode::timedOut, "The request timed out."));
 }
 
 /// A connection may have died without a word since it was last used; a new one tells whether the server has.
@@ -376,14 +378,15 @@ void CurlTransfer::collectEnd() {
   _outcome.text = _errorText.front() != '\0' ? _errorText.data() : curl().easyStrerror(message->data.result);
   _ended = true;
   if (_outcome.code != CURLE_OK) {
-    fail(translate(_outcome), _outcome.text);
+    fail(urlError(translate(_outcome), _outcome.text));
   } else if (!_headAnnounced) {  // which the library lets pass
-    fail(UrlErrorCode::networkConnectionLost, "The connection was closed in the head of the answer.");
+    fail(urlError(UrlErrorCode::networkConnectionLost,
+                  "The connection was closed in the head of the answer."));
   }
 }
 
-void CurlTransfer::fail(UrlErrorCode code, std::string description) {
-  _error = urlError(code, std::move(description));
+void CurlTransfer::fail(Error error) {
+  _error = std::move(error);
   _ended = true;
 }
 
@@ -409,7 +412,7 @@ std::optional<HttpHead> CurlTransfer::proxyChallenge() const {
 bool CurlTransfer::takeHeaderLine(std::string_view line) {
   _headBytes += line.size();
   if (_headBytes > kMaxHeadBytes) {
-    fail(UrlErrorCode::badServerResponse, "The head of the answer is too long.");
+    fail(urlError(UrlErrorCode::badServerResponse, "The head of the answer is too long."));
     return false;
   }
   const bool isEnd = line.find_first_not_of("\r\n") == std::string_view::npos;
@@ -424,7 +427,7 @@ bool CurlTransfer::announceHead() {
   if (_headAnnounced) return true;
   const long status = info(CURLINFO_RESPONSE_CODE);
   if (status < 200) {  // also 101: the server changes to a protocol that nobody asked for
-    fail(UrlErrorCode::badServerResponse, "The status of the answer is none of a final one.");
+    fail(urlError(UrlErrorCode::badServerResponse, "The status of the answer is none of a final one."));
     return false;
   }
   _headAnnounced = true;

@@ -8,7 +8,6 @@
 
 #include "platform/Error.h"
 #include "platform/UrlLoading.h"
-#include "platform/common/UrlError.h"
 #include "platform/linux/HttpCredentials.h"
 #include "platform/linux/HttpMessage.h"
 

@@ -5,19 +5,13 @@
 #include <time.h>
 #include <unistd.h>
 
-#include <array>
-
 #include "platform/common/SystemCancellation.h"
+#include "platform/common/ThreadName.h"
 
 namespace platform {
 
 void setCurrentThreadName(const std::string& name) {
-  constexpr std::size_t kLongestName = 15;  // a longer one is refused whole
-  thread_local std::array<char, kLongestName + 1> set{};
-  std::array<char, kLongestName + 1> cut{};
-  name.copy(cut.data(), kLongestName);
-  // Threads that run short tasks are named often, and what is left of the name seldom changes.
-  if (cut != set && pthread_setname_np(pthread_self(), cut.data()) == 0) set = cut;
+  setThreadName<15>(name, [](const char* cut) { return pthread_setname_np(pthread_self(), cut); });
 }
 
 std::uint64_t currentThreadNumber() {

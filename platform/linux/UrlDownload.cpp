@@ -4,6 +4,7 @@
 
 #include "platform/Clock.h"
 #include "platform/common/RunLoopSource.h"
+#include "platform/common/UrlRules.h"
 #include "platform/linux/DownloadFile.h"
 #include "platform/linux/UrlExchange.h"
 
@@ -26,9 +27,9 @@ class FileDownload final : public UrlDownload, private RunLoopSource, private Ur
   }
 
   void setDestination(const std::string& path, bool overwrite) override {
-    _file.setDestination(path, overwrite);
+    _file.target().set(path, overwrite);
   }
-  void setDeletesFileUponFailure(bool deletes) override { _file.setDeletesPartialFile(deletes); }
+  void setDeletesFileUponFailure(bool deletes) override { _file.target().setDeletesPartialFile(deletes); }
 
  private:
   void process(Date deadline) override;
@@ -79,13 +80,12 @@ Error FileDownload::didReceiveResponse(const UrlResponse& response, const HttpHe
   _delegate.decideDestination(*this, response.suggestedFilename);
   const bool decodes = _delegate.shouldDecodeSourceData(*this, response.mimeType);
   if (!decodes || head.field("Content-Encoding") == nullptr) return {};
-  return urlError(UrlErrorCode::cannotDecodeContentData,
-                  "The body is encoded although no encoding was asked for.");
+  return encodedBodyError();
 }
 
 Error FileDownload::createFile() {
   if (Error error = _file.create()) return error;
-  _delegate.didCreateDestination(*this, _file.path());
+  _delegate.didCreateDestination(*this, _file.target().path());
   return {};
 }
 
@@ -102,7 +102,7 @@ Error FileDownload::didReceiveData(std::string_view bytes) {
 void FileDownload::conclude() {
   leaveRunLoop();
   if (_exchange.error()) return fail(_exchange.error());
-  if (!_file.isOpen()) return fail(urlError(UrlErrorCode::zeroByteResource, "resource has no data"));
+  if (!_file.isOpen()) return fail(emptyBodyError());
   if (Error error = _file.commit()) return fail(std::move(error));
   _delegate.didFinish(*this);
 }

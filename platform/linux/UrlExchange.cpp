@@ -3,21 +3,17 @@
 #include <algorithm>
 
 #include "platform/Text.h"
+#include "platform/common/UrlError.h"
+#include "platform/common/UrlRules.h"
 #include "platform/linux/HttpProxy.h"
 
 namespace platform {
 namespace {
 
-constexpr unsigned kMaxRedirects = 20;
-
 /// What an answer that is not the final one may bring, in bytes and time, and still be read to its end. The
 /// connection is then good for the next request; else a new one costs less.
-constexpr std::uint64_t kShortBody = 16UL * 1024;
+constexpr std::int64_t kShortBody = 16L * 1024;
 constexpr std::chrono::seconds kShortWait{1};
-
-Error tooLong() {
-  return urlError(UrlErrorCode::dataLengthExceedsMaximum, "resource exceeds maximum size");
-}
 
 bool endsConnection(const HttpHead& head) {
   const std::string* connection = head.field("Connection");
@@ -29,7 +25,7 @@ bool endsConnection(const HttpHead& head) {
 bool promisesShortBody(const HttpHead& head) {
   const auto isLength = [](const auto& field) { return equalIgnoringCase(field.first, "Content-Length"); };
   const std::int64_t length = announcedLength(head);
-  return length >= 0 && static_cast<std::uint64_t>(length) <= kShortBody &&
+  return length >= 0 && length <= kShortBody &&
          std::count_if(head.fields.begin(), head.fields.end(), isLength) == 1 &&
          head.field("Transfer-Encoding") == nullptr && head.field("Content-Encoding") == nullptr;
 }
@@ -77,9 +73,7 @@ bool UrlExchange::didReceiveHead(const HttpHead& head) {
 Error UrlExchange::followRedirect(const HttpHead& head) {
   const auto target = redirectTarget(_request.url, head);
   if (!target) return urlError(UrlErrorCode::badUrl, "bad URL");
-  if (++_redirectsFollowed > kMaxRedirects) {
-    return urlError(UrlErrorCode::tooManyRedirects, "too many HTTP redirects");
-  }
+  if (Error error = countRedirect(_redirectsFollowed)) return error;
   _redirect = std::make_unique<UrlResponse>(makeResponse(_request.url, head));
   _request.url = *target;
   _options.credentials.reset();
@@ -104,15 +98,14 @@ bool UrlExchange::acceptsChallenge(const HttpHead& head) {
 Error UrlExchange::announce(const HttpHead& head) {
   const UrlResponse response = makeResponse(_request.url, head);
   if (Error error = _client.didReceiveResponse(response, head)) return error;
-  const bool fits = response.expectedContentLength < 0 ||
-                    static_cast<std::uint64_t>(response.expectedContentLength) <= _request.sizeLimitBytes;
-  return fits ? Error() : tooLong();
+  return checkLength(response.expectedContentLength, _request);
 }
 
 bool UrlExchange::didReceiveBody(std::string_view bytes) {
-  _bodyBytes += bytes.size();
+  _bodyBytes += static_cast<std::int64_t>(bytes.size());
   if (_sendsAnother) return _bodyBytes <= kShortBody;  // whatever the head promised
-  _error = _bodyBytes <= _request.sizeLimitBytes ? _client.didReceiveData(bytes) : tooLong();
+  _error = checkLength(_bodyBytes, _request);
+  if (!_error) _error = _client.didReceiveData(bytes);
   return !_error;
 }
 

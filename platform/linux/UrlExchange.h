@@ -56,7 +56,7 @@ class UrlExchange : private HttpTransferSink {
   unsigned _redirectsFollowed = 0;
   bool _sendsAnother = false;   // the answer was a redirect, or a challenge that can be met
   Clock::time_point _drainEnd;  // when the rest of such an answer is given up
-  std::uint64_t _bodyBytes = 0;
+  std::int64_t _bodyBytes = 0;
   Error _error;
   bool _ended = false;
   std::unique_ptr<HttpTransfer> _transfer;

@@ -19,20 +19,11 @@ namespace {
 
 constexpr OSStatus kFileNotFound = -43;
 
-const UInt8* bytesOf(const std::string& text) {
-  return reinterpret_cast<const UInt8*>(text.data());
-}
-
 /// None for what is no scheme.
 CFOwner<CFURLRef> urlOfScheme(const std::string& scheme) {
   const std::string url = scheme + "://";
-  return CFOwner(CFURLCreateWithBytes(nullptr, bytesOf(url), static_cast<CFIndex>(url.size()),
+  return CFOwner(CFURLCreateWithBytes(nullptr, coreBytes(url), static_cast<CFIndex>(url.size()),
                                       kCFStringEncodingUTF8, nullptr));
-}
-
-CFOwner<CFURLRef> urlOfBundle(const std::string& path) {
-  return CFOwner(CFURLCreateFromFileSystemRepresentation(nullptr, bytesOf(path),
-                                                         static_cast<CFIndex>(path.size()), true));
 }
 
 std::optional<std::string> pathOf(CFURLRef url) {
@@ -137,7 +128,7 @@ std::map<std::string, std::vector<std::string>> applicationsByUrlScheme(const st
 }
 
 Error registerApplication(const std::string& path) {
-  const auto url = urlOfBundle(path);
+  const auto url = coreFolderUrl(path);
   const OSStatus status = url ? LSRegisterURL(url.get(), true) : kFileNotFound;
   if (status == 0) return {};
   return {kOSStatusErrorDomain, status,

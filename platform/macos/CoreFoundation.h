@@ -32,12 +32,6 @@ class CFOwner {
     if (_object != nullptr) CFRelease(_object);
   }
 
-  /// A further reference to an object that somebody else owns.
-  [[nodiscard]] static CFOwner of(Ref object) {
-    if (object != nullptr) CFRetain(object);
-    return CFOwner(object);
-  }
-
   [[nodiscard]] Ref get() const { return _object; }
   [[nodiscard]] Ref release() { return std::exchange(_object, nullptr); }
   explicit operator bool() const { return _object != nullptr; }
@@ -46,15 +40,20 @@ class CFOwner {
   Ref _object = nullptr;
 };
 
+/// The bytes of a text as CoreFoundation takes them.
+[[nodiscard]] const UInt8* coreBytes(std::string_view text);
 /// The text; none when it is not UTF-8.
 [[nodiscard]] CFOwner<CFStringRef> coreText(std::string_view text);
 /// The text as UTF-8, up to a zero byte; none for null, and for one that has no such form.
 [[nodiscard]] std::optional<std::string> utf8Text(CFStringRef text);
 
+/// The URL of a folder, a bundle too; none for a path that has none.
+[[nodiscard]] CFOwner<CFURLRef> coreFolderUrl(const std::string& path);
+
 [[nodiscard]] Date dateOf(CFDateRef date);
 
-/// The value as an object of the preferences service, with U+FFFD for what is no UTF-8 in its texts and keys
-/// and for what an XML list has no form for; none when there is no memory for it.
+/// The value as an object of the preferences service, with what an XML list keeps of it: dates in whole
+/// seconds, U+FFFD for what is no UTF-8 in its texts and keys; none for a date beyond the year 9999.
 [[nodiscard]] CFOwner<CFPropertyListRef> coreValue(const plist::Value& value);
 /// The value of such an object; none for null, and for one beyond the limits of a list.
 [[nodiscard]] std::optional<plist::Value> valueOf(CFPropertyListRef object);

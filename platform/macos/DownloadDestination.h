@@ -3,12 +3,12 @@
 #include <string>
 
 #include "platform/Error.h"
+#include "platform/common/DownloadTarget.h"
 
 namespace platform {
 
-/// Where a download goes. The service writes the file; this says where: under a hidden name beside the path
-/// that was asked for, where the file appears when it is whole, also after a power cut. Errors are of the URL
-/// domain, with the system's text in the description.
+/// The file that the system's service writes for a download's target, where it appears when it is whole, also
+/// after a power cut. Errors are of the URL domain, with the system's text in the description.
 class DownloadDestination {
  public:
   DownloadDestination() = default;
@@ -17,31 +17,24 @@ class DownloadDestination {
   /// Abandons what was not committed; the service writes no more by then.
   ~DownloadDestination();
 
-  void set(const std::string& path, bool overwrite);
-  void setDeletesPartialFile(bool deletes) { _deletesPartialFile = deletes; }
-  [[nodiscard]] bool deletesPartialFile() const { return _deletesPartialFile; }
-  /// The path that was asked for.
-  [[nodiscard]] const std::string& path() const { return _path; }
+  [[nodiscard]] DownloadTarget& target() { return _target; }
 
-  /// Chooses the name to write under. Fails: cannotCreateFile when no path was set, or what is there may not
-  /// be replaced; cannotOpenFile when the path is that of a folder.
+  /// Chooses the name to write under. Fails: as `DownloadTarget::check`.
   Error choose();
   /// Empty before.
   [[nodiscard]] const std::string& writePath() const { return _writePath; }
   /// The service has created the file, and calls it so.
   void didCreate(const std::string& writePath) { _writePath = writePath; }
 
-  /// The file is now at `path()`. Fails: cannotOpenFile, cannotWriteToFile, cannotMoveFile.
+  /// The file is now at the path of the target. Fails: cannotOpenFile, cannotWriteToFile, cannotMoveFile.
   Error commit();
-  /// Removes the file, if there is one, or leaves what there is of it at a `path()` that is free. Fails:
-  /// cannotRemoveFile.
+  /// Removes the file, if there is one, or leaves what there is of it at the path of the target if that is
+  /// free. Fails: cannotRemoveFile.
   Error abandon();
 
  private:
-  std::string _path;
+  DownloadTarget _target;
   std::string _writePath;  // empty when nothing is pending
-  bool _overwrite = false;
-  bool _deletesPartialFile = false;
 };
 
 }  // namespace platform

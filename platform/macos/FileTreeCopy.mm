@@ -13,6 +13,7 @@
 #include "platform/Path.h"
 #include "platform/common/FileTree.h"
 #include "platform/common/ItemChanges.h"
+#include "platform/common/ItemStatus.h"
 
 namespace platform {
 namespace {
@@ -37,17 +38,13 @@ Error forEachItem(const std::string& path, const Visit& visit) {
   return errno == 0 ? Error{} : posixError(errno, path);
 }
 
-bool isSameItem(const struct stat& a, const struct stat& b) {
-  return a.st_dev == b.st_dev && a.st_ino == b.st_ino;
-}
-
 /// The file manager waits at a pipe for somebody who writes, and follows a copy into itself without end.
 Error checkCopyable(const std::string& from, const std::string& to) {
   struct stat targetFolder {};
   if (stat(parentFolder(to).c_str(), &targetFolder) != 0) return posixError(errno, to);
   return forEachItem(from, [&targetFolder](const FTSENT& item) {
     const bool isFolder = S_ISDIR(item.fts_statp->st_mode);
-    if (isFolder && isSameItem(*item.fts_statp, targetFolder)) return posixError(EINVAL, item.fts_path);
+    if (isFolder && isOneItem(*item.fts_statp, targetFolder)) return posixError(EINVAL, item.fts_path);
     const bool isCopied = isFolder || S_ISREG(item.fts_statp->st_mode) || S_ISLNK(item.fts_statp->st_mode);
     return isCopied ? Error{} : posixError(EOPNOTSUPP, item.fts_path);
   });
@@ -94,11 +91,6 @@ Error removeCopy(const std::string& copy) {
     return Error{};
   }));
   return removeTree(copy);
-}
-
-bool itemExists(const std::string& path) {
-  struct stat status {};
-  return lstat(path.c_str(), &status) == 0;
 }
 
 }  // namespace

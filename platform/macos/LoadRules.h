@@ -41,15 +41,15 @@ class LoadRules {
   /// No more will come. Fails: networkConnectionLost when the announced length has not been reached.
   [[nodiscard]] Error conclude() const;
 
-  [[nodiscard]] std::uint64_t bodyBytes() const { return _bodyBytes; }
+  [[nodiscard]] std::int64_t bodyBytes() const { return _bodyBytes; }
 
  private:
   UrlRequest _request;
   const BodyEncoding _encoding;
   std::unique_ptr<UrlResponse> _redirect;
   unsigned _redirectsFollowed = 0;
-  std::uint64_t _announcedBytes = 0;  // 0 when they say nothing about those that are counted
-  std::uint64_t _bodyBytes = 0;
+  std::int64_t _announcedBytes = 0;  // 0 when they say nothing about those that are counted
+  std::int64_t _bodyBytes = 0;
 };
 
 }  // namespace platform

@@ -1,31 +1,18 @@
 #import "platform/macos/LoadRules.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "platform/Text.h"
+#include "platform/common/UrlRules.h"
 #include "platform/macos/UrlErrors.h"
 
 namespace platform {
 namespace {
 
-constexpr unsigned kMaxRedirects = 20;
-
-Error tooLong() {
-  return urlError(UrlErrorCode::dataLengthExceedsMaximum, "resource exceeds maximum size");
-}
-
 bool isRedirect(NSURLResponse* answer) {
-  if (![answer isKindOfClass:[NSHTTPURLResponse class]]) return false;
-  switch ([static_cast<NSHTTPURLResponse*>(answer) statusCode]) {
-    case 301:
-    case 302:
-    case 303:
-    case 307:
-    case 308:
-      return true;
-    default:
-      return false;
-  }
+  return [answer isKindOfClass:[NSHTTPURLResponse class]] &&
+         isRedirectStatus(static_cast<int>([static_cast<NSHTTPURLResponse*>(answer) statusCode]));
 }
 
 /// An answer that sends the client where the system would not go.
@@ -39,10 +26,9 @@ Error unfollowedRedirect(const Url& url, NSURLResponse* answer) {
 }
 
 /// The length of the body as it will be counted; 0 when that is not known.
-std::uint64_t announcedBodyBytes(NSURLResponse* answer) {
-  const long long length = [answer expectedContentLength];
-  const bool tells = length > 0 && !headerField(answer, "Content-Encoding");
-  return tells ? static_cast<std::uint64_t>(length) : 0;
+std::int64_t announcedBodyBytes(NSURLResponse* answer) {
+  const bool isEncoded = headerField(answer, "Content-Encoding").has_value();
+  return isEncoded ? 0 : std::max<std::int64_t>([answer expectedContentLength], 0);
 }
 
 }  // namespace
@@ -62,8 +48,7 @@ Error LoadRules::proceed(NSURLRequest* proposed, NSURLResponse* redirect) {
     UrlResponse answer;
     if (Error error = readResponse(redirect, answer)) return error;
     _redirect = std::make_unique<UrlResponse>(std::move(answer));
-    if (++_redirectsFollowed > kMaxRedirects)
-      return urlError(UrlErrorCode::tooManyRedirects, "too many HTTP redirects");
+    if (Error error = countRedirect(_redirectsFollowed)) return error;
   }
   return readUrl([proposed URL], _request.url);
 }
@@ -78,14 +63,12 @@ Error LoadRules::admit(NSURLResponse* answer) {
   if (Error error = unfollowedRedirect(_request.url, answer)) return error;
   _bodyBytes = 0;
   _announcedBytes = announcedBodyBytes(answer);
-  const long long length = [answer expectedContentLength];
-  const bool fits = length < 0 || static_cast<std::uint64_t>(length) <= _request.sizeLimitBytes;
-  return fits ? Error() : tooLong();
+  return checkLength([answer expectedContentLength], _request);
 }
 
 Error LoadRules::count(std::uint64_t bytes) {
-  _bodyBytes += bytes;
-  return _bodyBytes <= _request.sizeLimitBytes ? Error() : tooLong();
+  _bodyBytes += static_cast<std::int64_t>(bytes);
+  return checkLength(_bodyBytes, _request);
 }
 
 Error LoadRules::conclude() const {

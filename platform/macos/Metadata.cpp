@@ -10,15 +10,9 @@
 namespace platform {
 namespace {
 
-CFOwner<CFURLRef> folderUrl(const std::string& path) {
-  const auto* bytes = reinterpret_cast<const UInt8*>(path.data());
-  return CFOwner<CFURLRef>(
-      CFURLCreateFromFileSystemRepresentation(nullptr, bytes, static_cast<CFIndex>(path.size()), true));
-}
-
 /// None for what the index does not know, and on a volume that has none.
 std::optional<Date> indexedDate(const std::string& path, CFStringRef attribute) {
-  const auto url = folderUrl(path);
+  const auto url = coreFolderUrl(path);
   const CFOwner<MDItemRef> item(url ? MDItemCreateWithURL(nullptr, url.get()) : nullptr);
   const CFOwner<CFTypeRef> date(item ? MDItemCopyAttribute(item.get(), attribute) : nullptr);
   if (!date || CFGetTypeID(date.get()) != CFDateGetTypeID()) return std::nullopt;

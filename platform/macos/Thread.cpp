@@ -2,20 +2,14 @@
 
 #include <pthread.h>
 
-#include <array>
-
 #include "platform/common/SystemCancellation.h"
+#include "platform/common/ThreadName.h"
 #include "platform/common/Timespec.h"
 
 namespace platform {
 
 void setCurrentThreadName(const std::string& name) {
-  constexpr std::size_t kLongestName = 63;  // a longer one is refused whole
-  thread_local std::array<char, kLongestName + 1> set{};
-  std::array<char, kLongestName + 1> cut{};
-  name.copy(cut.data(), kLongestName);
-  // Threads that run short tasks are named often, and what is left of the name seldom changes.
-  if (cut != set && pthread_setname_np(cut.data()) == 0) set = cut;
+  setThreadName<63>(name, [](const char* cut) { return pthread_setname_np(cut); });
 }
 
 std::uint64_t currentThreadNumber() {

@@ -1,6 +1,6 @@
 #import "platform/macos/Foundation.h"
 
-#include <CoreFoundation/CFRunLoop.h>
+#include <CoreFoundation/CoreFoundation.h>
 
 #include <chrono>
 #include <utility>
@@ -8,6 +8,7 @@
 #include "platform/AutoreleasePool.h"
 #include "platform/Printable.h"
 #include "platform/UrlLoading.h"
+#include "platform/common/UrlRules.h"
 #include "platform/macos/DownloadDestination.h"
 #include "platform/macos/LoadRules.h"
 #include "platform/macos/UrlAuthentication.h"
@@ -201,11 +202,11 @@ FileDownload*& FileDownload::current() {
 }
 
 void FileDownload::setDestination(const std::string& path, bool overwrite) {
-  _destination.set(path, overwrite);
+  _destination.target().set(path, overwrite);
 }
 
 void FileDownload::setDeletesFileUponFailure(bool deletes) {
-  _destination.setDeletesPartialFile(deletes);
+  _destination.target().setDeletesPartialFile(deletes);
   [_service.get() setDeletesFileUponFailure:deletes];
 }
 
@@ -236,7 +237,7 @@ Error FileDownload::startService() {
     return raisedUrlError(exception);
   }
   if (!_service) return urlError(UrlErrorCode::unknown, "The download cannot be started.");
-  [_service.get() setDeletesFileUponFailure:_destination.deletesPartialFile()];
+  [_service.get() setDeletesFileUponFailure:_destination.target().deletesPartialFile()];
   if (hasEnded()) [_service.get() cancel];  // at its first step, before we had it
   return {};
 }
@@ -298,13 +299,11 @@ void FileDownload::didCreateDestination(NSString* path) {
   } @catch (NSException* exception) {
     return fail(raisedUrlError(exception));
   }
-  _delegate.didCreateDestination(*this, _destination.path());
+  _delegate.didCreateDestination(*this, _destination.target().path());
 }
 
 void FileDownload::shouldDecode(NSString* encodingType) {
-  if (_delegate.shouldDecodeSourceData(*this, utf8Text(encodingType)))
-    fail(urlError(UrlErrorCode::cannotDecodeContentData,
-                  "The body is encoded although no encoding was asked for."));
+  if (_delegate.shouldDecodeSourceData(*this, utf8Text(encodingType))) fail(encodedBodyError());
 }
 
 void FileDownload::didReceiveData(NSUInteger length) {
@@ -314,7 +313,7 @@ void FileDownload::didReceiveData(NSUInteger length) {
 
 /// The service has closed the file.
 void FileDownload::didFinish() {
-  if (_rules.bodyBytes() == 0) return fail(urlError(UrlErrorCode::zeroByteResource, "resource has no data"));
+  if (_rules.bodyBytes() == 0) return fail(emptyBodyError());
   if (Error error = _rules.conclude()) return fail(std::move(error));
   if (Error error = _destination.commit()) return fail(std::move(error));
   leaveRunLoop();

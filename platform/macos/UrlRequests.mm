@@ -4,6 +4,7 @@
 
 #include "platform/Printable.h"
 #include "platform/Text.h"
+#include "platform/common/UrlRules.h"
 #include "platform/macos/UrlErrors.h"
 
 namespace platform {
@@ -50,11 +51,11 @@ NSURL* agreedUrl(const Url& url, Error& error) {
 }
 
 Error writeHeader(const std::string& name, const std::string& value, NSMutableURLRequest* foundation) {
+  if (Error error = checkHeader(name, value)) return error;
   NSString* theirName = foundationText(name);
   NSString* theirValue = foundationText(value);
-  const bool isOneLine = (name + value).find_first_of("\r\n") == std::string::npos;
-  if (!isOneLine || theirName == nil || theirValue == nil)
-    return urlError(UrlErrorCode::badUrl, "A request header holds a line end, or is not UTF-8.");
+  if (theirName == nil || theirValue == nil)
+    return urlError(UrlErrorCode::badUrl, "A request header is not UTF-8.");
   [foundation setValue:theirValue forHTTPHeaderField:theirName];
   return {};
 }

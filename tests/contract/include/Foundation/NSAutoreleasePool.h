@@ -1,7 +1,0 @@
-#pragma once
-
-#import <Foundation/NSObject.h>
-
-@interface NSAutoreleasePool : NSObject
-- (void)drain;
-@end

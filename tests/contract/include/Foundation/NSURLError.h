@@ -1,5 +1,0 @@
-#pragma once
-
-#import <Foundation/NSError.h>
-
-FOUNDATION_EXPORT NSErrorDomain _Nonnull const NSURLErrorDomain;
