@@ -8,6 +8,7 @@
 namespace {
 
 constexpr std::size_t kMaxMessage = 1024;
+constexpr int kLooksBeforeSleep = 100;
 
 }  // namespace
 
@@ -47,6 +48,15 @@ ZRResult ZRMutex::creationResult() const {
   }
   if (mutexError() == 0) return ZRError::eNoError;
   return ZRResult(ZRError::eSomeError, "%s", creationMessage(_name, mutexError()).c_str());
+}
+
+/// Most are held for less time than it takes to fall asleep and be woken.
+void ZRMutex::lockContended() {
+  for (int looks = 0; looks < kLooksBeforeSleep; ++looks) {
+    platform::pauseProcessor();
+    if (tryLock()) return;
+  }
+  pthread_mutex_lock(&posixMutex());
 }
 
 ZRMutex::~ZRMutex() {

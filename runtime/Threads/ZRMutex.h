@@ -23,7 +23,9 @@ class ZRMutex : public ZRSync {
     ZRMutex& _mutex;
   };
 
-  void lock() { pthread_mutex_lock(&posixMutex()); }
+  void lock() {
+    if (!tryLock()) lockContended();
+  }
   void unlock() { pthread_mutex_unlock(&posixMutex()); }
   [[nodiscard]] bool tryLock() { return pthread_mutex_trylock(&posixMutex()) == 0; }
 
@@ -37,6 +39,8 @@ class ZRMutex : public ZRSync {
   [[nodiscard]] static ZRString destructionMessage(const char* name, int errorNumber);
 
  private:
+  void lockContended();
+
   const char* _name;
 };
 
