@@ -112,9 +112,8 @@ bool DeltaTree::holds(const ZRString& resolved) const {
 
 /// Resolving costs as much as hashing a small file, so a folder is resolved once for all its files.
 bool DeltaTree::holdsFolder(const ZRString& folder) {
-  if (_lastFolder == folder) return _lastFolderIsInside;
+  const auto [entry, isNew] = _folders.try_emplace(folder.str(), false);
   ZRString resolved;
-  _lastFolder = folder;
-  _lastFolderIsInside = resolvePath(folder, resolved).isSuccess() && holds(resolved);
-  return _lastFolderIsInside;
+  if (isNew) entry->second = resolvePath(folder, resolved).isSuccess() && holds(resolved);
+  return entry->second;
 }

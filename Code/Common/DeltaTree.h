@@ -1,5 +1,8 @@
 #pragma once
 
+#include <string>
+#include <unordered_map>
+
 #include "runtime/Code/ZRResult.h"
 #include "runtime/Strings/ZRString.h"
 
@@ -36,14 +39,13 @@ class DeltaTree {
   /// Fails with eNoAccess when there is something at `path` that lies outside.
   ZRResult requireInside(const ZRString& path) const;
 
-  /// Whether `path`, or what a link there leads to, is a file inside. Quick for paths of one folder in a row.
+  /// Whether `path`, or what a link there leads to, is a file inside. Quick for many paths in few folders.
   [[nodiscard]] bool holdsFile(const ZRString& path);
 
  private:
   [[nodiscard]] bool holds(const ZRString& resolved) const;
   [[nodiscard]] bool holdsFolder(const ZRString& folder);
 
-  ZRString _top;  ///< absolute, free of symbolic links and ".."
-  ZRString _lastFolder;
-  bool _lastFolderIsInside = false;
+  ZRString _top;                                   ///< absolute, free of symbolic links and ".."
+  std::unordered_map<std::string, bool> _folders;  ///< whether each is inside, as far as that was asked
 };

@@ -93,6 +93,7 @@ ZRResult ZRFile::open(const ZRString& path, std::uint32_t access, std::uint32_t 
   _stream = openStream(path, openMode(access, disposition));
   if (!isOpen()) return openFailure();
   _flag = (flags & kFlag) != 0;
+  if ((access & eWrite) == 0) return ZRError::eNoError;  // begins at the start anyway
   if (disposition != eOpenExisting && disposition != eOpenAlwaysAtStart) return ZRError::eNoError;
   const ZRResult positioned = seek(0, eBegin);
   if (positioned.isFailure()) _stream.reset();

@@ -1,5 +1,7 @@
 #include "runtime/NewCrypto/ZRHash.h"
 
+#include <algorithm>
+
 #include "runtime/Code/ZRLog.h"
 #include "runtime/File/ZRFile.h"
 #include "runtime/NewCrypto/ZRMd5Local.h"
@@ -7,14 +9,17 @@
 namespace {
 
 constexpr std::size_t kPieceBytes = 4096;
-// A system call for each piece shows in the time of a large file; for a small one a buffer would cost more.
+// A system call for each piece shows in the time.
 constexpr std::size_t kStreamBufferBytes = 128 * 1024;
 
 ZRResult openForDigest(const ZRString& path, ZRFile& file) {
   ZR_RETURN_FAILURE(file.open(path, ZRFile::eRead, ZRFile::eOpenExisting));
   std::uint64_t sizeBytes = 0;
   ZR_RETURN_FAILURE(file.getSize(sizeBytes));
-  if (sizeBytes > kStreamBufferBytes) ZR_RETURN_FAILURE(file.setBufferSize(kStreamBufferBytes));
+  if (sizeBytes > kPieceBytes) {
+    const auto wanted = static_cast<std::size_t>(std::min<std::uint64_t>(sizeBytes, kStreamBufferBytes));
+    ZR_RETURN_FAILURE(file.setBufferSize(wanted));
+  }
   return ZRError::eNoError;
 }
 
