@@ -53,7 +53,7 @@ int main() {
   server.serve(kUpdates, "/vntupdater/live/config.json", staging::Reply::text(packager::toJson(document)));
 
   benchmark::Comparison best;
-  for (int round = 0; round < 5; ++round) {
+  for (int round = 0; round < 9; ++round) {
     fs::remove_all(sandbox.installedBuilds());
     sandbox.installBuild(7700);
     sandbox.schedule(-60);
