@@ -24,7 +24,8 @@ struct Scope {
 [[nodiscard]] std::optional<plist::Value> copyValue(const std::string& key, const Scope& scope);
 
 /// Sets `key` (no value: removes it). Visible to `copyValue` in this process at once, and to others after
-/// `synchronize`.
+/// `synchronize`. Of dates whole seconds are kept. A value that the service cannot hold (a reference number,
+/// on macOS a date after the year 9999) is not set, and the next `synchronize` answers false.
 void setValue(const std::string& key, const std::optional<plist::Value>& value, const Scope& scope);
 
 /// Writes what `setValue` changed in the application's scopes, atomically, keeping what others changed in the

@@ -15,13 +15,6 @@ void setCurrentThreadName(const std::string& name);
 /// The calling thread's number in the kernel, cached per thread.
 [[nodiscard]] std::uint64_t currentThreadNumber();
 
-/// A moment's rest for a thread that looks at something again and again.
-inline void pauseProcessor() {
-#ifdef __x86_64__
-  __builtin_ia32_pause();
-#endif
-}
-
 struct NativeCondition;  ///< the system's own object, to be cast to
 struct NativeMutex;
 

@@ -80,6 +80,7 @@ ZRString withTrailingSlash(const ZRString& path) {
 }
 
 ZRResult DeltaTree::open(const ZRString& folder) {
+  _folders.clear();
   ZRString itself = folder;
   itself.trimRight("/");  // with a "/" at the end a link would be looked through
   const TreeEntry entry = treeEntry(itself);

@@ -1,7 +1,7 @@
 #pragma once
 
+#include <map>
 #include <string>
-#include <unordered_map>
 
 #include "runtime/Code/ZRResult.h"
 #include "runtime/Strings/ZRString.h"
@@ -39,7 +39,8 @@ class DeltaTree {
   /// Fails with eNoAccess when there is something at `path` that lies outside.
   ZRResult requireInside(const ZRString& path) const;
 
-  /// Whether `path`, or what a link there leads to, is a file inside. Quick for many paths in few folders.
+  /// Whether `path`, or what a link there leads to, is a file inside. Quick for many paths in few folders,
+  /// of which the answers hold while nobody changes them.
   [[nodiscard]] bool holdsFile(const ZRString& path);
 
  private:
@@ -47,5 +48,5 @@ class DeltaTree {
   [[nodiscard]] bool holdsFolder(const ZRString& folder);
 
   ZRString _top;                                   ///< absolute, free of symbolic links and ".."
-  std::unordered_map<std::string, bool> _folders;  ///< whether each is inside, as far as that was asked
+  std::map<std::string, bool> _folders;  ///< whether each is inside, as far as that was asked
 };

@@ -29,7 +29,7 @@ std::string DownloadTarget::makeWritePath() const {
   return joinPath(parentFolder(_path), hiddenName());
 }
 
-Error DownloadTarget::take(const std::string& writePath) const {
+Error DownloadTarget::commit(const std::string& writePath) const {
   const bool moved =
       _overwrite ? rename(writePath.c_str(), _path.c_str()) == 0 : renameToFreeName(writePath, _path);
   return moved ? Error() : failure(UrlErrorCode::cannotMoveFile);

@@ -23,7 +23,7 @@ class DownloadTarget {
   /// A name to write under; another one each time.
   [[nodiscard]] std::string makeWritePath() const;
   /// Puts the file into its place, if that is still as it was asked for. Fails: cannotMoveFile.
-  [[nodiscard]] Error take(const std::string& writePath) const;
+  [[nodiscard]] Error commit(const std::string& writePath) const;
   /// Leaves an incomplete file at the path when that is wanted and the path is free. Whether it did.
   [[nodiscard]] bool keepPartial(const std::string& writePath) const;
 

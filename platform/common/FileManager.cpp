@@ -150,7 +150,7 @@ std::vector<std::string> FileManager::unfinishedItems(const std::string& folder)
 bool FileManager::isSameItem(const std::string& a, const std::string& b) const {
   struct stat first {};
   struct stat second {};
-  return stat(a.c_str(), &first) == 0 && stat(b.c_str(), &second) == 0 && isOneItem(first, second);
+  return stat(a.c_str(), &first) == 0 && stat(b.c_str(), &second) == 0 && platform::isSameItem(first, second);
 }
 
 Error FileManager::setAttributes(const std::string& path, const ItemAttributes& attributes) {

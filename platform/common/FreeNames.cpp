@@ -8,6 +8,7 @@
 #include "platform/Path.h"
 #include "platform/common/HiddenNames.h"
 #include "platform/common/ItemCalls.h"
+#include "platform/common/ItemStatus.h"
 
 namespace platform {
 
@@ -15,8 +16,7 @@ namespace platform {
 bool renameToFreeName(const std::string& from, const std::string& to) {
   if (renameToFreeName(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str())) return true;
   if (errno != EINVAL && errno != ENOSYS && errno != ENOTSUP) return false;
-  struct stat taken {};
-  if (lstat(to.c_str(), &taken) == 0) {
+  if (itemExists(to)) {
     errno = EEXIST;
     return false;
   }

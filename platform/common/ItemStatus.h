@@ -13,7 +13,7 @@ namespace platform {
 }
 
 /// Whether both describe one and the same item.
-[[nodiscard]] inline bool isOneItem(const struct stat& a, const struct stat& b) {
+[[nodiscard]] inline bool isSameItem(const struct stat& a, const struct stat& b) {
   return a.st_dev == b.st_dev && a.st_ino == b.st_ino;
 }
 

@@ -218,10 +218,10 @@ class BinaryReader {
     std::size_t count = 0;
     const bool isUtf16 = object.kind == 0x6;
     const std::size_t unitBytes = isUtf16 ? 2 : 1;
-    if (!readCount(object, unitBytes, count) || !charge(count * unitBytes, object)) return false;
+    if (!readCount(object, unitBytes, count)) return false;
     const std::string_view bytes = object.rest.substr(0, count * unitBytes);
     const bool valid = isUtf16 ? convertUtf16(bytes, text) : copyUtf8(bytes, object.kind == 0x5, text);
-    return valid || fail("a malformed text", object);
+    return valid ? charge(text.size(), object) : fail("a malformed text", object);
   }
 
   static bool copyUtf8(std::string_view bytes, bool asciiOnly, std::string& text) {

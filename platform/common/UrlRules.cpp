@@ -27,8 +27,8 @@ Error countRedirect(unsigned& followed) {
   return urlError(UrlErrorCode::tooManyRedirects, "too many HTTP redirects");
 }
 
-Error checkLength(std::int64_t bytes, const UrlRequest& request) {
-  if (bytes < 0 || static_cast<std::uint64_t>(bytes) <= request.sizeLimitBytes) return {};
+Error checkLength(std::int64_t bytes, std::uint64_t limitBytes) {
+  if (bytes < 0 || static_cast<std::uint64_t>(bytes) <= limitBytes) return {};
   return urlError(UrlErrorCode::dataLengthExceedsMaximum, "resource exceeds maximum size");
 }
 

@@ -14,16 +14,15 @@ namespace platform {
 /// Counts one more redirect. Fails: tooManyRedirects beyond 20.
 [[nodiscard]] Error countRedirect(unsigned& followed);
 
-/// Whether the request takes a body of so many bytes; a negative number is none that is known. Fails:
-/// dataLengthExceedsMaximum.
-[[nodiscard]] Error checkLength(std::int64_t bytes, const UrlRequest& request);
+/// Checks the length of a body, in bytes; a negative one is not known. Fails: dataLengthExceedsMaximum.
+[[nodiscard]] Error checkLength(std::int64_t bytes, std::uint64_t limitBytes);
 
 /// Fails: badUrl for a header of more than one line.
 [[nodiscard]] Error checkHeader(const std::string& name, const std::string& value);
 
-/// A download into a file keeps what comes as it comes.
+/// cannotDecodeContentData, for a body that a download into a file would have to decode.
 [[nodiscard]] Error encodedBodyError();
-/// It needs at least one byte.
+/// zeroByteResource, for a download of no bytes.
 [[nodiscard]] Error emptyBodyError();
 
 }  // namespace platform

@@ -40,7 +40,7 @@ Error DownloadFile::write(std::string_view bytes) {
 Error DownloadFile::commit() {
   if (!flushed(_file.get())) return _target.failure(UrlErrorCode::cannotWriteToFile);
   if (!_file.close()) return _target.failure(UrlErrorCode::cannotCloseFile);
-  if (Error error = _target.take(_writePath)) return error;
+  if (Error error = _target.commit(_writePath)) return error;
   _pending = false;
   return {};
 }

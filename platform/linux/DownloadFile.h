@@ -19,7 +19,9 @@ class DownloadFile {
   /// Abandons what was not committed.
   ~DownloadFile();
 
-  [[nodiscard]] DownloadTarget& target() { return _target; }
+  void setTarget(const std::string& path, bool overwrite) { _target.set(path, overwrite); }
+  void setDeletesPartialFile(bool deletes) { _target.setDeletesPartialFile(deletes); }
+  [[nodiscard]] const DownloadTarget& target() const { return _target; }
   [[nodiscard]] bool isOpen() const { return _file.isOpen(); }
 
   /// Fails: as `DownloadTarget::check`; cannotCreateFile.

@@ -123,7 +123,7 @@ class TreeCopy {
     const FileDescriptor source = from.open(O_RDONLY | O_DIRECTORY);
     struct stat status {};
     if (!source.isOpen() || fstat(source.get(), &status) != 0) return from.failure();
-    if (_hasCreated && isOneItem(status, _top)) return posixError(EINVAL, from.path);  // a copy into itself
+    if (_hasCreated && isSameItem(status, _top)) return posixError(EINVAL, from.path);  // a copy into itself
 
     const FileDescriptor target = makeFolder(to);
     if (!target.isOpen()) return to.failure();

@@ -26,10 +26,8 @@ class FileDownload final : public UrlDownload, private RunLoopSource, private Ur
     joinRunLoop();
   }
 
-  void setDestination(const std::string& path, bool overwrite) override {
-    _file.target().set(path, overwrite);
-  }
-  void setDeletesFileUponFailure(bool deletes) override { _file.target().setDeletesPartialFile(deletes); }
+  void setDestination(const std::string& path, bool overwrite) override { _file.setTarget(path, overwrite); }
+  void setDeletesFileUponFailure(bool deletes) override { _file.setDeletesPartialFile(deletes); }
 
  private:
   void process(Date deadline) override;

@@ -98,13 +98,13 @@ bool UrlExchange::acceptsChallenge(const HttpHead& head) {
 Error UrlExchange::announce(const HttpHead& head) {
   const UrlResponse response = makeResponse(_request.url, head);
   if (Error error = _client.didReceiveResponse(response, head)) return error;
-  return checkLength(response.expectedContentLength, _request);
+  return checkLength(response.expectedContentLength, _request.sizeLimitBytes);
 }
 
 bool UrlExchange::didReceiveBody(std::string_view bytes) {
   _bodyBytes += static_cast<std::int64_t>(bytes.size());
   if (_sendsAnother) return _bodyBytes <= kShortBody;  // whatever the head promised
-  _error = checkLength(_bodyBytes, _request);
+  _error = checkLength(_bodyBytes, _request.sizeLimitBytes);
   if (!_error) _error = _client.didReceiveData(bytes);
   return !_error;
 }

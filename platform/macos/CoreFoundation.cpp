@@ -1,5 +1,7 @@
 #include "platform/macos/CoreFoundation.h"
 
+#include "platform/common/PropertyListFormats.h"
+
 namespace platform {
 namespace {
 
@@ -39,6 +41,7 @@ Date dateOf(CFDateRef date) {
 
 CFOwner<CFPropertyListRef> coreValue(const plist::Value& value) {
   const std::string xml = plist::toXml(value);
+  if (xml.find("<key>" + std::string(plist::kUidKey) + "</key>") != std::string::npos) return {};
   const CFOwner list(CFDataCreate(kCFAllocatorDefault, coreBytes(xml), indexOf(xml.size())));
   if (!list) return {};
   return CFOwner(CFPropertyListCreateWithData(kCFAllocatorDefault, list.get(), kCFPropertyListImmutable,
@@ -49,12 +52,12 @@ std::optional<plist::Value> valueOf(CFPropertyListRef object) {
   if (object == nullptr) return std::nullopt;
   const CFOwner list(
       CFPropertyListCreateData(kCFAllocatorDefault, object, kCFPropertyListBinaryFormat_v1_0, 0, nullptr));
+  if (!list) return std::nullopt;
+  const auto* bytes = reinterpret_cast<const char*>(CFDataGetBytePtr(list.get()));
   plist::Value value;
-  const auto read = [&value](CFDataRef data) {
-    const auto* bytes = reinterpret_cast<const char*>(CFDataGetBytePtr(data));
-    return plist::parse({bytes, static_cast<std::size_t>(CFDataGetLength(data))}, value);
-  };
-  return list && !read(list.get()).failed() ? std::optional(std::move(value)) : std::nullopt;
+  const Error error =
+      plist::parseBinary({bytes, static_cast<std::size_t>(CFDataGetLength(list.get()))}, value);
+  return error.failed() ? std::nullopt : std::optional(std::move(value));
 }
 
 }  // namespace platform

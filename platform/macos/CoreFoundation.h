@@ -21,19 +21,11 @@ class CFOwner {
   /// Takes over a reference that the caller owns, or none.
   explicit CFOwner(Ref object) : _object(object) {}
   CFOwner(CFOwner&& other) noexcept : _object(std::exchange(other._object, nullptr)) {}
-  /// Of an owner of a more special kind.
-  template <typename Other>
-  CFOwner(CFOwner<Other>&& other) noexcept : _object(other.release()) {}
-  CFOwner& operator=(CFOwner&& other) noexcept {
-    std::swap(_object, other._object);
-    return *this;
-  }
   ~CFOwner() {
     if (_object != nullptr) CFRelease(_object);
   }
 
   [[nodiscard]] Ref get() const { return _object; }
-  [[nodiscard]] Ref release() { return std::exchange(_object, nullptr); }
   explicit operator bool() const { return _object != nullptr; }
 
  private:
@@ -53,7 +45,9 @@ class CFOwner {
 [[nodiscard]] Date dateOf(CFDateRef date);
 
 /// The value as an object of the preferences service, with what an XML list keeps of it: dates in whole
-/// seconds, U+FFFD for what is no UTF-8 in its texts and keys; none for a date beyond the year 9999.
+/// seconds, U+FFFD for what is no UTF-8 in its texts and keys and for what that form cannot hold. None for
+/// one with a reference number, which is no value for that service, or with a date after the year 9999, and
+/// when there is no memory for it.
 [[nodiscard]] CFOwner<CFPropertyListRef> coreValue(const plist::Value& value);
 /// The value of such an object; none for null, and for one beyond the limits of a list.
 [[nodiscard]] std::optional<plist::Value> valueOf(CFPropertyListRef object);

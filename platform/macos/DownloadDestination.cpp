@@ -34,7 +34,7 @@ Error DownloadDestination::commit() {
   const FileDescriptor file = openAt(AT_FDCWD, _writePath.c_str(), O_RDONLY | O_NOFOLLOW);
   if (!file.isOpen()) return _target.failure(UrlErrorCode::cannotOpenFile);
   if (!flushed(file.get())) return _target.failure(UrlErrorCode::cannotWriteToFile);
-  if (Error error = _target.take(_writePath)) return error;
+  if (Error error = _target.commit(_writePath)) return error;
   _writePath.clear();
   return {};
 }

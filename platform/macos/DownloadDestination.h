@@ -17,7 +17,9 @@ class DownloadDestination {
   /// Abandons what was not committed; the service writes no more by then.
   ~DownloadDestination();
 
-  [[nodiscard]] DownloadTarget& target() { return _target; }
+  void setTarget(const std::string& path, bool overwrite) { _target.set(path, overwrite); }
+  void setDeletesPartialFile(bool deletes) { _target.setDeletesPartialFile(deletes); }
+  [[nodiscard]] const DownloadTarget& target() const { return _target; }
 
   /// Chooses the name to write under. Fails: as `DownloadTarget::check`.
   Error choose();

@@ -44,7 +44,7 @@ Error checkCopyable(const std::string& from, const std::string& to) {
   if (stat(parentFolder(to).c_str(), &targetFolder) != 0) return posixError(errno, to);
   return forEachItem(from, [&targetFolder](const FTSENT& item) {
     const bool isFolder = S_ISDIR(item.fts_statp->st_mode);
-    if (isFolder && isOneItem(*item.fts_statp, targetFolder)) return posixError(EINVAL, item.fts_path);
+    if (isFolder && isSameItem(*item.fts_statp, targetFolder)) return posixError(EINVAL, item.fts_path);
     const bool isCopied = isFolder || S_ISREG(item.fts_statp->st_mode) || S_ISLNK(item.fts_statp->st_mode);
     return isCopied ? Error{} : posixError(EOPNOTSUPP, item.fts_path);
   });

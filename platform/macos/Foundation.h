@@ -51,7 +51,6 @@ class Retained {
 [[nodiscard]] std::string systemPath(NSString* path);
 
 [[nodiscard]] NSDate* foundationDate(Date date);
-[[nodiscard]] Date dateOf(NSDate* date);
 
 /// An error of the file manager or of a property list's file, in the POSIX domain, with a description that
 /// names the path: the system's own number where the error carries one, else the nearest to the Cocoa code.

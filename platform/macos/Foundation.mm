@@ -73,10 +73,6 @@ NSDate* foundationDate(Date date) {
   return [NSDate dateWithTimeIntervalSince1970:date.time_since_epoch().count()];
 }
 
-Date dateOf(NSDate* date) {
-  return Date(Seconds([date timeIntervalSince1970]));
-}
-
 Error posixErrorOf(NSError* error, std::string_view path) {
   return posixError(numberOf(error), path);
 }

@@ -63,12 +63,12 @@ Error LoadRules::admit(NSURLResponse* answer) {
   if (Error error = unfollowedRedirect(_request.url, answer)) return error;
   _bodyBytes = 0;
   _announcedBytes = announcedBodyBytes(answer);
-  return checkLength([answer expectedContentLength], _request);
+  return checkLength([answer expectedContentLength], _request.sizeLimitBytes);
 }
 
 Error LoadRules::count(std::uint64_t bytes) {
   _bodyBytes += static_cast<std::int64_t>(bytes);
-  return checkLength(_bodyBytes, _request);
+  return checkLength(_bodyBytes, _request.sizeLimitBytes);
 }
 
 Error LoadRules::conclude() const {

@@ -17,7 +17,7 @@ std::string_view bytesOf(NSData* data) {
 }
 
 std::string reasonOf(NSError* error) {
-  if (error == nil) return "it holds no value";
+  if (error == nil) return "the system does not tell why";
   // The reader's own words, with the line; the description made for people only says that the form is wrong.
   NSString* reason = [[error userInfo] objectForKey:@"NSDebugDescription"];
   return onOneLine(trimmed(utf8Text(reason != nil ? reason : [error localizedDescription]), " ."));
@@ -52,7 +52,10 @@ Error parseWithFoundation(const std::string& bytes, Value& value) {
                                                               format:NSPropertyListBinaryFormat_v1_0
                                                              options:0
                                                                error:&error];
-  return binary != nil ? parseBinary(bytesOf(binary), value) : malformed(reasonOf(error));
+  if (binary == nil) return malformed(reasonOf(error));
+  // Where it lies in that form says nothing about the list.
+  const bool isRead = !parseBinary(bytesOf(binary), value).failed();
+  return isRead ? Error() : malformed("it holds half a character, or an integer of more than 64 bits");
 }
 
 }  // namespace

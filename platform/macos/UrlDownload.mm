@@ -202,11 +202,11 @@ FileDownload*& FileDownload::current() {
 }
 
 void FileDownload::setDestination(const std::string& path, bool overwrite) {
-  _destination.target().set(path, overwrite);
+  _destination.setTarget(path, overwrite);
 }
 
 void FileDownload::setDeletesFileUponFailure(bool deletes) {
-  _destination.target().setDeletesPartialFile(deletes);
+  _destination.setDeletesPartialFile(deletes);
   [_service.get() setDeletesFileUponFailure:deletes];
 }
 

@@ -93,7 +93,8 @@ ZRResult ZRFile::open(const ZRString& path, std::uint32_t access, std::uint32_t 
   _stream = openStream(path, openMode(access, disposition));
   if (!isOpen()) return openFailure();
   _flag = (flags & kFlag) != 0;
-  if ((access & eWrite) == 0) return ZRError::eNoError;  // begins at the start anyway
+  _writes = (access & eWrite) != 0;
+  if (!_writes) return ZRError::eNoError;  // begins at the start anyway
   if (disposition != eOpenExisting && disposition != eOpenAlwaysAtStart) return ZRError::eNoError;
   const ZRResult positioned = seek(0, eBegin);
   if (positioned.isFailure()) _stream.reset();
@@ -170,7 +171,8 @@ ZRResult ZRFile::seek(std::int64_t offset, Origin origin) {
 }
 
 ZRResult ZRFile::getSize(std::uint64_t& sizeBytes) {
-  ZR_RETURN_FAILURE(flush());
+  if (!isOpen()) return notOpen();
+  if (_writes) ZR_RETURN_FAILURE(flush());
   struct stat status;
   if (::fstat(::fileno(_stream.get()), &status) != 0) return ZRResult::fromSystemError("fstat()", errno);
   sizeBytes = static_cast<std::uint64_t>(status.st_size);

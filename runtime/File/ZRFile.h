@@ -93,4 +93,5 @@ class ZRFile {
   std::vector<char> _buffer;  ///< outlives the stream that uses it
   zrrt::Stream _stream;
   bool _flag = false;
+  bool _writes = false;  ///< was opened for writing, too
 };

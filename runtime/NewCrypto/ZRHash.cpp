@@ -9,15 +9,15 @@
 namespace {
 
 constexpr std::size_t kPieceBytes = 4096;
-// A system call for each piece shows in the time.
-constexpr std::size_t kStreamBufferBytes = 128 * 1024;
+// A buffer as large as the file, up to this: a system call for each piece shows in the time.
+constexpr std::size_t kMaxStreamBufferBytes = 128 * 1024;
 
 ZRResult openForDigest(const ZRString& path, ZRFile& file) {
   ZR_RETURN_FAILURE(file.open(path, ZRFile::eRead, ZRFile::eOpenExisting));
   std::uint64_t sizeBytes = 0;
   ZR_RETURN_FAILURE(file.getSize(sizeBytes));
   if (sizeBytes > kPieceBytes) {
-    const auto wanted = static_cast<std::size_t>(std::min<std::uint64_t>(sizeBytes, kStreamBufferBytes));
+    const auto wanted = static_cast<std::size_t>(std::min<std::uint64_t>(sizeBytes, kMaxStreamBufferBytes));
     ZR_RETURN_FAILURE(file.setBufferSize(wanted));
   }
   return ZRError::eNoError;

@@ -118,7 +118,8 @@ ZRResult ZRDynamicThreadPool::addTask(const boost::shared_ptr<ZRTask>& task) {
   if (_stopping) return ZRError::eSomeError;
   pushBack(task);
   if (_queue.size() > _idle) addWorker();
-  // Under the lock: without it, whoever waits for the task may have destroyed the pool by now.
+  // A worker that is not idle looks at the queue before it waits. Under the lock: without it, whoever waits
+  // for the task may have destroyed the pool by now.
   if (_idle > 0) reportFailure(_condition.broadcast(), ZR_HERE);
   return ZRError::eNoError;
 }

@@ -8,7 +8,16 @@
 namespace {
 
 constexpr std::size_t kMaxMessage = 1024;
-constexpr int kLooksBeforeSleep = 100;
+constexpr int kMostPauses = 64;
+
+/// A moment's rest for a thread that looks at something again and again.
+void pauseProcessor() {
+#if defined(__x86_64__)
+  __builtin_ia32_pause();
+#elif defined(__aarch64__)
+  asm volatile("yield");
+#endif
+}
 
 }  // namespace
 
@@ -50,10 +59,11 @@ ZRResult ZRMutex::creationResult() const {
   return ZRResult(ZRError::eSomeError, "%s", creationMessage(_name, mutexError()).c_str());
 }
 
-/// Most are held for less time than it takes to fall asleep and be woken.
+/// Seldom looked at, so that whoever holds it is not held up.
 void ZRMutex::lockContended() {
-  for (int looks = 0; looks < kLooksBeforeSleep; ++looks) {
-    platform::pauseProcessor();
+  for (int pauses = 1; pauses <= kMostPauses; pauses *= 2) {
+    for (int i = 0; i < pauses; ++i)
+      pauseProcessor();
     if (tryLock()) return;
   }
   pthread_mutex_lock(&posixMutex());

@@ -23,6 +23,7 @@ class ZRMutex : public ZRSync {
     ZRMutex& _mutex;
   };
 
+  /// Looks a few times before it sleeps: most are held for less time than it takes to be woken.
   void lock() {
     if (!tryLock()) lockContended();
   }

@@ -104,7 +104,7 @@ TEST(PropertyListXml, EachTypeSurvivesARewrite) {
                         {"never", platform::distantFuture()},
                         {"data", plist::Data(100, 0xAB)},
                         {"text", "a\n\tb ]]> \xE2\x82\xAC"},
-                        {"<&>", plist::Array{false, plist::Array{}, plist::Dictionary{}, "", 1, -7}}});
+                        {"<&>", plist::Array{false, plist::Array{}, plist::Dictionary{}, "", 1, 1.0, -7}}});
 }
 
 TEST(PropertyListXml, OddValuesSurviveARewrite) {

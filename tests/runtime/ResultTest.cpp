@@ -22,17 +22,13 @@ TEST(Result, NamesACodeItselfThenByAProviderThenByItsRange) {
     std::uint32_t code;
     const char* name;
   } rows[] = {
-
       {1000, "ZRStatus::eNo"},
-
       {1207, "unrecognized error code"},
       {2027, "unrecognized basic error code"},
-
       {5001, "first"},
       {5002, "second"},
       {5003, "compression error code"},
       {12000, "ZRDeviceError::eDeviceError"},
-
   };
   for (const auto& row : rows)
     EXPECT_STREQ(ZRResult::codeName(row.code), row.name) << row.code;

@@ -4,24 +4,26 @@
 
 #include <array>
 
-// What macOS wants to know as well: a position in the value, and options.
-#ifdef __APPLE__
-#define POSITION , 0
-#define POSITION_AND_OPTIONS , 0, 0
+namespace test {
+namespace {
+
+#ifdef __APPLE__  // asks for a position in the value as well
+constexpr auto set = [](auto... what) { return setxattr(what..., 0, 0); };
+constexpr auto get = [](auto... what) { return getxattr(what..., 0, 0); };
 #else
-#define POSITION
-#define POSITION_AND_OPTIONS
+constexpr auto set = [](auto... what) { return setxattr(what..., 0); };
+constexpr auto get = [](auto... what) { return getxattr(what...); };
 #endif
 
-namespace test {
+}  // namespace
 
 bool setAttribute(const std::string& path, const char* name, const std::string& value) {
-  return setxattr(path.c_str(), name, value.data(), value.size() POSITION, 0) == 0;
+  return set(path.c_str(), name, value.data(), value.size()) == 0;
 }
 
 std::string attributeOf(const std::string& path, const char* name) {
   std::array<char, 64> value{};
-  const ssize_t size = getxattr(path.c_str(), name, value.data(), value.size() POSITION_AND_OPTIONS);
+  const ssize_t size = get(path.c_str(), name, value.data(), value.size());
   return size < 0 ? "" : std::string(value.data(), static_cast<std::size_t>(size));
 }
 

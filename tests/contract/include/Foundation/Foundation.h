@@ -65,7 +65,6 @@ typedef struct {
 @end
 
 @interface NSArray<__covariant ObjectType> : NSObject <NSCopying, NSMutableCopying, NSFastEnumeration>
-@property(readonly) NSUInteger count;
 @property(nullable, nonatomic, readonly) ObjectType firstObject API_INTRODUCED(10.6);
 @end
 
@@ -92,14 +91,12 @@ typedef struct {
 @end
 
 @interface NSDate : NSObject <NSCopying>
-@property(readonly) NSTimeInterval timeIntervalSince1970;
 + (instancetype)dateWithTimeIntervalSince1970:(NSTimeInterval)secs;
 + (instancetype)dateWithTimeIntervalSinceNow:(NSTimeInterval)secs;
 @end
 
 @interface NSDictionary<__covariant KeyType, __covariant ObjectType>
     : NSObject <NSCopying, NSMutableCopying, NSFastEnumeration>
-@property(readonly) NSUInteger count;
 - (nullable ObjectType)objectForKey:(KeyType)aKey;
 + (instancetype)dictionaryWithObject:(ObjectType)object forKey:(KeyType<NSCopying>)key;
 @end
@@ -417,7 +414,10 @@ typedef NS_ENUM(NSUInteger, NSURLRequestCachePolicy) {
 - (void)download:(NSURLDownload*)download didFailWithError:(NSError*)error;
 @end
 
-@interface NSNumber : NSObject <NSCopying>
+@interface NSValue : NSObject <NSCopying>
+@end
+
+@interface NSNumber : NSValue
 @property(readonly) unsigned long long unsignedLongLongValue;
 + (NSNumber*)numberWithBool:(BOOL)value;
 @end
