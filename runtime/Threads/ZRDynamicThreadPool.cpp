@@ -17,16 +17,9 @@ constexpr std::uint32_t kWaitSliceMs = 1000;
 constexpr std::uint32_t kRetiredJoinMs = 5000;
 constexpr int kLooksBeforeSleep = 8;
 constexpr std::size_t kThreadNameBytes = 128;
-constexpr std::size_t kCacheLineBytes = 64;
 
 using Clock = std::chrono::steady_clock;
 using ThreadName = std::array<char, kThreadNameBytes>;
-
-/// Has the processor fetch a task that is to run soon, from wherever it was made.
-void fetchAhead(const ZRTask& task) {
-  for (std::size_t i = 0; i < sizeof task; i += kCacheLineBytes)
-    __builtin_prefetch(reinterpret_cast<const char*>(&task) + i, 1);
-}
 
 void reportFailure(const ZRResult& result, const ZRLocation& location) {
   zrReport(ZRLogLevel::eError, result, "Error returned", location);
@@ -118,9 +111,8 @@ ZRResult ZRDynamicThreadPool::addTask(const boost::shared_ptr<ZRTask>& task) {
   if (_stopping) return ZRError::eSomeError;
   pushBack(task);
   if (_queue.size() > _idle) addWorker();
-  // A worker that is not idle looks at the queue before it waits. Under the lock: without it, whoever waits
-  // for the task may have destroyed the pool by now.
-  if (_idle > 0) reportFailure(_condition.broadcast(), ZR_HERE);
+  // Under the lock: without it, whoever waits for the task may have destroyed the pool by now.
+  reportFailure(_condition.broadcast(), ZR_HERE);
   return ZRError::eNoError;
 }
 
@@ -194,7 +186,6 @@ void ZRDynamicThreadPool::pushBack(const boost::shared_ptr<ZRTask>& task) {
 boost::shared_ptr<ZRTask> ZRDynamicThreadPool::takeFront() {
   boost::shared_ptr<ZRTask> task = std::move(_queue.front());
   _freeNodes.splice(_freeNodes.begin(), _queue, _queue.begin());
-  if (!_queue.empty()) fetchAhead(*_queue.front());
   return task;
 }
 

@@ -8,16 +8,6 @@
 namespace {
 
 constexpr std::size_t kMaxMessage = 1024;
-constexpr int kMostPauses = 64;
-
-/// A moment's rest for a thread that looks at something again and again.
-void pauseProcessor() {
-#if defined(__x86_64__)
-  __builtin_ia32_pause();
-#elif defined(__aarch64__)
-  asm volatile("yield");
-#endif
-}
 
 }  // namespace
 
@@ -57,16 +47,6 @@ ZRResult ZRMutex::creationResult() const {
   }
   if (mutexError() == 0) return ZRError::eNoError;
   return ZRResult(ZRError::eSomeError, "%s", creationMessage(_name, mutexError()).c_str());
-}
-
-/// Seldom looked at, so that whoever holds it is not held up.
-void ZRMutex::lockContended() {
-  for (int pauses = 1; pauses <= kMostPauses; pauses *= 2) {
-    for (int i = 0; i < pauses; ++i)
-      pauseProcessor();
-    if (tryLock()) return;
-  }
-  pthread_mutex_lock(&posixMutex());
 }
 
 ZRMutex::~ZRMutex() {

@@ -23,10 +23,7 @@ class ZRMutex : public ZRSync {
     ZRMutex& _mutex;
   };
 
-  /// Looks a few times before it sleeps: most are held for less time than it takes to be woken.
-  void lock() {
-    if (!tryLock()) lockContended();
-  }
+  void lock() { pthread_mutex_lock(&posixMutex()); }
   void unlock() { pthread_mutex_unlock(&posixMutex()); }
   [[nodiscard]] bool tryLock() { return pthread_mutex_trylock(&posixMutex()) == 0; }
 
@@ -40,8 +37,6 @@ class ZRMutex : public ZRSync {
   [[nodiscard]] static ZRString destructionMessage(const char* name, int errorNumber);
 
  private:
-  void lockContended();
-
   const char* _name;
 };
 
