@@ -47,6 +47,6 @@ class DeltaTree {
   [[nodiscard]] bool holds(const ZRString& resolved) const;
   [[nodiscard]] bool holdsFolder(const ZRString& folder);
 
-  ZRString _top;                                   ///< absolute, free of symbolic links and ".."
+  ZRString _top;                         ///< absolute, free of symbolic links and ".."
   std::map<std::string, bool> _folders;  ///< whether each is inside, as far as that was asked
 };
