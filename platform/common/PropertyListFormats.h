@@ -15,9 +15,6 @@ inline constexpr const char* kUidKey = "CF$UID";
 Error parseXml(const std::string& bytes, Value& value);
 Error parseBinary(std::string_view bytes, Value& value);
 
-/// What a dictionary of the XML form stands for: a reference number, or itself.
-[[nodiscard]] Value dictionaryOrUid(Dictionary dictionary);
-
 /// The error of a list that cannot be read.
 Error malformed(const std::string& what);
 

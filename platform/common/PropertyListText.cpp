@@ -79,17 +79,6 @@ bool takeUtf8(std::string_view& text, std::uint32_t& codePoint) {
   return codePoint >= lead.least && codePoint <= 0x10FFFF && !isSurrogate;
 }
 
-Value dictionaryOrUid(Dictionary dictionary) {
-  if (dictionary.size() == 1) {
-    const Value* number = find(dictionary, kUidKey);
-    const auto* integer = number != nullptr ? number->as<std::int64_t>() : nullptr;
-    if (integer != nullptr && *integer >= 0) return Uid{static_cast<std::uint64_t>(*integer)};
-    const auto* large = number != nullptr ? number->as<std::uint64_t>() : nullptr;
-    if (large != nullptr) return Uid{*large};
-  }
-  return dictionary;
-}
-
 std::string xmlText(std::string_view text) {
   constexpr std::uint32_t kReplacement = 0xFFFD;
   std::string result;

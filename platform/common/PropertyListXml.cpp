@@ -61,6 +61,18 @@ bool parseReal(std::string_view text, Value& value) {
   return true;
 }
 
+/// What a dictionary stands for: a reference number, or itself.
+Value dictionaryOrUid(Dictionary dictionary) {
+  if (dictionary.size() == 1) {
+    const Value* number = find(dictionary, kUidKey);
+    const auto* integer = number != nullptr ? number->as<std::int64_t>() : nullptr;
+    if (integer != nullptr && *integer >= 0) return Uid{static_cast<std::uint64_t>(*integer)};
+    const auto* large = number != nullptr ? number->as<std::uint64_t>() : nullptr;
+    if (large != nullptr) return Uid{*large};
+  }
+  return dictionary;
+}
+
 bool parseDate(std::string_view text, Value& value) {
   Date date;
   if (!parseIso8601(std::string(text), date)) return false;

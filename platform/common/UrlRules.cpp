@@ -1,5 +1,6 @@
 #include "platform/common/UrlRules.h"
 
+#include "platform/Text.h"
 #include "platform/common/UrlError.h"
 
 namespace platform {
@@ -30,6 +31,16 @@ Error countRedirect(unsigned& followed) {
 Error checkLength(std::int64_t bytes, std::uint64_t limitBytes) {
   if (bytes < 0 || static_cast<std::uint64_t>(bytes) <= limitBytes) return {};
   return urlError(UrlErrorCode::dataLengthExceedsMaximum, "resource exceeds maximum size");
+}
+
+Error checkScheme(const Url& url) {
+  const bool isSupported = url.scheme() != nullptr && (equalIgnoringCase(url.scheme(), "http") ||
+                                                       equalIgnoringCase(url.scheme(), "https"));
+  return isSupported ? Error() : urlError(UrlErrorCode::unsupportedUrl, "unsupported URL");
+}
+
+Error badUrlError() {
+  return urlError(UrlErrorCode::badUrl, "bad URL");
 }
 
 Error checkHeader(const std::string& name, const std::string& value) {

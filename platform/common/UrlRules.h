@@ -17,6 +17,11 @@ namespace platform {
 /// Checks the length of a body, in bytes; a negative one is not known. Fails: dataLengthExceedsMaximum.
 [[nodiscard]] Error checkLength(std::int64_t bytes, std::uint64_t limitBytes);
 
+/// Fails: unsupportedUrl for a URL of another scheme than http and https.
+[[nodiscard]] Error checkScheme(const Url& url);
+/// badUrl, for one that is not the same to all who read it, or none at all.
+[[nodiscard]] Error badUrlError();
+
 /// Fails: badUrl for a header of more than one line.
 [[nodiscard]] Error checkHeader(const std::string& name, const std::string& value);
 

@@ -126,18 +126,15 @@ bool readsTheSame(CURLU* theirs, const Url& ours) {
 /// The library's form of the URL, only when both agree on where it leads: a trust decision was made on our
 /// reading, and the connection is made on theirs.
 CurlUrl agreedUrl(const Url& url, Error& error) {
-  if (url.scheme() == nullptr ||
-      (!equalIgnoringCase(url.scheme(), "http") && !equalIgnoringCase(url.scheme(), "https"))) {
-    error = urlError(UrlErrorCode::unsupportedUrl, "unsupported URL");
-    return nullptr;
-  }
+  error = checkScheme(url);
+  if (error) return nullptr;
   CurlUrl parsed(curl().url());
   const bool good =
       parsed && url.host() != nullptr &&
       curl().urlSet(parsed.get(), CURLUPART_URL, url.absoluteString().c_str(), 0) == CURLUE_OK &&
       readsTheSame(parsed.get(), url);
   if (good) return parsed;
-  error = urlError(UrlErrorCode::badUrl, "bad URL");
+  error = badUrlError();
   return nullptr;
 }
 

@@ -3,7 +3,6 @@
 #include <algorithm>
 
 #include "platform/Text.h"
-#include "platform/common/UrlError.h"
 #include "platform/common/UrlRules.h"
 #include "platform/linux/HttpProxy.h"
 
@@ -72,7 +71,7 @@ bool UrlExchange::didReceiveHead(const HttpHead& head) {
 
 Error UrlExchange::followRedirect(const HttpHead& head) {
   const auto target = redirectTarget(_request.url, head);
-  if (!target) return urlError(UrlErrorCode::badUrl, "bad URL");
+  if (!target) return badUrlError();
   if (Error error = countRedirect(_redirectsFollowed)) return error;
   _redirect = std::make_unique<UrlResponse>(makeResponse(_request.url, head));
   _request.url = *target;

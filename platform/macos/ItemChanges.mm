@@ -9,6 +9,7 @@
 #include "platform/Path.h"
 #include "platform/common/ItemChanges.h"
 #include "platform/common/ItemMove.h"
+#include "platform/common/ItemStatus.h"
 #include "platform/common/TemporaryWriteAccess.h"
 
 namespace platform {
@@ -38,16 +39,9 @@ Error setAttribute(const std::string& path, NSString* name, id value, id otherwi
 }
 
 /// An item, to be known again wherever it has gone.
-struct Identity {
-  dev_t volume;
-  ino_t number;
-  bool operator==(const Identity&) const = default;
-};
-
-std::optional<Identity> itemAt(const std::string& path) {
+std::optional<struct stat> itemAt(const std::string& path) {
   struct stat status {};
-  if (lstat(path.c_str(), &status) != 0) return std::nullopt;
-  return Identity{status.st_dev, status.st_ino};
+  return lstat(path.c_str(), &status) == 0 ? std::optional(status) : std::nullopt;
 }
 
 /// Where a failed replacement says that it has left the old item; empty when it does not.
@@ -128,7 +122,8 @@ Error putInPlace(const std::string& destination, const std::string& replacement,
   std::string oldPlace;
   Error error = replaceItem(destination, replacement, backupName, oldPlace);
   if (!error.failed()) return {};
-  if (const auto present = itemAt(destination)) return present == newItem ? Error{} : error;
+  if (const auto present = itemAt(destination))
+    return newItem && isSameItem(*present, *newItem) ? Error{} : error;
   if (auto lost = moveOnVolume(oldPlace, destination)) error.description += "; " + lost.description;
   return error;
 }

@@ -10,10 +10,6 @@
 namespace platform {
 namespace {
 
-Error badUrlError() {
-  return urlError(UrlErrorCode::badUrl, "bad URL");
-}
-
 /// A percent escape is decoded by some and looked up by others; "127.1" and "2130706433" are addresses to
 /// those who resolve names.
 bool isReadInOneWay(const std::string& host) {
@@ -36,11 +32,8 @@ bool readsTheSame(NSURL* theirs, const Url& ours) {
 
 /// Foundation's form of the URL; nil with `error` set.
 NSURL* agreedUrl(const Url& url, Error& error) {
-  if (url.scheme() == nullptr ||
-      (!equalIgnoringCase(url.scheme(), "http") && !equalIgnoringCase(url.scheme(), "https"))) {
-    error = urlError(UrlErrorCode::unsupportedUrl, "unsupported URL");
-    return nil;
-  }
+  error = checkScheme(url);
+  if (error) return nil;
   NSString* text = foundationText(url.absoluteString());
   if (text != nil && url.host() != nullptr && isReadInOneWay(url.host())) {
     NSURL* theirs = [NSURL URLWithString:text];
